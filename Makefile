@@ -1,0 +1,43 @@
+# The two commands that set everything up on a fresh Debian 12 machine:
+#   make demo   installs the dependencies, builds, and runs the vantor demo
+#   make test   installs the dependencies, builds, and runs the test suite
+PRESET ?= default
+JOBS ?= $(shell nproc)
+
+.PHONY: deps configure build demo test test-asan test-tsan bench fuzz format clean
+
+deps:
+	bash scripts/install-deps.sh
+
+configure: deps
+	cmake --preset $(PRESET)
+
+build: configure
+	cmake --build --preset $(PRESET) -j $(JOBS)
+
+demo: build
+	./build/$(PRESET)/tools/vantor/vantor demo
+
+test: build
+	ctest --preset $(PRESET)
+
+test-asan:
+	$(MAKE) test PRESET=asan
+
+test-tsan:
+	$(MAKE) test PRESET=tsan
+
+bench: deps
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	bash bench/run_all.sh build/bench
+
+fuzz: deps
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+
+format:
+	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

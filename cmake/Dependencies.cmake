@@ -1,0 +1,28 @@
+# Every dependency comes from a Debian 12 package (scripts/install-deps.sh).
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
+find_package(OpenSSL 3 REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(simdjson REQUIRED)
+find_package(boost_url 1.81.0 EXACT REQUIRED CONFIG)
+find_package(boost_headers 1.81.0 EXACT REQUIRED CONFIG)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
+pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
+find_program(MSGFMT_EXECUTABLE msgfmt REQUIRED)
+
+# The one list of link dependencies every area shares; areas are small enough
+# that per-area dependency lists would only add bookkeeping.
+add_library(vantor_deps INTERFACE)
+target_link_libraries(vantor_deps INTERFACE
+  ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
+  simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST PkgConfig::CURL
+  PkgConfig::LIBXML2 Threads::Threads)
+target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
+if(LIBSECRET_FOUND)
+  target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
+  target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)
+endif()

@@ -1,0 +1,78 @@
+# Each area (src/<area>) is an object library of its own, so a test suite of one
+# area builds and links only that area and the areas it names as dependencies.
+set(VANTOR_AREAS "" CACHE INTERNAL "")
+
+function(vantor_area name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
+  set_property(GLOBAL PROPERTY VANTOR_AREA_DEPS_${name} "${ARG_DEPENDS}")
+  if(NOT sources)
+    return()
+  endif()
+  add_library(vc_${name} OBJECT ${sources})
+  target_include_directories(vc_${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
+    PRIVATE ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(vc_${name} PUBLIC vantor_deps)
+  set(VANTOR_AREAS ${VANTOR_AREAS} ${name} CACHE INTERNAL "")
+endfunction()
+
+# The area itself and every area it depends on, directly or not, that has code.
+function(vantor_area_closure out name)
+  set(result "")
+  set(todo ${name})
+  while(todo)
+    list(POP_FRONT todo current)
+    if(current IN_LIST result)
+      continue()
+    endif()
+    list(APPEND result ${current})
+    get_property(deps GLOBAL PROPERTY VANTOR_AREA_DEPS_${current})
+    list(APPEND todo ${deps})
+  endwhile()
+  set(objects "")
+  foreach(area IN LISTS result)
+    if(TARGET vc_${area})
+      list(APPEND objects vc_${area})
+    endif()
+  endforeach()
+  set(${out} ${objects} PARENT_SCOPE)
+endfunction()
+
+function(vantor_finish_library)
+  set(objects "")
+  foreach(area IN LISTS VANTOR_AREAS)
+    list(APPEND objects $<TARGET_OBJECTS:vc_${area}>)
+  endforeach()
+  add_library(vantorcore SHARED ${objects})
+  add_library(vantorcore_static STATIC ${objects})
+  set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+  set_target_properties(vantorcore_static PROPERTIES OUTPUT_NAME vantorcore)
+  foreach(lib vantorcore vantorcore_static)
+    target_include_directories(${lib} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    target_link_libraries(${lib} PUBLIC $<BUILD_INTERFACE:vantor_deps>)
+  endforeach()
+  add_library(VantorCore::vantorcore ALIAS vantorcore)
+endfunction()
+
+function(vantor_add_area_tests)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+  foreach(area IN LISTS VANTOR_AREAS)
+    file(GLOB_RECURSE tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${area}/*.cpp)
+    if(NOT tests)
+      continue()
+    endif()
+    vantor_area_closure(objects ${area})
+    add_executable(${area}_tests ${tests} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp
+                   ${PROJECT_SOURCE_DIR}/tests/support/TestSupport.cpp)
+    target_include_directories(${area}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${area}_tests PRIVATE ${objects} GTest::gtest GTest::gmock)
+    target_compile_definitions(${area}_tests PRIVATE
+      VANTOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" VANTOR_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
+    gtest_discover_tests(${area}_tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+  endforeach()
+endfunction()

@@ -1,0 +1,22 @@
+// Byte buffers: the platform's data objects.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace lx {
+
+using Data = std::vector<std::uint8_t>;
+using DataView = std::span<const std::uint8_t>;
+
+/// The bytes of `text`, as a data object.
+inline Data dataFromBytes(std::string_view text) { return Data(text.begin(), text.end()); }
+
+/// The bytes as a `std::string_view` (no copy).
+inline std::string_view asStringView(DataView data) noexcept {
+  return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+}  // namespace lx

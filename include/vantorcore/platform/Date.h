@@ -1,0 +1,45 @@
+// A point in time, as seconds since 1970-01-01 00:00:00 UTC.
+#pragma once
+
+#include <compare>
+
+namespace lx {
+
+/// Seconds between 1970-01-01 and the platform's reference date 2001-01-01 UTC.
+inline constexpr double kTimeIntervalSince1970ToReferenceDate = 978307200.0;
+
+/// A regular value type: copyable, ordered, and cheap (one double).
+class Date {
+ public:
+  constexpr Date() noexcept = default;
+  constexpr explicit Date(double secondsSince1970) noexcept : seconds_(secondsSince1970) {}
+
+  /// The current wall-clock time.
+  static Date now() noexcept;
+  static constexpr Date withTimeIntervalSinceReferenceDate(double seconds) noexcept {
+    return Date(seconds + kTimeIntervalSince1970ToReferenceDate);
+  }
+  /// Far-away dates that timers use for "never".
+  static constexpr Date distantFuture() noexcept { return Date(64092211200.0); }
+  static constexpr Date distantPast() noexcept { return Date(-62135769600.0); }
+
+  [[nodiscard]] constexpr double timeIntervalSince1970() const noexcept { return seconds_; }
+  [[nodiscard]] constexpr double timeIntervalSinceReferenceDate() const noexcept {
+    return seconds_ - kTimeIntervalSince1970ToReferenceDate;
+  }
+  [[nodiscard]] double timeIntervalSinceNow() const noexcept;
+  [[nodiscard]] constexpr double timeIntervalSinceDate(Date other) const noexcept {
+    return seconds_ - other.seconds_;
+  }
+  [[nodiscard]] constexpr Date addingTimeInterval(double seconds) const noexcept {
+    return Date(seconds_ + seconds);
+  }
+
+  friend constexpr auto operator<=>(Date, Date) noexcept = default;
+  friend constexpr bool operator==(Date, Date) noexcept = default;
+
+ private:
+  double seconds_ = 0;
+};
+
+}  // namespace lx

@@ -1,0 +1,83 @@
+#include "vantorcore/platform/Value.h"
+
+#include <gtest/gtest.h>
+
+#include "support/TestSupport.h"
+#include "vantorcore/platform/Error.h"
+
+namespace lx {
+namespace {
+
+TEST(ValueTest, KindsAndConversions) {
+  EXPECT_TRUE(Value().isNull());
+  EXPECT_EQ(Value(true).int64Value(), 1);
+  EXPECT_EQ(Value(-5).type(), Value::Type::Integer);
+  EXPECT_EQ(Value(5u).type(), Value::Type::UnsignedInteger);
+  EXPECT_TRUE(Value(1.5f).asReal()->isFloat);
+  EXPECT_FALSE(Value(1.5).asReal()->isFloat);
+  EXPECT_EQ(Value(u"42abc").int64Value(), 42);
+  EXPECT_DOUBLE_EQ(Value(u" 2.5").doubleValue(), 2.5);
+  EXPECT_TRUE(Value(u"yes").boolValue());
+  EXPECT_FALSE(Value(u"no").boolValue());
+  EXPECT_EQ(Value(1e300).int64Value(), INT64_MAX);
+  EXPECT_EQ(Value("utf8 é").asString()->size(), 6u);
+}
+
+TEST(ValueTest, EqualityAcrossNumberKindsAndContainers) {
+  EXPECT_EQ(Value(1), Value(1.0));
+  EXPECT_EQ(Value(true), Value(1));
+  EXPECT_NE(Value(-1), Value(UINT64_MAX));
+  EXPECT_NE(Value(u"1"), Value(1));
+  EXPECT_EQ(Value(1).hash(), Value(1.0).hash());
+  Dictionary a{{u"x", 1}, {u"y", u"two"}};
+  Dictionary b{{u"y", u"two"}, {u"x", 1}};
+  EXPECT_EQ(Value(a), Value(b));  // order does not matter for equality
+  EXPECT_NE(Value(Array{1, 2}), Value(Array{2, 1}));
+}
+
+TEST(ValueTest, CopiesAreDeepAndMovesLeaveNull) {
+  Value original(Array{Value(Dictionary{{u"k", 1}})});
+  Value copy = original;
+  (*copy.asArray())[0].asDictionary()->set(u"k", 2);
+  EXPECT_EQ((*original.asArray())[0].asDictionary()->find(u"k")->int64Value(), 1);
+  Value moved = std::move(copy);
+  EXPECT_TRUE(copy.isNull());  // NOLINT(bugprone-use-after-move)
+  EXPECT_TRUE(moved.isArray());
+}
+
+TEST(DictionaryTest, KeepsInsertionOrderAcrossTheIndexThreshold) {
+  Dictionary d;
+  for (int i = 99; i >= 0; --i) d.set(fromUTF8("k" + std::to_string(i)), i);
+  ASSERT_EQ(d.size(), 100u);
+  EXPECT_EQ(d.begin()->first, u"k99");
+  EXPECT_EQ(d.find(u"k42")->int64Value(), 42);
+  d.set(u"k99", u"replaced");  // replacing keeps the place
+  EXPECT_EQ(*d.begin()->second.asString(), u"replaced");
+  EXPECT_TRUE(d.erase(u"k50"));
+  EXPECT_FALSE(d.erase(u"k50"));
+  EXPECT_EQ(d.find(u"k50"), nullptr);
+  EXPECT_EQ(d.find(u"k49")->int64Value(), 49);  // index rebuilt after erase
+  EXPECT_TRUE(d[u"absent"].isNull());
+}
+
+TEST(ValueTest, DescriptionUsesPropertyListStyle) {
+  Value v(Dictionary{{u"name", u"a b"}, {u"list", Array{1, u"x"}}});
+  EXPECT_EQ(v.description(), u"{\n    name = \"a b\";\n    list = (\n        1,\n        x\n    );\n}");
+  EXPECT_EQ(Value(0.1).description(), u"0.1");
+  EXPECT_EQ(Value(Data{0xde, 0xad, 0xbe, 0xef, 1}).description(), u"<deadbeef 01>");
+}
+
+TEST(ErrorTest, DescriptionAndEquality) {
+  auto e = Error::make(u"Dom", 7, {{String(NSLocalizedDescriptionKey), u"Broke"}});
+  EXPECT_EQ(e->localizedDescription(), u"Broke");
+  EXPECT_EQ(e->description(), u"Error Domain=Dom Code=7 \"Broke\"");
+  EXPECT_TRUE(e->isEqual(*Error::make(u"Dom", 7, e->userInfo())));
+  EXPECT_EQ(Error::make(u"D", 1)->localizedDescription(),
+            u"The operation couldn\u2019t be completed. (D error 1.)");
+  EXPECT_EQ(Error::posix(ENOENT)->localizedDescription(), u"No such file or directory");
+  ErrorPtr* none = nullptr;
+  setError(none, e);  // a null out-parameter is always accepted
+}
+
+}  // namespace
+}  // namespace lx
