@@ -1,0 +1,218 @@
+#include "vantorcore/platform/PropertyList.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+
+#include "support/TestSupport.h"
+#include "vantorcore/platform/FileIO.h"
+#include "vantorcore/platform/Object.h"
+
+namespace lx {
+namespace {
+
+using Format = PropertyList::Format;
+
+Value roundTrip(const Value& value, Format format) {
+  ErrorPtr error;
+  const std::optional<Data> bytes = PropertyList::write(value, format, &error);
+  EXPECT_TRUE(bytes) << (error ? toUTF8(error->description()) : "");
+  if (!bytes) return Value();
+  Format detected{};
+  const std::optional<Value> back = PropertyList::read(*bytes, &error, &detected);
+  EXPECT_TRUE(back) << (error ? toUTF8(error->description()) : "");
+  EXPECT_EQ(detected, format);
+  return back.value_or(Value());
+}
+
+// A binary document holding `objects` (references are 4 bytes, offsets 8),
+// with object 0 at the top.
+Data binaryDocument(const std::vector<Data>& objects) {
+  Data d = dataFromBytes("bplist00");
+  std::vector<std::uint64_t> offsets;
+  for (const Data& object : objects) {
+    offsets.push_back(d.size());
+    d.insert(d.end(), object.begin(), object.end());
+  }
+  const std::uint64_t table = d.size();
+  const auto put64 = [&](std::uint64_t v) {
+    for (int shift = 56; shift >= 0; shift -= 8) d.push_back((v >> shift) & 0xFF);
+  };
+  for (std::uint64_t offset : offsets) put64(offset);
+  d.insert(d.end(), 6, 0);
+  d.push_back(8);  // offset size
+  d.push_back(4);  // reference size
+  put64(objects.size());
+  put64(0);
+  put64(table);
+  return d;
+}
+
+void appendReference(Data& object, std::uint32_t index) {
+  for (int shift = 24; shift >= 0; shift -= 8) object.push_back((index >> shift) & 0xFF);
+}
+
+// `count` objects where object i is an array holding `fanOut` references to
+// object i + 1, and the last is an empty array: `count` levels deep, and
+// 2^count objects once expanded when `fanOut` is 2.
+Data nestedBinary(std::uint32_t count, int fanOut) {
+  std::vector<Data> objects;
+  for (std::uint32_t i = 0; i + 1 < count; ++i) {
+    Data array{static_cast<std::uint8_t>(0xA0 | fanOut)};
+    for (int k = 0; k < fanOut; ++k) appendReference(array, i + 1);
+    objects.push_back(array);
+  }
+  objects.push_back(Data{0xA0});
+  return binaryDocument(objects);
+}
+
+// A one-entry dictionary whose key is the UTF-16 text `key` (big-endian).
+Data dictionaryWithUTF16Key(Data key) {
+  Data dict{0xD1};
+  appendReference(dict, 1);
+  appendReference(dict, 2);
+  key.insert(key.begin(), static_cast<std::uint8_t>(0x60 | (key.size() / 2)));
+  return binaryDocument({dict, key, dataFromBytes("\x51v")});
+}
+
+TEST(PropertyListTest, EveryValueTypeSurvivesBothFormats) {
+  constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
+  constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
+  const struct {
+    const char* name;
+    Value value;
+  } cases[] = {
+      {"true", Value(true)},
+      {"false", Value(false)},
+      {"zero", Value(0)},
+      {"negative", Value(-1)},
+      {"int64 min", Value(kMin)},
+      {"int64 max", Value(kMax)},
+      {"uint64 max", Value(std::numeric_limits<std::uint64_t>::max())},
+      {"2^63", Value(std::uint64_t{1} << 63)},
+      {"real", Value(-0.25)},
+      {"huge real", Value(1e300)},
+      {"empty string", Value(u"")},
+      {"unicode string", Value(u"h\u00e9llo \U0001F600 <&>")},
+      {"empty data", Value(Data{})},
+      {"data", Value(Data{0, 1, 0xFF, '<'})},
+      {"date", Value(Date(1700000000))},
+      {"date before 1970", Value(Date(-86400 * 365))},
+      {"date beyond 32-bit seconds", Value(Date::distantFuture())},
+      {"date long ago", Value(Date::distantPast())},
+      {"uid", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{7})}})},
+      {"array", Value(Array{1, u"two", Array{}, Dictionary{}})},
+      {"dictionary", Value(Dictionary{{u"z", 1}, {u"a", Array{true}}, {u"\u00fc", Data{1}}})},
+  };
+  for (Format format : {Format::XML, Format::Binary}) {
+    for (const auto& c : cases) {
+      SCOPED_TRACE(std::string(c.name) + (format == Format::XML ? " (XML)" : " (binary)"));
+      const Value back = roundTrip(c.value, format);
+      EXPECT_EQ(back, c.value);
+      EXPECT_EQ(back.type(), c.value.type());
+    }
+  }
+}
+
+TEST(PropertyListTest, DictionariesKeepDocumentOrder) {
+  const Value dict(Dictionary{{u"zebra", 1}, {u"apple", 2}, {u"mango", 3}});
+  for (Format format : {Format::XML, Format::Binary}) {
+    const Value back = roundTrip(dict, format);
+    ASSERT_TRUE(back.isDictionary());
+    EXPECT_EQ(back.asDictionary()->keys(), (std::vector<String>{u"zebra", u"apple", u"mango"}));
+  }
+}
+
+TEST(PropertyListTest, BinaryDatesKeepMicroseconds) {
+  const Date date(1700000000.123456);
+  const Value back = roundTrip(Value(date), Format::Binary);
+  ASSERT_TRUE(back.isDate());
+  EXPECT_NEAR(back.asDate()->timeIntervalSince1970(), date.timeIntervalSince1970(), 1e-6);
+}
+
+TEST(PropertyListTest, ValuesWithoutAPropertyListFormAreRefused) {
+  const struct {
+    const char* name;
+    Value value;
+  } cases[] = {
+      {"null", Value()},
+      {"object", Value(std::make_shared<Object>())},
+      {"null in array", Value(Array{1, Value()})},
+      {"string with NUL", Value(String(u"a\0b", 3))},
+      {"key with NUL", Value(Dictionary{{String(u"k\0", 2), 1}})},
+  };
+  for (Format format : {Format::XML, Format::Binary}) {
+    for (const auto& c : cases) {
+      SCOPED_TRACE(c.name);
+      ErrorPtr error;
+      EXPECT_FALSE(PropertyList::write(c.value, format, &error));
+      ASSERT_TRUE(error);
+      EXPECT_EQ(error->domain(), NSCocoaErrorDomain);
+      EXPECT_EQ(error->code(), NSPropertyListWriteInvalidError);
+    }
+  }
+  Value deep = Value(Array{});
+  for (std::size_t i = 0; i < PropertyList::kMaximumDepth + 1; ++i) deep = Value(Array{deep});
+  EXPECT_FALSE(PropertyList::write(deep, Format::Binary));
+}
+
+TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
+  const Data valid = *PropertyList::write(Value(Array{1, u"x"}), Format::Binary);
+  std::string deepXML = "<plist>";
+  for (int i = 0; i < 100000; ++i) deepXML += "<array>";
+  const struct {
+    const char* name;
+    Data bytes;
+  } cases[] = {
+      {"empty", Data{}},
+      {"text", dataFromBytes("hello")},
+      {"signature only", dataFromBytes("bplist00")},
+      {"truncated binary", Data(valid.begin(), valid.end() - 5)},
+      {"unterminated XML", dataFromBytes("<plist><array>")},
+      {"deep XML", dataFromBytes(deepXML)},
+      {"deep binary", nestedBinary(PropertyList::kMaximumDepth + 2, 1)},
+      {"exponential binary", nestedBinary(40, 2)},
+      {"UTF-16 key holding U+0000", dictionaryWithUTF16Key(Data{0, 'a', 0, 0})},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ErrorPtr error;
+    EXPECT_FALSE(PropertyList::read(c.bytes, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
+  }
+  // Nesting within the limit is fine.
+  EXPECT_TRUE(PropertyList::read(nestedBinary(100, 1)));
+  EXPECT_TRUE(PropertyList::read(nestedBinary(12, 2)));
+  EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 'b'})),
+            Value(Dictionary{{u"ab", u"v"}}));
+}
+
+TEST(PropertyListTest, FilesAreWrittenAtomicallyWithTheirMode) {
+  const auto folder = test::makeTemporaryFolder("plist");
+  const String path = fromUTF8((folder / "p.plist").string());
+  ASSERT_TRUE(
+      PropertyList::writeFileAtomically(Value(Dictionary{{u"k", 1}}), Format::XML, path, 0600));
+  struct stat st {};
+  ASSERT_EQ(::stat(toUTF8(path).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);  // no leftovers
+  Format format{};
+  EXPECT_EQ(PropertyList::readFile(path, nullptr, &format), Value(Dictionary{{u"k", 1}}));
+  EXPECT_EQ(format, Format::XML);
+
+  // A failed write leaves the old file alone.
+  EXPECT_FALSE(PropertyList::writeFileAtomically(Value(), Format::XML, path));
+  EXPECT_EQ(PropertyList::readFile(path), Value(Dictionary{{u"k", 1}}));
+
+  ErrorPtr error;
+  EXPECT_FALSE(PropertyList::readFile(path + u"-missing", &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), NSFileReadNoSuchFileError);
+}
+
+}  // namespace
+}  // namespace lx
