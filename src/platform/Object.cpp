@@ -31,6 +31,13 @@ bool Object::respondsToSelector(std::string_view selector) const {
   return objectClass().methodNamed(selector) != nullptr;
 }
 
+std::optional<Value> Object::performSelector(std::string_view selector,
+                                             std::span<const Value> arguments) {
+  const Class::Method* method = objectClass().methodNamed(selector);
+  if (!method) return std::nullopt;
+  return (*method)(*this, arguments);
+}
+
 void Object::setAssociatedValue(const void* key, std::optional<Value> value) {
   // The old value is destroyed outside the lock: it may be an object whose
   // destructor touches this object's associations.

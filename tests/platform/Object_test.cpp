@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/TestSupport.h"
+#include "vantorcore/platform/Coder.h"
 #include "vantorcore/platform/Log.h"
 
 namespace lx {
@@ -15,6 +16,37 @@ class TestSquare : public TestShape {
 };
 LX_DEFINE_CLASS(TestShape, Object)
 LX_DEFINE_CLASS(TestSquare, TestShape)
+
+// A class that registers everything the registry can find on it.
+class TestNote : public Object, public Coding, public StateRestoring {
+  LX_DECLARE_CLASS(TestNote)
+ public:
+  String text;
+  void encodeWithCoder(Coder&) const override {}
+  static std::shared_ptr<TestNote> initWithCoder(Coder&) {
+    auto note = std::make_shared<TestNote>();
+    note->text = u"from coder";
+    return note;
+  }
+};
+class TestRestorer : public Object, public ObjectRestoration {
+  LX_DECLARE_CLASS(TestRestorer)
+ public:
+  static ObjectPtr objectWithRestorationIdentifier(const String& id, const ObjectPtr&, Coder&) {
+    auto note = std::make_shared<TestNote>();
+    note->text = id;
+    return note;
+  }
+};
+// Not default-constructible: no plain factory.
+class TestValueHolder : public Object {
+  LX_DECLARE_CLASS(TestValueHolder)
+ public:
+  explicit TestValueHolder(int) {}
+};
+LX_DEFINE_CLASS(TestNote, Object)
+LX_DEFINE_CLASS(TestRestorer, Object)
+LX_DEFINE_CLASS(TestValueHolder, Object)
 
 namespace {
 
@@ -54,6 +86,67 @@ TEST(ObjectTest, AssociatedValuesLiveWithTheirObject) {
   EXPECT_TRUE(holder->associatedValue(&key).has_value());
   holder.reset();
   EXPECT_TRUE(weak.expired());
+}
+
+TEST(ObjectTest, RegistrationRecordsFactoriesAndProtocols) {
+  struct Case {
+    const char16_t* name;
+    bool factory, coderFactory, restorationFactory, coding, restoring, restoration;
+  };
+  const Case cases[] = {
+      {u"TestNote", true, true, false, true, true, false},
+      {u"TestRestorer", true, false, true, false, false, true},
+      {u"TestValueHolder", false, false, false, false, false, false},
+      {u"TestSquare", true, false, false, false, false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(toUTF8(c.name));
+    const Class* cls = ClassRegistry::classNamed(c.name);
+    ASSERT_NE(cls, nullptr);
+    EXPECT_EQ(static_cast<bool>(cls->factory()), c.factory);
+    EXPECT_EQ(static_cast<bool>(cls->coderFactory()), c.coderFactory);
+    EXPECT_EQ(static_cast<bool>(cls->restorationFactory()), c.restorationFactory);
+    EXPECT_EQ(cls->conformsToProtocol(kCodingProtocol), c.coding);
+    EXPECT_EQ(cls->conformsToProtocol(kStateRestoringProtocol), c.restoring);
+    EXPECT_EQ(cls->conformsToProtocol(kObjectRestorationProtocol), c.restoration);
+  }
+}
+
+class NullCoder : public Coder {};
+
+TEST(ObjectTest, FactoriesMakeInstancesOfTheirClass) {
+  NullCoder coder;
+  const Class& note = TestNote::staticClass();
+  auto plain = note.instantiate();
+  ASSERT_TRUE(plain);
+  EXPECT_TRUE(plain->isMemberOfClass(note));
+  auto decoded = std::dynamic_pointer_cast<TestNote>(note.instantiateWithCoder(coder));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->text, u"from coder");
+  auto restored = std::dynamic_pointer_cast<TestNote>(
+      TestRestorer::staticClass().restorationFactory()(u"main-window", nullptr, coder));
+  ASSERT_TRUE(restored);
+  EXPECT_EQ(restored->text, u"main-window");
+  EXPECT_EQ(TestValueHolder::staticClass().instantiate(), nullptr);
+  EXPECT_EQ(TestSquare::staticClass().instantiateWithCoder(coder), nullptr);
+}
+
+TEST(ObjectTest, KindAndMemberTests) {
+  auto square = std::make_shared<TestSquare>();
+  EXPECT_TRUE(square->isKindOfClass<TestShape>());
+  EXPECT_TRUE(square->isKindOfClass<Object>());
+  EXPECT_FALSE(square->isKindOfClass<TestNote>());
+  EXPECT_TRUE(square->isMemberOfClass(TestSquare::staticClass()));
+  EXPECT_FALSE(square->isMemberOfClass(TestShape::staticClass()));
+}
+
+TEST(ObjectTest, PerformSelectorCallsByNameOrAnswersAbsent) {
+  Class& square = const_cast<Class&>(TestSquare::staticClass());
+  square.addMethod("side", [](Object&, std::span<const Value>) { return Value(4); });
+  auto obj = std::make_shared<TestSquare>();
+  EXPECT_EQ(obj->performSelector("side"), Value(4));
+  EXPECT_FALSE(obj->performSelector("noSuchMethod"));
+  EXPECT_FALSE(std::make_shared<TestShape>()->performSelector("side")) << "subclass methods only";
 }
 
 TEST(LogTest, CaptureSeesLinesAndConditionFailures) {

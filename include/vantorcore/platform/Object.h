@@ -6,13 +6,22 @@
 // declares itself with `LX_DECLARE_CLASS` in its body and `LX_DEFINE_CLASS`
 // in its source file:
 //
-//   class Note : public lx::Object {
+//   class Note : public lx::Object, public lx::Coding {
 //     LX_DECLARE_CLASS(Note)
-//    public: ...
+//    public:
+//     void encodeWithCoder(lx::Coder& coder) const override;
+//     static std::shared_ptr<Note> initWithCoder(lx::Coder& coder);
 //   };
 //   LX_DEFINE_CLASS(Note, lx::Object)
+//
+// `LX_DEFINE_CLASS` looks at the class and records what it finds: a default
+// constructor becomes the plain factory, a static `initWithCoder(Coder&)` the
+// keyed factory that unarchivers call by class name, and the protocol
+// classes below (`Coding`, `StateRestoring`, `ObjectRestoration`) its
+// conformance. Nothing else needs registering.
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <map>
 #include <memory>
@@ -29,6 +38,11 @@ namespace lx {
 
 class Class;
 class Coder;
+
+// Protocol names, as `Class::conformsToProtocol` takes them.
+inline constexpr std::string_view kCodingProtocol = "Coding";
+inline constexpr std::string_view kStateRestoringProtocol = "StateRestoring";
+inline constexpr std::string_view kObjectRestorationProtocol = "ObjectRestoration";
 
 class Object : public std::enable_shared_from_this<Object> {
  public:
@@ -51,8 +65,19 @@ class Object : public std::enable_shared_from_this<Object> {
 
   /// Whether the object's class is `cls` or derives from it.
   [[nodiscard]] bool isKindOfClass(const Class& cls) const;
+  /// `isKindOfClass(T::staticClass())` for a registered class `T`.
+  template <class T>
+  [[nodiscard]] bool isKindOfClass() const {
+    return isKindOfClass(T::staticClass());
+  }
+  /// Whether the object's class is exactly `cls` (subclasses answer false).
+  [[nodiscard]] bool isMemberOfClass(const Class& cls) const { return &objectClass() == &cls; }
   /// Whether the object's class (or a superclass) has the named method.
   [[nodiscard]] bool respondsToSelector(std::string_view selector) const;
+  /// Calls the named method of the object's class (or a superclass) with
+  /// `arguments`; absent when no class in the chain has it.
+  std::optional<Value> performSelector(std::string_view selector,
+                                       std::span<const Value> arguments = {});
 
   /// Values attached to this object under a key address; they are released
   /// with the object. Setting an absent value removes the entry. Thread-safe.
@@ -83,6 +108,10 @@ class Class {
   using CoderFactory = std::function<ObjectPtr(Coder& coder)>;
   /// Makes a new plain instance.
   using Factory = std::function<ObjectPtr()>;
+  /// Recreates a restorable object from its restoration identifier, a
+  /// restoration context and the coder (the `ObjectRestoration` path).
+  using RestorationFactory =
+      std::function<ObjectPtr(const String& identifier, const ObjectPtr& context, Coder& coder)>;
 
   Class(String name, const Class* superclass);
 
@@ -93,8 +122,21 @@ class Class {
 
   void setFactory(Factory f) { factory_ = std::move(f); }
   void setCoderFactory(CoderFactory f) { coderFactory_ = std::move(f); }
+  void setRestorationFactory(RestorationFactory f) { restorationFactory_ = std::move(f); }
   [[nodiscard]] const Factory& factory() const noexcept { return factory_; }
   [[nodiscard]] const CoderFactory& coderFactory() const noexcept { return coderFactory_; }
+  [[nodiscard]] const RestorationFactory& restorationFactory() const noexcept {
+    return restorationFactory_;
+  }
+
+  /// A new instance from the plain factory, or null when the class has none
+  /// (abstract classes, classes without a default constructor).
+  [[nodiscard]] ObjectPtr instantiate() const { return factory_ ? factory_() : nullptr; }
+  /// A new instance initialised from `coder` by the keyed factory, or null
+  /// when the class has none or the factory declines the coder's contents.
+  [[nodiscard]] ObjectPtr instantiateWithCoder(Coder& coder) const {
+    return coderFactory_ ? coderFactory_(coder) : nullptr;
+  }
 
   /// Adds (or replaces) a method of this class.
   void addMethod(std::string selector, Method method);
@@ -110,6 +152,7 @@ class Class {
   const Class* superclass_;
   Factory factory_;
   CoderFactory coderFactory_;
+  RestorationFactory restorationFactory_;
   mutable std::mutex mutex_;
   std::map<std::string, Method, std::less<>> methods_;
   std::vector<std::string> protocols_;
@@ -122,27 +165,100 @@ class ClassRegistry {
   static const Class* classNamed(StringView name);
   /// Registers a class; the first registration of a name wins and is returned.
   static Class& registerClass(String name, const Class* superclass);
+  /// Registers `T` under `name` and records its factories and protocols (see
+  /// the top of this file). `LX_DEFINE_CLASS` calls this.
+  template <class T>
+  static Class& registerClassOf(String name, const Class* superclass);
 };
+
+/// Objects that can be written to and read from a keyed `Coder`. A class
+/// conforms by deriving from `Coding` and, to be readable by class name,
+/// declaring `static std::shared_ptr<Self> initWithCoder(Coder&)` that returns
+/// null when the coder holds nothing usable.
+class Coding {
+ public:
+  virtual ~Coding() = default;
+  /// Writes the object's fields into `coder` by key (or in order, when
+  /// `coder.allowsKeyedCoding()` is false).
+  virtual void encodeWithCoder(Coder& coder) const = 0;
+};
+
+/// Objects whose interface state is saved and restored by identity. Every
+/// operation is optional; the defaults do nothing and answer absent.
+class StateRestoring {
+ public:
+  virtual ~StateRestoring() = default;
+  /// The identifier the object is restored under, or absent.
+  [[nodiscard]] virtual std::optional<String> restorationIdentifier() const { return std::nullopt; }
+  /// The class that recreates the object, or null for none.
+  [[nodiscard]] virtual const Class* objectRestorationClass() const { return nullptr; }
+  virtual void encodeRestorableStateWithCoder(Coder& /*coder*/) const {}
+  virtual void decodeRestorableStateWithCoder(Coder& /*coder*/) {}
+  virtual void finishedRestoringState() {}
+};
+
+/// Marks a class that recreates restorable objects: it declares
+/// `static ObjectPtr objectWithRestorationIdentifier(const String& identifier,
+/// const ObjectPtr& context, Coder& coder)`, found through
+/// `Class::restorationFactory()`.
+class ObjectRestoration {
+ public:
+  virtual ~ObjectRestoration() = default;
+};
+
+namespace detail {
+template <class T>
+concept HasCoderFactory = requires(Coder& coder) {
+  { T::initWithCoder(coder) } -> std::convertible_to<ObjectPtr>;
+};
+template <class T>
+concept HasRestorationFactory = requires(const String& id, const ObjectPtr& ctx, Coder& coder) {
+  { T::objectWithRestorationIdentifier(id, ctx, coder) } -> std::convertible_to<ObjectPtr>;
+};
+}  // namespace detail
+
+template <class T>
+Class& ClassRegistry::registerClassOf(String name, const Class* superclass) {
+  Class& cls = registerClass(std::move(name), superclass);
+  if constexpr (std::is_default_constructible_v<T> && !std::is_abstract_v<T>) {
+    cls.setFactory([] { return std::make_shared<T>(); });
+  }
+  if constexpr (detail::HasCoderFactory<T>) {
+    cls.setCoderFactory([](Coder& coder) -> ObjectPtr { return T::initWithCoder(coder); });
+  }
+  if constexpr (detail::HasRestorationFactory<T>) {
+    cls.setRestorationFactory(
+        [](const String& id, const ObjectPtr& context, Coder& coder) -> ObjectPtr {
+          return T::objectWithRestorationIdentifier(id, context, coder);
+        });
+  }
+  if constexpr (std::is_base_of_v<Coding, T>) cls.addProtocol(std::string(kCodingProtocol));
+  if constexpr (std::is_base_of_v<StateRestoring, T>) {
+    cls.addProtocol(std::string(kStateRestoringProtocol));
+  }
+  if constexpr (std::is_base_of_v<ObjectRestoration, T>) {
+    cls.addProtocol(std::string(kObjectRestorationProtocol));
+  }
+  return cls;
+}
 
 }  // namespace lx
 
 /// Declares the class-metadata members inside a class body.
-#define LX_DECLARE_CLASS(Name)                      \
- public:                                            \
-  static const ::lx::Class& staticClass();          \
-  const ::lx::Class& objectClass() const override { \
-    return staticClass();                           \
-  }                                                 \
-                                                    \
+#define LX_DECLARE_CLASS(Name)                                              \
+ public:                                                                    \
+  static const ::lx::Class& staticClass();                                  \
+  const ::lx::Class& objectClass() const override { return staticClass(); } \
+                                                                            \
  private:
 
 /// Defines the metadata of `Name`, a subclass of `Super`, in a source file,
 /// inside the class's namespace. The class registers itself by name when the
-/// program starts.
-#define LX_DEFINE_CLASS(Name, Super)                                                \
-  const ::lx::Class& Name::staticClass() {                                         \
-    static ::lx::Class& cls =                                                      \
-        ::lx::ClassRegistry::registerClass(u## #Name, &Super::staticClass());      \
-    return cls;                                                                     \
-  }                                                                                 \
+/// program starts, with the factories and protocols `registerClassOf` finds.
+#define LX_DEFINE_CLASS(Name, Super)                                                  \
+  const ::lx::Class& Name::staticClass() {                                            \
+    static ::lx::Class& cls =                                                         \
+        ::lx::ClassRegistry::registerClassOf<Name>(u## #Name, &Super::staticClass()); \
+    return cls;                                                                       \
+  }                                                                                   \
   [[maybe_unused]] static const ::lx::Class& lx_register_##Name = Name::staticClass();

@@ -190,6 +190,9 @@ class Dictionary {
   /// Removes `key`; returns whether it was there.
   bool erase(StringView key);
   void clear() noexcept;
+  /// Makes room for `count` entries, so that building a dictionary of known
+  /// size (a parsed JSON object) does not reallocate.
+  void reserve(std::size_t count) { entries_.reserve(count); }
   /// Adds every entry of `other`, its values winning.
   void addEntries(const Dictionary& other);
 

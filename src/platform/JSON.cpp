@@ -1,0 +1,448 @@
+#include "vantorcore/platform/JSON.h"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace lx {
+
+namespace {
+
+ErrorPtr jsonError(String description) {
+  return Error::make(String(NSCocoaErrorDomain), JSONSerialization::kErrorCode,
+                     Dictionary{{u"NSDebugDescription", Value(std::move(description))}});
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+
+// simdjson has already validated the UTF-8, so this only decodes. Most JSON
+// text is ASCII: copy eight bytes at a time while no high bit is set.
+String utf16FromValidUTF8(std::string_view in) {
+  String out;
+  out.resize(in.size());
+  char16_t* dst = out.data();
+  const auto* p = reinterpret_cast<const unsigned char*>(in.data());
+  const unsigned char* const end = p + in.size();
+  while (p < end) {
+    if (end - p >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p, 8);
+      if ((word & 0x8080808080808080ULL) == 0) {
+        for (int i = 0; i < 8; ++i) dst[i] = p[i];
+        p += 8;
+        dst += 8;
+        continue;
+      }
+    }
+    const unsigned c = *p;
+    if (c < 0x80) {
+      *dst++ = static_cast<char16_t>(c);
+      p += 1;
+    } else if (c < 0xE0) {
+      *dst++ = static_cast<char16_t>(((c & 0x1F) << 6) | (p[1] & 0x3F));
+      p += 2;
+    } else if (c < 0xF0) {
+      *dst++ = static_cast<char16_t>(((c & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
+      p += 3;
+    } else {
+      const char32_t cp =
+          ((c & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) | (p[3] & 0x3F);
+      *dst++ = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      *dst++ = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+      p += 4;
+    }
+  }
+  out.resize(static_cast<std::size_t>(dst - out.data()));
+  return out;
+}
+
+// Recursion is bounded by the parser's depth limit.
+Value toValue(simdjson::dom::element element) {
+  using simdjson::dom::element_type;
+  switch (element.type()) {
+    case element_type::ARRAY: {
+      const simdjson::dom::array array = element.get_array().value_unsafe();
+      Array out;
+      out.reserve(array.size());
+      for (simdjson::dom::element member : array) out.push_back(toValue(member));
+      return Value(std::move(out));
+    }
+    case element_type::OBJECT: {
+      const simdjson::dom::object object = element.get_object().value_unsafe();
+      Dictionary out;
+      out.reserve(object.size());
+      for (simdjson::dom::key_value_pair member : object)
+        out.set(utf16FromValidUTF8(member.key), toValue(member.value));
+      return Value(std::move(out));
+    }
+    case element_type::INT64:
+      return Value(element.get_int64().value_unsafe());
+    case element_type::UINT64:
+      return Value(element.get_uint64().value_unsafe());
+    case element_type::DOUBLE:
+      return Value(element.get_double().value_unsafe());
+    case element_type::STRING:
+      return Value(utf16FromValidUTF8(element.get_string().value_unsafe()));
+    case element_type::BOOL:
+      return Value(element.get_bool().value_unsafe());
+    case element_type::NULL_VALUE:
+      break;
+  }
+  return Value();
+}
+
+// Each thread keeps its parser (and its buffers) between documents; after a
+// very large document the buffers are given back rather than kept for life.
+constexpr std::size_t kRetainedParserCapacity = 16u << 20;
+
+simdjson::dom::parser& threadParser() {
+  thread_local simdjson::dom::parser parser;
+  return parser;
+}
+
+// ---------------------------------------------------------------------------
+// Writing
+
+// The shortest text that reads back to the same value: a float is printed as
+// the float it is. Large magnitudes go scientific: "181222222222222220000" is
+// shorter than its exponent form but would read back as an integer beyond 64
+// bits.
+template <class F>
+char* shortest(char* first, char* last, F value) {
+  if (std::fabs(value) >= F(1e18))
+    return std::to_chars(first, last, value, std::chars_format::scientific).ptr;
+  return std::to_chars(first, last, value).ptr;
+}
+
+// Characters below 0x80 that a JSON string cannot hold as they are.
+constexpr auto kNeedsEscape = [] {
+  std::array<bool, 128> table{};
+  for (int c = 0; c < 0x20; ++c) table[c] = true;
+  table['"'] = table['\\'] = true;
+  return table;
+}();
+
+// Writes into a buffer it grows itself and addresses by a cursor, so that
+// each piece is a bounds check and a few stores rather than a string append.
+class Writer {
+ public:
+  explicit Writer(unsigned options)
+      : out_(threadScratch()),
+        pretty_(options & JSONWritingPrettyPrinted),
+        sorted_(options & JSONWritingSortedKeys),
+        escapeSlashes_(!(options & JSONWritingWithoutEscapingSlashes)) {}
+
+  bool write(const Value& value, std::size_t depth = 0) {
+    switch (value.type()) {
+      case Value::Type::Null:
+        append("null");
+        return true;
+      case Value::Type::Bool:
+        append(value.boolValue() ? "true" : "false");
+        return true;
+      case Value::Type::Integer:
+        return writeNumber(value.int64Value());
+      case Value::Type::UnsignedInteger:
+        return writeNumber(value.uint64Value());
+      case Value::Type::Real:
+        return writeReal(*value.asReal());
+      case Value::Type::String:
+        writeString(*value.asString());
+        return true;
+      case Value::Type::Array:
+        return writeArray(*value.asArray(), depth + 1);
+      case Value::Type::Dictionary:
+        return writeDictionary(*value.asDictionary(), depth + 1);
+      case Value::Type::Data:
+      case Value::Type::Date:
+      case Value::Type::Object:
+        break;
+    }
+    return fail(u"Invalid type in JSON write (" + value.description() + u")");
+  }
+
+  /// The text written, as `Out` (a string or a data object).
+  template <class Out>
+  Out result() const {
+    return Out(out_.data(), out_.data() + size_);
+  }
+  ErrorPtr error() const { return error_; }
+
+ private:
+  bool fail(String description) {
+    if (!error_) error_ = jsonError(std::move(description));
+    return false;
+  }
+
+  // Room for `n` more bytes; returns where they go.
+  char* reserve(std::size_t n) {
+    if (size_ + n > out_.size()) out_.resize(std::max(out_.size() * 2, size_ + n + 4096));
+    return out_.data() + size_;
+  }
+  void append(std::string_view text) {
+    std::memcpy(reserve(text.size()), text.data(), text.size());
+    size_ += text.size();
+  }
+  void put(char c) {
+    *reserve(1) = c;
+    ++size_;
+  }
+
+  template <class N>
+  bool writeNumber(N n) {
+    char* p = reserve(24);
+    size_ += static_cast<std::size_t>(std::to_chars(p, p + 24, n).ptr - p);
+    return true;
+  }
+
+  bool writeReal(Real r) {
+    if (std::isnan(r.value)) return fail(u"Invalid number value (NaN) in JSON write");
+    if (std::isinf(r.value)) return fail(u"Invalid number value (infinite) in JSON write");
+    char* p = reserve(32);
+    char* end =
+        r.isFloat ? shortest(p, p + 32, static_cast<float>(r.value)) : shortest(p, p + 32, r.value);
+    size_ += static_cast<std::size_t>(end - p);
+    return true;
+  }
+
+  void newline(std::size_t depth) {
+    char* p = reserve(1 + depth * 2);
+    *p = '\n';
+    std::memset(p + 1, ' ', depth * 2);
+    size_ += 1 + depth * 2;
+  }
+
+  bool checkDepth(std::size_t depth) {
+    return depth <= JSONSerialization::kMaximumDepth ||
+           fail(u"Too many nested arrays or dictionaries");
+  }
+
+  // Strings and containers live behind pointers, so walking a large tree is
+  // a chain of cache misses; asking for the next member's target while the
+  // current one is written hides most of them.
+  static void prefetch(const Value& value) {
+    if (const String* text = value.asString()) {
+      __builtin_prefetch(text->data());
+    } else if (const Dictionary* dict = value.asDictionary()) {
+      __builtin_prefetch(dict);
+    } else if (const Array* array = value.asArray()) {
+      __builtin_prefetch(array);
+    }
+  }
+
+  bool writeArray(const Array& array, std::size_t depth) {
+    if (!checkDepth(depth)) return false;
+    put('[');
+    for (std::size_t i = 0; i < array.size(); ++i) {
+      if (i + 1 < array.size()) prefetch(array[i + 1]);
+      if (i) put(',');
+      if (pretty_) newline(depth);
+      if (!write(array[i], depth)) return false;
+    }
+    if (pretty_ && !array.empty()) newline(depth - 1);
+    put(']');
+    return true;
+  }
+
+  bool writeDictionary(const Dictionary& dict, std::size_t depth) {
+    if (!checkDepth(depth)) return false;
+    put('{');
+    auto member = [&](const Dictionary::Entry& e, bool first) {
+      if (!first) put(',');
+      if (pretty_) newline(depth);
+      writeString(e.first);
+      append(pretty_ ? " : " : ":");
+      return write(e.second, depth);
+    };
+    if (sorted_) {
+      std::vector<const Dictionary::Entry*> entries;
+      entries.reserve(dict.size());
+      for (const auto& e : dict) entries.push_back(&e);
+      std::sort(entries.begin(), entries.end(),
+                [](const auto* a, const auto* b) { return a->first < b->first; });
+      for (std::size_t i = 0; i < entries.size(); ++i)
+        if (!member(*entries[i], i == 0)) return false;
+    } else {
+      for (auto it = dict.begin(); it != dict.end(); ++it) {
+        if (std::next(it) != dict.end()) prefetch(std::next(it)->second);
+        if (!member(*it, it == dict.begin())) return false;
+      }
+    }
+    if (pretty_ && !dict.empty()) newline(depth - 1);
+    put('}');
+    return true;
+  }
+
+  void writeString(StringView s) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    // Worst case: six bytes ("\u001f") per unit, plus the quotes.
+    char* const start = reserve(s.size() * 6 + 2);
+    char* p = start;
+    *p++ = '"';
+    for (std::size_t i = 0; i < s.size(); ++i) {
+      const char16_t c = s[i];
+      if (c < 0x80) {
+        if (!kNeedsEscape[c] && !(c == u'/' && escapeSlashes_)) {
+          *p++ = static_cast<char>(c);
+          continue;
+        }
+        *p++ = '\\';
+        switch (c) {
+          case u'"':
+            *p++ = '"';
+            break;
+          case u'\\':
+            *p++ = '\\';
+            break;
+          case u'/':
+            *p++ = '/';
+            break;
+          case u'\b':
+            *p++ = 'b';
+            break;
+          case u'\f':
+            *p++ = 'f';
+            break;
+          case u'\n':
+            *p++ = 'n';
+            break;
+          case u'\r':
+            *p++ = 'r';
+            break;
+          case u'\t':
+            *p++ = 't';
+            break;
+          default:
+            *p++ = 'u';
+            *p++ = '0';
+            *p++ = '0';
+            *p++ = kHex[c >> 4];
+            *p++ = kHex[c & 15];
+        }
+        continue;
+      }
+      char32_t cp = c;
+      if (c >= 0xD800 && c <= 0xDBFF && i + 1 < s.size() && s[i + 1] >= 0xDC00 &&
+          s[i + 1] <= 0xDFFF) {
+        cp = 0x10000 + ((c - 0xD800) << 10) + (s[i + 1] - 0xDC00);
+        ++i;
+      } else if (c >= 0xD800 && c <= 0xDFFF) {
+        cp = 0xFFFD;  // a lone surrogate
+      }
+      if (cp < 0x800) {
+        *p++ = static_cast<char>(0xC0 | (cp >> 6));
+      } else if (cp < 0x10000) {
+        *p++ = static_cast<char>(0xE0 | (cp >> 12));
+        *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+      } else {
+        *p++ = static_cast<char>(0xF0 | (cp >> 18));
+        *p++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+        *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+      }
+      *p++ = static_cast<char>(0x80 | (cp & 0x3F));
+    }
+    *p++ = '"';
+    size_ += static_cast<std::size_t>(p - start);
+  }
+
+  // Each thread writes into a scratch buffer it keeps, so that a document is
+  // copied once, into its result, rather than on every doubling of a fresh
+  // buffer; after a very large document the buffer is given back.
+  static std::string& threadScratch() {
+    thread_local std::string scratch;
+    if (scratch.size() > kRetainedScratchSize) std::string().swap(scratch);
+    return scratch;
+  }
+  static constexpr std::size_t kRetainedScratchSize = 16u << 20;
+
+  std::string& out_;
+  std::size_t size_ = 0;
+  ErrorPtr error_;
+  bool pretty_;
+  bool sorted_;
+  bool escapeSlashes_;
+};
+
+// `depth` counts containers the way the writer does: the top one is 1.
+bool isValidMember(const Value& value, std::size_t depth) {
+  const bool container = value.isArray() || value.isDictionary();
+  if (container && depth > JSONSerialization::kMaximumDepth) return false;
+  switch (value.type()) {
+    case Value::Type::Null:
+    case Value::Type::Bool:
+    case Value::Type::Integer:
+    case Value::Type::UnsignedInteger:
+    case Value::Type::String:
+      return true;
+    case Value::Type::Real:
+      return std::isfinite(value.asReal()->value);
+    case Value::Type::Array:
+      return std::all_of(value.asArray()->begin(), value.asArray()->end(),
+                         [&](const Value& v) { return isValidMember(v, depth + 1); });
+    case Value::Type::Dictionary:
+      return std::all_of(value.asDictionary()->begin(), value.asDictionary()->end(),
+                         [&](const auto& e) { return isValidMember(e.second, depth + 1); });
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json, unsigned options,
+                                                           ErrorPtr* error) {
+  simdjson::dom::parser& parser = threadParser();
+  simdjson::dom::element root;
+  const simdjson::error_code code = parser.parse(json.data(), json.size()).get(root);
+  std::optional<Value> result;
+  if (code) {
+    setError(error, jsonError(fromUTF8(simdjson::error_message(code))));
+  } else if (!(options & JSONReadingFragmentsAllowed) && !root.is_array() && !root.is_object()) {
+    setError(error, jsonError(u"JSON text did not start with array or object and option to allow "
+                              u"fragments not set."));
+  } else {
+    result = toValue(root);
+  }
+  if (parser.capacity() > kRetainedParserCapacity) parser = simdjson::dom::parser();
+  return result;
+}
+
+namespace {
+template <class Out>
+std::optional<Out> serialize(const Value& value, unsigned options, ErrorPtr* error) {
+  if (!(options & JSONWritingFragmentsAllowed) && !value.isArray() && !value.isDictionary()) {
+    setError(error, jsonError(u"Invalid top-level type in JSON write"));
+    return std::nullopt;
+  }
+  Writer writer(options);
+  if (!writer.write(value)) {
+    setError(error, writer.error());
+    return std::nullopt;
+  }
+  return writer.result<Out>();
+}
+}  // namespace
+
+std::optional<std::string> JSONSerialization::stringWithJSONObject(const Value& value,
+                                                                   unsigned options,
+                                                                   ErrorPtr* error) {
+  return serialize<std::string>(value, options, error);
+}
+
+std::optional<Data> JSONSerialization::dataWithJSONObject(const Value& value, unsigned options,
+                                                          ErrorPtr* error) {
+  return serialize<Data>(value, options, error);
+}
+
+bool JSONSerialization::isValidJSONObject(const Value& value, bool fragmentsAllowed) {
+  if (!fragmentsAllowed && !value.isArray() && !value.isDictionary()) return false;
+  return isValidMember(value, 1);
+}
+
+}  // namespace lx

@@ -1,0 +1,175 @@
+#include "vantorcore/platform/JSON.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace lx {
+
+inline void PrintTo(const Value& value, std::ostream* os) { *os << toUTF8(value.description()); }
+
+namespace {
+
+std::optional<Value> read(std::string_view text, unsigned options = 0) {
+  return JSONSerialization::JSONObjectWithData(text, options);
+}
+
+std::string write(const Value& value, unsigned options = 0) {
+  return JSONSerialization::stringWithJSONObject(value, options).value_or("<failed>");
+}
+
+TEST(JSONReadingTest, KeepsNumberKindsAndMemberOrder) {
+  const auto v = read(R"({"z": 1, "a": -2, "m": 18446744073709551615, "f": 1.0, "t": true,
+                          "n": null, "s": "x", "arr": [1.5e3]})");
+  ASSERT_TRUE(v && v->isDictionary());
+  const Dictionary& d = *v->asDictionary();
+  EXPECT_EQ(d.keys(), (std::vector<String>{u"z", u"a", u"m", u"f", u"t", u"n", u"s", u"arr"}));
+  EXPECT_EQ(d[u"z"].type(), Value::Type::Integer);
+  EXPECT_EQ(d[u"a"].int64Value(), -2);
+  EXPECT_EQ(d[u"m"].type(), Value::Type::UnsignedInteger);
+  EXPECT_EQ(d[u"m"].uint64Value(), std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(d[u"f"].type(), Value::Type::Real) << "1.0 stays a floating number";
+  EXPECT_EQ(d[u"t"].type(), Value::Type::Bool);
+  EXPECT_TRUE(d[u"n"].isNull());
+  EXPECT_TRUE(d.contains(u"n"));
+  EXPECT_EQ(d[u"arr"], Value(Array{Value(1500.0)}));
+}
+
+TEST(JSONReadingTest, DecodesStringsToUTF16) {
+  struct Case {
+    std::string_view json;
+    String text;
+  };
+  const Case cases[] = {
+      {R"(["plain ascii text that is longer than eight"])",
+       u"plain ascii text that is longer than eight"},
+      {R"(["caf\u00e9 \"q\" \\ \/ \n\t"])", u"café \"q\" \\ / \n\t"},
+      {"[\"ascii then \xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80 mixed\"]", u"ascii then é€😀 mixed"},
+      {R"(["\ud83d\ude00"])", u"😀"},
+      {R"([""])", u""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.json));
+    const auto v = read(c.json);
+    ASSERT_TRUE(v);
+    EXPECT_EQ(v->asArray()->front(), Value(c.text));
+  }
+}
+
+TEST(JSONReadingTest, RejectsBadInputWithAnError) {
+  struct Case {
+    const char* name;
+    std::string json;
+  };
+  const Case cases[] = {
+      {"truncated", R"({"a": )"},
+      {"trailing comma", "[1,]"},
+      {"invalid UTF-8", "[\"\xC3\x28\"]"},
+      {"lone surrogate escape", R"(["\ud800"])"},
+      {"integer beyond 64 bits", "[123456789012345678901234567890]"},
+      {"double out of range", "[1e400]"},
+      {"deep nesting", std::string(100000, '[') + std::string(100000, ']')},
+      {"top-level string", R"("x")"},
+      {"top-level number", "1"},
+      {"empty", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ErrorPtr error;
+    EXPECT_FALSE(JSONSerialization::JSONObjectWithData(c.json, 0, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain(), NSCocoaErrorDomain);
+    EXPECT_EQ(error->code(), 3840);
+    EXPECT_TRUE(error->userInfo()[u"NSDebugDescription"].isString());
+  }
+  EXPECT_TRUE(read(std::string(1000, '[') + std::string(1000, ']'))) << "within the depth limit";
+}
+
+TEST(JSONReadingTest, FragmentsNeedTheOption) {
+  EXPECT_EQ(read(R"("x")", JSONReadingFragmentsAllowed), Value(u"x"));
+  EXPECT_EQ(read("null", JSONReadingFragmentsAllowed), Value());
+  EXPECT_EQ(read("42", JSONReadingFragmentsAllowed), Value(42));
+}
+
+TEST(JSONWritingTest, CompactOutput) {
+  struct Case {
+    const char* name;
+    Value value;
+    const char* json;
+  };
+  const Case cases[] = {
+      {"order kept", Value(Dictionary{{u"b", 1}, {u"a", Value(Array{Value(true), Value(false)})}}),
+       R"({"b":1,"a":[true,false]})"},
+      {"shortest doubles", Value(Array{Value(0.1), Value(1e100), Value(-2.5), Value(3.0)}),
+       "[0.1,1e+100,-2.5,3]"},
+      {"large doubles stay readable", Value(Array{Value(1.8122222222222223e20), Value(-1e18)}),
+       "[1.8122222222222223e+20,-1e+18]"},
+      {"floats as floats", Value(Array{Value(0.1f), Value(16777217.0f)}), "[0.1,16777216]"},
+      {"integers",
+       Value(Array{Value(std::numeric_limits<std::int64_t>::min()),
+                   Value(std::numeric_limits<std::uint64_t>::max())}),
+       "[-9223372036854775808,18446744073709551615]"},
+      {"escapes", Value(Array{Value(u"\"\\/\b\f\n\r\t\x01\x1f")}),
+       R"(["\"\\\/\b\f\n\r\t\u0001\u001f"])"},
+      {"non-ASCII", Value(Array{Value(u"é€😀")}), "[\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"]"},
+      {"lone surrogate", Value(Array{Value(String(1, u'\xD800'))}), "[\"\xEF\xBF\xBD\"]"},
+      {"null and empties", Value(Array{Value(), Value(Array{}), Value(Dictionary{})}),
+       "[null,[],{}]"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(write(c.value), c.json);
+  }
+}
+
+TEST(JSONWritingTest, OptionsPrettySortedSlashesFragments) {
+  const Value v(Dictionary{{u"b", Value(Array{Value(1), Value(2)})}, {u"a", u"x/y"}});
+  EXPECT_EQ(write(v, JSONWritingPrettyPrinted),
+            "{\n  \"b\" : [\n    1,\n    2\n  ],\n  \"a\" : \"x\\/y\"\n}");
+  EXPECT_EQ(write(v, JSONWritingSortedKeys | JSONWritingWithoutEscapingSlashes),
+            R"({"a":"x/y","b":[1,2]})");
+  EXPECT_EQ(write(Value(u"s")), "<failed>");
+  EXPECT_EQ(write(Value(u"s"), JSONWritingFragmentsAllowed), R"("s")");
+}
+
+TEST(JSONWritingTest, RefusesWhatJSONCannotExpress) {
+  struct Case {
+    const char* name;
+    Value value;
+  };
+  Value deep = Value(Array{});
+  for (int i = 0; i < 1100; ++i) deep = Value(Array{std::move(deep)});
+  const Case cases[] = {
+      {"NaN", Value(Array{Value(std::nan(""))})},
+      {"infinity", Value(Array{Value(HUGE_VAL)})},
+      {"data", Value(Array{Value(Data{1})})},
+      {"date", Value(Dictionary{{u"d", Value(Date(0))}})},
+      {"too deep", deep},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ErrorPtr error;
+    EXPECT_FALSE(JSONSerialization::dataWithJSONObject(c.value, 0, &error));
+    EXPECT_TRUE(error);
+    EXPECT_FALSE(JSONSerialization::isValidJSONObject(c.value));
+  }
+  EXPECT_TRUE(JSONSerialization::isValidJSONObject(Value(Array{Value(1), Value()})));
+  EXPECT_FALSE(JSONSerialization::isValidJSONObject(Value(1)));
+  EXPECT_TRUE(JSONSerialization::isValidJSONObject(Value(1), true));
+}
+
+TEST(JSONWritingTest, RoundTripsThroughTheReader) {
+  const Value original(Dictionary{
+      {u"doubles",
+       Value(Array{Value(0.1), Value(1.0 / 3), Value(5e-324), Value(1.7976931348623157e308)})},
+      {u"text", u"mixed ✓ \"quoted\" 😀"},
+      {u"nested", Value(Dictionary{{u"k", Value(Array{Value(), Value(false)})}})}});
+  for (unsigned options : {0u, unsigned(JSONWritingPrettyPrinted)}) {
+    SCOPED_TRACE(options);
+    EXPECT_EQ(read(write(original, options)), original);
+  }
+}
+
+}  // namespace
+}  // namespace lx
