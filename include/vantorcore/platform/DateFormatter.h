@@ -1,0 +1,58 @@
+// `DateFormatter`: dates to text and back with Unicode date-format patterns
+// ("EEE, dd MMM yyyy HH:mm:ss z"), a locale and a time zone, on ICU's
+// SimpleDateFormat.
+//
+// A formatter is for one thread at a time (ICU's formatter keeps a calendar
+// it works in); the library hands each thread its own where it shares them.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "vantorcore/platform/Date.h"
+#include "vantorcore/platform/Object.h"
+#include "vantorcore/platform/String.h"
+
+namespace lx {
+
+class DateFormatter : public Object {
+  LX_DECLARE_CLASS(DateFormatter)
+
+ public:
+  /// A formatter with an empty pattern, the default locale (from
+  /// LANG/LC_*) and the system time zone (from TZ).
+  DateFormatter();
+  ~DateFormatter() override;
+
+  [[nodiscard]] const String& dateFormat() const noexcept { return format_; }
+  void setDateFormat(StringView pattern);
+
+  /// An ICU locale ID ("en_US_POSIX"); absent means the default locale.
+  [[nodiscard]] const std::optional<std::string>& locale() const noexcept { return locale_; }
+  void setLocale(std::optional<std::string> localeID);
+
+  /// A time-zone ID ("GMT", "Europe/Berlin"); absent means the system zone.
+  /// An unknown ID behaves as "GMT" (ICU's unknown zone has offset 0).
+  [[nodiscard]] const std::optional<String>& timeZone() const noexcept { return timeZone_; }
+  void setTimeZone(std::optional<String> zoneID);
+
+  /// The date written with the pattern. "" when ICU cannot build the
+  /// formatter (a malformed pattern).
+  [[nodiscard]] String stringFromDate(Date date) const;
+
+  /// The date the whole of `text` denotes under the pattern, parsed
+  /// strictly (no text left over, fields within range). Absent otherwise.
+  /// Subclasses add fallbacks.
+  [[nodiscard]] virtual std::optional<Date> dateFromString(StringView text) const;
+
+ private:
+  struct Impl;
+
+  String format_;
+  std::optional<std::string> locale_;
+  std::optional<String> timeZone_;
+  std::unique_ptr<Impl> impl_;  // ICU's formatter, rebuilt after a setting changes
+};
+
+}  // namespace lx

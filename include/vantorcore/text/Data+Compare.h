@@ -1,0 +1,15 @@
+// Prefix and suffix tests on byte buffers.
+#pragma once
+
+#include "vantorcore/platform/Data.h"
+
+namespace lx {
+
+/// True when `data` begins with `prefix`. An empty prefix is never found
+/// (a search for no bytes finds nothing).
+bool lx_hasPrefix(DataView data, DataView prefix) noexcept;
+
+/// True when `data` ends with `suffix`; an empty suffix is never found.
+bool lx_hasSuffix(DataView data, DataView suffix) noexcept;
+
+}  // namespace lx
