@@ -65,7 +65,7 @@ String FormatArg::text() const {
 
 namespace {
 
-struct Spec {
+struct ConversionSpecifier {
   std::string flags;
   std::string width;
   std::string precision;  // with its leading '.'
@@ -77,23 +77,23 @@ void appendASCII(String& out, const char* text) {
   for (; *text; ++text) out.push_back(static_cast<unsigned char>(*text));
 }
 
-void appendPadded(String& out, const String& text, const Spec& spec) {
-  std::size_t width = spec.width.empty() ? 0 : std::strtoul(spec.width.c_str(), nullptr, 10);
+void appendPadded(String& out, const String& text, const ConversionSpecifier& conversion) {
+  std::size_t width = conversion.width.empty() ? 0 : std::strtoul(conversion.width.c_str(), nullptr, 10);
   String body = text;
-  if (!spec.precision.empty()) {
-    const std::size_t max = std::strtoul(spec.precision.c_str() + 1, nullptr, 10);
+  if (!conversion.precision.empty()) {
+    const std::size_t max = std::strtoul(conversion.precision.c_str() + 1, nullptr, 10);
     if (body.size() > max) body.resize(max);
   }
-  const bool left = spec.flags.find('-') != std::string::npos;
+  const bool left = conversion.flags.find('-') != std::string::npos;
   if (!left && body.size() < width) out.append(width - body.size(), u' ');
   out.append(body);
   if (left && body.size() < width) out.append(width - body.size(), u' ');
 }
 
-void appendNumber(String& out, const Spec& spec, const FormatArg& arg) {
-  std::string f = "%" + spec.flags + spec.width + spec.precision;
+void appendNumber(String& out, const ConversionSpecifier& conversion, const FormatArg& arg) {
+  std::string f = "%" + conversion.flags + conversion.width + conversion.precision;
   char buf[512];
-  const char c = spec.conversion;
+  const char c = conversion.conversion;
   switch (c) {
     case 'd':
     case 'i':
@@ -106,7 +106,7 @@ void appendNumber(String& out, const Spec& spec, const FormatArg& arg) {
       unsigned long long v = arg.unsignedValue();
       // Without a long modifier a negative int prints as its 32-bit pattern,
       // as the C library does ("%x" of -1 is "ffffffff").
-      if (!spec.longModifier && arg.kind() == FormatArg::Kind::Signed && arg.signedValue() < 0) {
+      if (!conversion.longModifier && arg.kind() == FormatArg::Kind::Signed && arg.signedValue() < 0) {
         v &= 0xFFFFFFFFULL;
       }
       std::snprintf(buf, sizeof buf, (f + "ll" + c).c_str(), v);
@@ -131,11 +131,11 @@ String formatString(StringView format, std::span<const FormatArg> args) {
       out.push_back(ch);
       continue;
     }
-    Spec spec;
+    ConversionSpecifier conversion;
     std::size_t j = i + 1;
     while (j < format.size() && std::strchr("-+ 0#'", static_cast<char>(format[j])) &&
            format[j] < 0x80 && format[j] != 0) {
-      spec.flags.push_back(static_cast<char>(format[j++]));
+      conversion.flags.push_back(static_cast<char>(format[j++]));
     }
     auto readNumber = [&](std::string& into) {
       if (j < format.size() && format[j] == u'*') {
@@ -146,17 +146,17 @@ String formatString(StringView format, std::span<const FormatArg> args) {
       while (j < format.size() && format[j] >= u'0' && format[j] <= u'9')
         into.push_back(static_cast<char>(format[j++]));
     };
-    readNumber(spec.width);
+    readNumber(conversion.width);
     if (j < format.size() && format[j] == u'.') {
       ++j;
-      spec.precision = ".";
-      readNumber(spec.precision);
+      conversion.precision = ".";
+      readNumber(conversion.precision);
     }
     while (j < format.size() && std::strchr("hlqzjtL", static_cast<char>(format[j])) &&
            format[j] < 0x80 && format[j] != 0) {
       if (format[j] == u'l' || format[j] == u'q' || format[j] == u'z' || format[j] == u'j' ||
           format[j] == u't')
-        spec.longModifier = true;
+        conversion.longModifier = true;
       ++j;
     }
     if (j >= format.size()) {
@@ -171,12 +171,12 @@ String formatString(StringView format, std::span<const FormatArg> args) {
     }
     const FormatArg* arg = next < args.size() ? &args[next++] : nullptr;
     if (!arg) continue;
-    spec.conversion = conv < 0x80 ? static_cast<char>(conv) : 0;
+    conversion.conversion = conv < 0x80 ? static_cast<char>(conv) : 0;
     switch (conv) {
       case u'@':
       case u's':
       case u'S':
-        appendPadded(out, arg->text(), spec);
+        appendPadded(out, arg->text(), conversion);
         break;
       case u'c':
       case u'C':
@@ -190,7 +190,7 @@ String formatString(StringView format, std::span<const FormatArg> args) {
       }
       case u'd': case u'i': case u'u': case u'x': case u'X': case u'o':
       case u'f': case u'F': case u'e': case u'E': case u'g': case u'G': case u'a': case u'A':
-        appendNumber(out, spec, *arg);
+        appendNumber(out, conversion, *arg);
         break;
       default:
         // An unknown conversion is copied through so the mistake is visible.

@@ -27,17 +27,7 @@ class ScopedUserHome {
   UserHomeDirectoryLookup previous_;
 };
 
-struct UnaryCase {
-  String in;
-  String out;
-};
-
-void expectTable(String (*function)(StringView), std::initializer_list<UnaryCase> cases) {
-  for (const auto& c : cases) {
-    SCOPED_TRACE(toUTF8(c.in));
-    EXPECT_EQ(function(c.in), c.out);
-  }
-}
+using test::expectTable;
 
 TEST(HomeDirectoryTest, UserHomeComesFromTheUserDatabaseNotHOME) {
   const passwd* me = getpwuid(getuid());

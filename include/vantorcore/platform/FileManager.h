@@ -13,7 +13,7 @@
 //   extension-hidden flag is set; a ".desktop" file shows its "Name=" entry;
 // - the extension-hidden flag: the extended attribute
 //   `kExtensionHiddenAttribute` ("1" when set, absent otherwise);
-// - search paths follow the XDG base directory specification.
+// - search paths follow the XDG base directory rules.
 //
 // A manager has no state but its delegate, so one manager may be shared by
 // all threads; `threadSafeManager()` gives each thread its own when a caller
@@ -204,7 +204,7 @@ class FileManager : public Object {
   [[nodiscard]] String homeDirectoryForCurrentUser() const;
   /// The user-domain folders of `directory`, most important first; today
   /// always one entry. An XDG variable that is unset, empty or relative is
-  /// ignored, as the XDG specification asks.
+  /// ignored, as the XDG base directory rules ask.
   [[nodiscard]] std::vector<String> searchPathsForDirectory(SearchPathDirectory directory) const;
 
  private:
