@@ -4,7 +4,7 @@
 PRESET ?= default
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test test-asan test-tsan bench fuzz format clean
+.PHONY: deps configure build demo test test-asan test-tsan test-threads bench fuzz format clean
 
 deps:
 	bash scripts/install-deps.sh
@@ -26,6 +26,14 @@ test-asan:
 
 test-tsan:
 	$(MAKE) test PRESET=tsan
+
+# The thread-heavy suites (platform runtime and concurrency) under
+# ThreadSanitizer: what CI runs, without a third full build.
+test-threads: deps
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS) --target platform_tests concurrency_tests
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/platform_tests
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/concurrency_tests
 
 bench: deps
 	cmake --preset bench
