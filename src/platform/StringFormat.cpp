@@ -149,7 +149,7 @@ String formatString(StringView format, std::span<const FormatArg> args) {
     readNumber(conversion.width);
     if (j < format.size() && format[j] == u'.') {
       ++j;
-      conversion.precision = ".";
+      conversion.precision.push_back('.');
       readNumber(conversion.precision);
     }
     while (j < format.size() && std::strchr("hlqzjtL", static_cast<char>(format[j])) &&

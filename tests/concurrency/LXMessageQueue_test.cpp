@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "concurrency/ConcurrencyTestSupport.h"
+#include "support/TestSupport.h"
 #include "vantorcore/concurrency/LXWorkerThread.h"
 #include "vantorcore/platform/Log.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 using test::ManualClockScope;
 using test::spinUntil;
+using test::Twin;
 
 struct BatchRecorder : LXMessageQueueDelegate {
   std::atomic<int> began{0};
@@ -24,20 +26,18 @@ struct BatchRecorder : LXMessageQueueDelegate {
   void messageQueueDidFinishDelivery(LXMessageQueue&) override { ++finished; }
 };
 
-// Equal to every other instance, so object matching must be by identity.
-class Twin : public Object {
- public:
-  bool isEqual(const Object& other) const override { return dynamic_cast<const Twin*>(&other); }
-  std::size_t hash() const noexcept override { return 1; }
-};
-
-TEST(LXMessageQueueTest, StartsIdleWithTheDocumentedDefaults) {
+TEST(LXMessageQueueTest, StartsIdleWithTheDocumentedDefaultsAndAWeakDelegate) {
+  ManualClockScope clock;
   auto queue = LXMessageQueue::messageQueue();
   EXPECT_DOUBLE_EQ(queue->throttleInterval(), 0.33);
   EXPECT_EQ(queue->maximumMessageDeliveryCount(), 100u);
   EXPECT_EQ(queue->targetThread(), Thread::main());
-  EXPECT_EQ(queue->delegate(), nullptr);
   EXPECT_FALSE(queue->isPacing());
+  queue->setDelegate(std::make_shared<BatchRecorder>());
+  EXPECT_EQ(queue->delegate(), nullptr) << "held weakly";
+  queue->enqueueBlock([] {});
+  queue->deliverQueuedMessages();  // no delegate left to call
+  queue->cancelQueuedMessages();
 }
 
 TEST(LXMessageQueueTest, CoalescingReplacesMatchingMessagesAtTheEnd) {
@@ -182,16 +182,6 @@ TEST(LXMessageQueueTest, GoneTargetThreadLeavesMessagesQueued) {
   queue->cancelQueuedMessages();
   EXPECT_EQ(queue->queuedMessageCount(), 0u);
   EXPECT_EQ(delivered, 0);
-}
-
-TEST(LXMessageQueueTest, DelegateIsHeldWeakly) {
-  ManualClockScope clock;
-  auto queue = LXMessageQueue::messageQueue();
-  queue->setDelegate(std::make_shared<BatchRecorder>());
-  EXPECT_EQ(queue->delegate(), nullptr);
-  queue->enqueueBlock([] {});
-  queue->deliverQueuedMessages();  // no delegate to call, no crash
-  queue->cancelQueuedMessages();
 }
 
 TEST(LXMessageQueueTest, DescriptionNamesNameAndObject) {

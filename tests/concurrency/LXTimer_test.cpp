@@ -116,30 +116,24 @@ TEST(LXTimerTest, RepeatingPeriodRunsFromTheEndOfEachCall) {
 
 TEST(LXTimerTest, DeferralIsCappedByTheThreshold) {
   ManualClockScope clock;
-  auto timer = LXTimer::timerWithTimeInterval(
-      1, [](LXTimer&) {}, true);
-  timer->setDeferThreshold(10);
-  Date start = Clock::current()->currentDate();
-  timer->addTimerToRunLoop();
-  ASSERT_TRUE(timer->deferStartDate());
-  EXPECT_EQ(*timer->deferStartDate(), start);
-  timer->setFireDate(start.addingTimeInterval(25));
-  EXPECT_NEAR(timer->fireDate().timeIntervalSinceDate(start), 10, 1e-6);
-  timer->setFireDate(start.addingTimeInterval(4));
-  EXPECT_NEAR(timer->fireDate().timeIntervalSinceDate(start), 4, 1e-6);
-  timer->invalidate();
-}
-
-TEST(LXTimerTest, WithoutThresholdDeferralIsFree) {
-  ManualClockScope clock;
-  auto timer = LXTimer::timerWithTimeInterval(
-      1, [](LXTimer&) {}, true);
-  timer->addTimerToRunLoop();
-  EXPECT_FALSE(timer->deferStartDate());
-  Date start = Clock::current()->currentDate();
-  timer->setFireDate(start.addingTimeInterval(25));
-  EXPECT_NEAR(timer->fireDate().timeIntervalSinceDate(start), 25, 1e-6);
-  timer->invalidate();
+  struct Case {
+    double threshold;  // 0: none
+    double askedDelay;
+    double firesAfter;
+  };
+  const Case cases[] = {{10, 25, 10}, {10, 4, 4}, {0, 25, 25}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.threshold << " / " << c.askedDelay);
+    auto timer = LXTimer::timerWithTimeInterval(
+        1, [](LXTimer&) {}, true);
+    if (c.threshold > 0) timer->setDeferThreshold(c.threshold);
+    const Date start = Clock::current()->currentDate();
+    timer->addTimerToRunLoop();
+    EXPECT_EQ(timer->deferStartDate(), c.threshold > 0 ? std::optional<Date>(start) : std::nullopt);
+    timer->setFireDate(start.addingTimeInterval(c.askedDelay));
+    EXPECT_NEAR(timer->fireDate().timeIntervalSinceDate(start), c.firesAfter, 1e-6);
+    timer->invalidate();
+  }
 }
 
 TEST(LXTimerTest, FireOnAnInvalidTimerDoesNothing) {

@@ -1,7 +1,6 @@
 #include "vantorcore/platform/FileManager.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -211,11 +210,9 @@ TEST_F(FileManagerTest, PlacesFollowTheEnvironment) {
             std::vector<String>{home + u"/.local/share"});
 
   // A relative XDG folder is ignored, as the XDG specification asks.
-  const std::string saved = getenv("XDG_CACHE_HOME");
-  setenv("XDG_CACHE_HOME", "relative/cache", 1);
+  test::ScopedEnvironmentVariable relative("XDG_CACHE_HOME", "relative/cache");
   EXPECT_EQ(manager_.searchPathsForDirectory(SearchPathDirectory::Caches),
             std::vector<String>{home + u"/.cache"});
-  setenv("XDG_CACHE_HOME", saved.c_str(), 1);
   EXPECT_FALSE(manager_.currentDirectoryPath().empty());
 }
 

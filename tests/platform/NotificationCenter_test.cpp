@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TestSupport.h"
+
 namespace lx {
 namespace {
 
-// Equal to every other instance, so matching must be by identity.
-class Twin : public Object {
- public:
-  bool isEqual(const Object& other) const override { return dynamic_cast<const Twin*>(&other); }
-  std::size_t hash() const noexcept override { return 1; }
-};
+using test::Twin;
 
 TEST(NotificationCenterTest, ObserversMatchByNameAndSender) {
   auto a = std::make_shared<Twin>();

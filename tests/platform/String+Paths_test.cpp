@@ -4,26 +4,17 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
 #include "support/TestSupport.h"
 
 namespace lx {
 namespace {
 
-// Sets HOME for one test and restores the temporary home afterwards.
-class ScopedHome {
- public:
-  explicit ScopedHome(const char* home) : previous_(std::getenv("HOME")) {
-    setenv("HOME", home, 1);
-  }
-  ~ScopedHome() { setenv("HOME", previous_.c_str(), 1); }
-
- private:
-  std::string previous_;
-};
-
 using test::expectTable;
+
+// HOME for one test; the temporary home comes back afterwards.
+struct ScopedHome : test::ScopedEnvironmentVariable {
+  explicit ScopedHome(const char* home) : ScopedEnvironmentVariable("HOME", home) {}
+};
 
 TEST(PathComponentsTest, SplitsWithRootAndTrailingSlashComponents) {
   struct Case {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <filesystem>
 #include <initializer_list>
 #include <string>
 
+#include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
 namespace lx::test {
@@ -26,6 +28,31 @@ void writeFile(const std::filesystem::path& path, std::string_view contents);
 
 /// Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& path);
+
+/// Sets an environment variable for the life of the object, then restores
+/// the value it had (the temporary home installs every variable we touch).
+class ScopedEnvironmentVariable {
+ public:
+  ScopedEnvironmentVariable(const char* name, const std::string& value)
+      : name_(name), previous_(getenv(name) ? getenv(name) : "") {
+    setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnvironmentVariable() { setenv(name_, previous_.c_str(), 1); }
+  ScopedEnvironmentVariable(const ScopedEnvironmentVariable&) = delete;
+  ScopedEnvironmentVariable& operator=(const ScopedEnvironmentVariable&) = delete;
+
+ private:
+  const char* name_;
+  std::string previous_;
+};
+
+/// Equal to every other instance, so code that must match objects by
+/// identity fails visibly when it matches by equality instead.
+class Twin : public Object {
+ public:
+  bool isEqual(const Object& other) const override { return dynamic_cast<const Twin*>(&other); }
+  std::size_t hash() const noexcept override { return 1; }
+};
 
 /// One row of a text-in/text-out table.
 struct UnaryCase {

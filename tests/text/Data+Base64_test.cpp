@@ -62,7 +62,9 @@ TEST(Base64Decoding, SkipsStrangersAndChecksGroups) {
     SCOPED_TRACE(toUTF8(c.text));
     const auto decoded = lx_dataWithBase64String(c.text);
     ASSERT_EQ(decoded.has_value(), c.plain.has_value());
-    if (decoded) EXPECT_EQ(*decoded, bytes(*c.plain));
+    if (decoded) {
+      EXPECT_EQ(*decoded, bytes(*c.plain));
+    }
   }
 }
 
