@@ -40,17 +40,6 @@ TEST_F(DiscardingLog, DropsEveryFormOfLineUntilReplaced) {
   EXPECT_EQ(capture.lines(), std::vector<String>{u"kept"});
 }
 
-TEST_F(DiscardingLog, ACaptureOnTopSeesLinesAndItsEndDiscardsAgain) {
-  EXPECT_FALSE(discardLogLines());  // the standard-error default
-  {
-    ScopedLogCapture capture;
-    EXPECT_FALSE(logLinesDiscarded());
-    logLine(u"seen");
-    EXPECT_EQ(capture.lines(), std::vector<String>{u"seen"});
-  }
-  EXPECT_TRUE(logLinesDiscarded());
-}
-
 TEST_F(DiscardingLog, FormatsNothingWhileDiscarding) {
   const auto object = std::make_shared<CountingObject>();
   discardLogLines();
