@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
@@ -39,22 +40,36 @@ void writeToStandardError(const String& line) {
 
 }  // namespace
 
+// Lets logging return without the lock while lines are discarded.
+std::atomic<bool> detail::discardingLogLines{false};
+
 LogSink setLogSink(LogSink sink) {
   std::lock_guard lock(sinkMutex());
   LogSink previous = std::move(currentSink());
   currentSink() = std::move(sink);
+  detail::discardingLogLines.store(currentSink().target<DiscardLogLines>() != nullptr,
+                                   std::memory_order_relaxed);
   return previous;
 }
 
-void logLine(StringView line) {
-  const String text(line);
+LogSink discardLogLines() { return setLogSink(DiscardLogLines{}); }
+
+void logLine(const String& line) {
+  if (logLinesDiscarded()) return;
   std::lock_guard lock(sinkMutex());
   if (currentSink()) {
-    currentSink()(text);
+    currentSink()(line);
   } else {
-    writeToStandardError(text);
+    writeToStandardError(line);
   }
 }
+
+void logLine(StringView line) {
+  if (logLinesDiscarded()) return;
+  logLine(String(line));
+}
+
+void logLine(const char16_t* line) { logLine(StringView(line)); }
 
 void LXConditionFailed(StringView text) { logLine(u"CONDITION FAILED: " + String(text)); }
 

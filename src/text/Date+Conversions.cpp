@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "text/RFC1123Date.h"
 #include "vantorcore/platform/Clock.h"
 #include "vantorcore/platform/DateFormatter.h"
 #include "vantorcore/platform/Log.h"
@@ -56,6 +57,7 @@ double lx_timeIntervalSinceFixedReferenceDate() noexcept {
 }
 
 String lx_rfc1123String(Date date) {
+  if (auto text = detail::rfc1123StringFromDate(date)) return std::move(*text);
   static std::mutex mutex;
   static const std::unique_ptr<DateFormatter> formatter = [] {
     auto f = std::make_unique<DateFormatter>();

@@ -18,29 +18,28 @@ void logCollatorStatus(StringView operation, int status) {
   logFormat(u"%@ : status: %d", operation, status);
 }
 
-// The line of a successful call, formatted once: sorting by collation keys
-// logs for every comparison.
-class SuccessLine {
- public:
-  explicit SuccessLine(StringView operation)
-      : line_(stringWithFormat(u"%@ : status: %d", operation, 0)) {}
-  void log() const { logLine(line_); }
+// The line of a successful call, formatted once per operation.
+String successLine(StringView operation) {
+  return stringWithFormat(u"%@ : status: %d", operation, 0);
+}
 
- private:
-  String line_;
-};
-
-const SuccessLine& collationKeyLine() {
-  static const SuccessLine line(u"lx_collationKeyForCollator:");
+const String& collationKeyLine() {
+  static const String line = successLine(u"lx_collationKeyForCollator:");
   return line;
 }
-const SuccessLine& compareKeysLine() {
-  static const SuccessLine line(u"lx_compareCollationKey:withCollationKey:");
+const String& compareKeysLine() {
+  static const String line = successLine(u"lx_compareCollationKey:withCollationKey:");
   return line;
 }
-const SuccessLine& hfsEqualLine() {
-  static const SuccessLine line(u"lx_isEqualToHFSExtendedString:");
+const String& hfsEqualLine() {
+  static const String line = successLine(u"lx_isEqualToHFSExtendedString:");
   return line;
+}
+
+// Sorting by collation keys logs once per comparison; while lines are
+// discarded this touches neither the line nor the log.
+void logSuccess(const String& (*line)()) {
+  if (!logLinesDiscarded()) logLine(line());
 }
 
 ComparisonResult sign(int order) noexcept {
@@ -230,10 +229,10 @@ ComparisonResult lx_versionCompare(StringView receiver, StringView other) noexce
 
 Data lx_collationKeyForCollator(StringView receiver, const Collator& collator) {
   const std::size_t needed = collator.sortKey(receiver, nullptr, 0);
-  collationKeyLine().log();
+  logSuccess(collationKeyLine);
   Data key(needed);
   const std::size_t written = collator.sortKey(receiver, key.data(), key.size());
-  collationKeyLine().log();
+  logSuccess(collationKeyLine);
   key.resize(std::min(written, key.size()));
   return key;
 }
@@ -242,7 +241,7 @@ ComparisonResult lx_compareCollationKey(DataView key, DataView otherKey) {
   const std::size_t n = std::min(key.size(), otherKey.size());
   int order = n ? std::memcmp(key.data(), otherKey.data(), n) : 0;
   if (order == 0) order = key.size() < otherKey.size() ? -1 : (key.size() > otherKey.size());
-  compareKeysLine().log();
+  logSuccess(compareKeysLine);
   return sign(order);
 }
 
@@ -261,7 +260,7 @@ bool lx_isEqualToHFSExtendedString(StringView receiver, StringView other) {
   };
   const bool equal =
       strip(lx_stringByHFSExtendedFolding(receiver)) == strip(lx_stringByHFSExtendedFolding(other));
-  hfsEqualLine().log();
+  logSuccess(hfsEqualLine);
   return equal;
 }
 

@@ -38,8 +38,9 @@ class DateFormatter : public Object {
   void setTimeZone(std::optional<String> zoneID);
 
   /// The date written with the pattern. "" when ICU cannot build the
-  /// formatter (a malformed pattern).
-  [[nodiscard]] String stringFromDate(Date date) const;
+  /// formatter (a malformed pattern). Subclasses may write common cases
+  /// without ICU, to the same text.
+  [[nodiscard]] virtual String stringFromDate(Date date) const;
 
   /// The date the whole of `text` denotes under the pattern, parsed
   /// strictly (no text left over, fields within range). Absent otherwise.

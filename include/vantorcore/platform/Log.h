@@ -5,6 +5,7 @@
 // their own sink to capture lines exactly as the library wrote them.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -17,16 +18,45 @@ namespace lx {
 /// Called on the logging thread; calls are serialised, never concurrent.
 using LogSink = std::function<void(const String& line)>;
 
+/// The sink that drops every line. While it is installed (by `setLogSink`,
+/// `discardLogLines`, or a copy of either's return value being reinstalled),
+/// `logLine` and `logFormat` return before copying, formatting or locking,
+/// so code that logs on every call (collation keys) costs next to nothing.
+struct DiscardLogLines {
+  void operator()(const String&) const noexcept {}
+};
+
 /// Installs `sink` for all later lines; an empty sink restores standard error.
 /// Returns the sink it replaces (empty for the default).
 LogSink setLogSink(LogSink sink);
 
-/// Writes one line to the sink. Thread-safe.
-void logLine(StringView line);
+/// `setLogSink(DiscardLogLines{})`: returns the sink it replaces, which
+/// `setLogSink` puts back.
+LogSink discardLogLines();
 
-/// `logLine(stringWithFormat(format, args...))`.
+namespace detail {
+// Mirrors "the sink is a DiscardLogLines"; written under the sink lock.
+extern std::atomic<bool> discardingLogLines;
+}  // namespace detail
+
+/// True while a `DiscardLogLines` sink is installed: callers that log on
+/// every call may skip building their line. Any thread; a line logged while
+/// another thread swaps the sink may go to either sink.
+[[nodiscard]] inline bool logLinesDiscarded() noexcept {
+  return detail::discardingLogLines.load(std::memory_order_relaxed);
+}
+
+/// Writes one line to the sink. Thread-safe. The `String` form hands the
+/// line to the sink as it is; the others copy it first (unless discarded).
+void logLine(const String& line);
+void logLine(StringView line);
+void logLine(const char16_t* line);
+
+/// `logLine(stringWithFormat(format, args...))`; formats nothing while lines
+/// are discarded.
 template <class... Args>
 void logFormat(StringView format, const Args&... args) {
+  if (logLinesDiscarded()) return;
   logLine(stringWithFormat(format, args...));
 }
 

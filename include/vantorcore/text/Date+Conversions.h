@@ -42,7 +42,8 @@ double lx_timeIntervalSinceFixedReferenceDate() noexcept;
 
 /// The date as an HTTP date, written with one shared formatter (locale
 /// "en_US", zone "GMT", pattern "EEE',' dd MMM yyyy HH':'mm':'ss 'GMT'").
-/// Any thread (calls are serialised on the shared formatter).
+/// Any thread (calls are serialised on the shared formatter). Dates of
+/// years 1583 to 9999 are written without ICU, to the text ICU writes.
 ///   0 => 'Thu, 01 Jan 1970 00:00:00 GMT'
 String lx_rfc1123String(Date date);
 

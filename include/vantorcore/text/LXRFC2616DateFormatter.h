@@ -27,15 +27,26 @@ class LXRFC2616DateFormatter : public DateFormatter {
   /// no locale set. Made on first use under a lock on this object.
   DateFormatter& dateFormatterForAsctime() const;
 
+  /// The date in the formatter's pattern; with the settings `init` made,
+  /// the RFC 1123 form. Dates of years 1583 to 9999 are written without ICU
+  /// while those settings stand, to the text ICU writes.
+  ///   784111777 => 'Sun, 06 Nov 1994 08:49:37 GMT'
+  [[nodiscard]] String stringFromDate(Date date) const override;
+
   /// The RFC 1123 form, else the RFC 850 form, else the asctime form. The
   /// fallbacks read English day and month names only when the default
   /// locale is English (they set none); that is the settled behaviour.
+  /// While the settings of `init` stand, the exact text `stringFromDate`
+  /// writes is read without ICU; ICU reads everything else.
   ///   'Sun, 06 Nov 1994 08:49:37 GMT'  => 784111777
   ///   'Sunday, 06-Nov-94 08:49:37 GMT' => 784111777
   ///   'Sun Nov 06 08:49:37 1994'       => 784111777     'soon' => absent
   [[nodiscard]] std::optional<Date> dateFromString(StringView text) const override;
 
  private:
+  // Whether zone, locale and pattern are still the ones `init` set.
+  [[nodiscard]] bool hasHTTPSettings() const noexcept;
+
   mutable std::mutex fallbackMutex_;
   mutable std::unique_ptr<DateFormatter> rfc850_;
   mutable std::unique_ptr<DateFormatter> asctime_;
