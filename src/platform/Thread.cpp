@@ -98,6 +98,9 @@ void Thread::start() {
     tSlot.record = self;
     if (auto name = self->name(); !name.empty()) setCurrentKernelName(name);
     self->threadMain();
+    // The body may hold the record itself (a thread future does, through its
+    // invocation): let go of it once it has run, or the two keep each other.
+    self->body_ = nullptr;
     self->state_ = State::Finished;
     // The slot's destructor marks the record exited when the thread ends.
   }).detach();

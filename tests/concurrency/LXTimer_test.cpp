@@ -55,6 +55,7 @@ TEST(LXTimerTest, SelectorFormsPassTheTimerOnlyToOneArgumentSelectors) {
   EXPECT_EQ(ticker->lastArgument.objectAs<LXTimer>(), withTimer);
   // The timer is only lent to the call.
   EXPECT_TRUE(withTimer->targetInvocation()->argument(2).isNull());
+  ticker->lastArgument = Value();  // the ticker and the timer would keep each other
 }
 
 TEST(LXTimerTest, SelectorWithTwoArgumentsIsReported) {
