@@ -45,8 +45,8 @@ check_same() {  # both tools must decode to the original bytes
 }
 
 # codec name, coreutils command, vantor encoding
-for spec in "base64|base64|base64" "base32|base32|base32" "base16|basenc --base16|hex"; do
-  IFS='|' read -r codec coreutils ours <<< "$spec"
+for entry in "base64|base64|base64" "base32|base32|base32" "base16|basenc --base16|hex"; do
+  IFS='|' read -r codec coreutils ours <<< "$entry"
   $coreutils < "$work/bin" > "$work/$codec.txt"
   $coreutils -d < "$work/$codec.txt" > "$work/check1"; check_same "$work/check1"
   "$vantor" encode "$ours" --decode < "$work/$codec.txt" > "$work/check2"; check_same "$work/check2"

@@ -26,9 +26,9 @@ best_of_3() {
   echo "$best"
 }
 
-for spec in "sort -V|sort -V" "vantor sort --version|$vantor sort --version" \
+for entry in "sort -V|sort -V" "vantor sort --version|$vantor sort --version" \
             "vantor sort --natural|$vantor sort --natural"; do
-  IFS='|' read -r name command <<< "$spec"
+  IFS='|' read -r name command <<< "$entry"
   s=$(best_of_3 $command)
   printf '%-24s %9.0f names/s  (%.2f s)\n' "$name" "$(echo "$count / $s" | bc -l)" "$s"
 done

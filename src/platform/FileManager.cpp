@@ -324,8 +324,11 @@ bool FileManager::removeItemAtPath(StringView path, ErrorPtr* error) {
   return ec ? failWith(error, ec, true, path) : true;
 }
 
-bool FileManager::moveItemAtPath(StringView source, StringView destination, ErrorPtr* error) {
-  const std::string from = bytesOf(source), to = bytesOf(destination);
+namespace {
+// The checks copying and moving share: the source must exist and the
+// destination must not. Reports the failure through `error`.
+bool canTransfer(const std::string& from, const std::string& to, StringView source,
+                 StringView destination, ErrorPtr* error) {
   if (!itemExists(from)) {
     setError(error, fileError(ENOENT, false, source));
     return false;
@@ -334,6 +337,13 @@ bool FileManager::moveItemAtPath(StringView source, StringView destination, Erro
     setError(error, fileError(EEXIST, true, destination));
     return false;
   }
+  return true;
+}
+}  // namespace
+
+bool FileManager::moveItemAtPath(StringView source, StringView destination, ErrorPtr* error) {
+  const std::string from = bytesOf(source), to = bytesOf(destination);
+  if (!canTransfer(from, to, source, destination, error)) return false;
   if (auto d = delegate();
       d && !d->shouldMoveItemAtPath(*this, String(source), String(destination))) {
     return true;
@@ -353,14 +363,7 @@ bool FileManager::moveItemAtPath(StringView source, StringView destination, Erro
 
 bool FileManager::copyItemAtPath(StringView source, StringView destination, ErrorPtr* error) {
   const std::string from = bytesOf(source), to = bytesOf(destination);
-  if (!itemExists(from)) {
-    setError(error, fileError(ENOENT, false, source));
-    return false;
-  }
-  if (itemExists(to)) {
-    setError(error, fileError(EEXIST, true, destination));
-    return false;
-  }
+  if (!canTransfer(from, to, source, destination, error)) return false;
   if (auto d = delegate();
       d && !d->shouldCopyItemAtPath(*this, String(source), String(destination))) {
     return true;

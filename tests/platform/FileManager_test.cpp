@@ -209,7 +209,7 @@ TEST_F(FileManagerTest, PlacesFollowTheEnvironment) {
   EXPECT_EQ(manager_.searchPathsForDirectory(SearchPathDirectory::ApplicationSupport),
             std::vector<String>{home + u"/.local/share"});
 
-  // A relative XDG folder is ignored, as the XDG specification asks.
+  // A relative XDG folder is ignored, as the XDG base directory rules ask.
   test::ScopedEnvironmentVariable relative("XDG_CACHE_HOME", "relative/cache");
   EXPECT_EQ(manager_.searchPathsForDirectory(SearchPathDirectory::Caches),
             std::vector<String>{home + u"/.cache"});
