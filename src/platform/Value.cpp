@@ -320,9 +320,16 @@ void Dictionary::rebuildIndex() const {
 void Dictionary::mergeRepeatedKeys() {
   std::size_t out = 0;
   if (entries_.size() < kIndexThreshold) {
+    // One bit per (length, first unit) seen: a key whose bit is clear cannot
+    // have come before, which spares the scan for nearly every key.
+    std::uint64_t seen = 0;
     for (std::size_t i = 0; i < entries_.size(); ++i) {
-      std::size_t first = 0;
-      while (first < out && entries_[first].first != entries_[i].first) ++first;
+      const String& key = entries_[i].first;
+      const std::uint64_t bit = std::uint64_t{1}
+                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
+      std::size_t first = (seen & bit) ? 0 : out;
+      seen |= bit;
+      while (first < out && entries_[first].first != key) ++first;
       if (first < out) {
         entries_[first].second = std::move(entries_[i].second);
       } else if (out++ != i) {

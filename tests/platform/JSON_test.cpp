@@ -104,6 +104,10 @@ TEST(JSONReadingTest, RepeatedKeysKeepTheirFirstPlaceAndLastValue) {
   }
   const Case cases[] = {
       {"small", R"({"a": 1, "b": 2, "a": 3})", {u"a", u"b"}, Value(3)},
+      {"look-alike keys",
+       R"({"a": 1, "ab": 0, "ac": 0, "b": 2, "a": 3})",
+       {u"a", u"ab", u"ac", u"b"},
+       Value(3)},
       {"three times", R"({"a": 1, "a": [], "b": 2, "a": "last"})", {u"a", u"b"}, Value(u"last")},
       {"large", large + R"(, "a": 99})", largeKeys, Value(99)},
   };
