@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 namespace lx {
@@ -21,25 +22,30 @@ ErrorPtr jsonError(String description) {
 // ---------------------------------------------------------------------------
 // Reading
 
+// The length of the run of ASCII bytes `p` starts with, eight at a time.
+std::size_t asciiPrefixLength(const unsigned char* p, std::size_t n) {
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, p + i, 8);
+    if (word & 0x8080808080808080ULL) break;
+  }
+  while (i < n && p[i] < 0x80) ++i;
+  return i;
+}
+
 // simdjson has already validated the UTF-8, so this only decodes. Most JSON
-// text is ASCII: copy eight bytes at a time while no high bit is set.
+// text is ASCII, which widens in one pass into a string of the final size.
 String utf16FromValidUTF8(std::string_view in) {
-  String out;
-  out.resize(in.size());
-  char16_t* dst = out.data();
   const auto* p = reinterpret_cast<const unsigned char*>(in.data());
-  const unsigned char* const end = p + in.size();
+  const std::size_t ascii = asciiPrefixLength(p, in.size());
+  if (ascii == in.size()) return String(p, p + ascii);
+  String out(in.size(), u'\0');
+  std::copy(p, p + ascii, out.data());
+  char16_t* dst = out.data() + ascii;
+  p += ascii;
+  const unsigned char* const end = reinterpret_cast<const unsigned char*>(in.data()) + in.size();
   while (p < end) {
-    if (end - p >= 8) {
-      std::uint64_t word;
-      std::memcpy(&word, p, 8);
-      if ((word & 0x8080808080808080ULL) == 0) {
-        for (int i = 0; i < 8; ++i) dst[i] = p[i];
-        p += 8;
-        dst += 8;
-        continue;
-      }
-    }
     const unsigned c = *p;
     if (c < 0x80) {
       *dst++ = static_cast<char16_t>(c);
@@ -75,11 +81,13 @@ Value toValue(simdjson::dom::element element) {
     }
     case element_type::OBJECT: {
       const simdjson::dom::object object = element.get_object().value_unsafe();
-      Dictionary out;
-      out.reserve(object.size());
+      // Built as a list and handed over whole: the dictionary then looks for
+      // repeated keys once rather than on every member.
+      std::vector<Dictionary::Entry> entries;
+      entries.reserve(object.size());
       for (simdjson::dom::key_value_pair member : object)
-        out.set(utf16FromValidUTF8(member.key), toValue(member.value));
-      return Value(std::move(out));
+        entries.emplace_back(utf16FromValidUTF8(member.key), toValue(member.value));
+      return Value(Dictionary(std::move(entries)));
     }
     case element_type::INT64:
       return Value(element.get_int64().value_unsafe());
@@ -120,23 +128,81 @@ char* shortest(char* first, char* last, F value) {
   return std::to_chars(first, last, value).ptr;
 }
 
-// Characters below 0x80 that a JSON string cannot hold as they are.
-constexpr auto kNeedsEscape = [] {
-  std::array<bool, 128> table{};
+constexpr auto kPowersOfTen = [] {
+  std::array<double, 16> powers{};
+  double p = 1;
+  for (double& power : powers) {
+    power = p;
+    p *= 10;
+  }
+  return powers;
+}();
+
+// Most doubles in documents are decimals with a few digits (prices, ratios,
+// measurements). For those the shortest text is the integer n and the count
+// of decimals k with the fewest k for which n / 10^k is the double again,
+// which is quicker to find than by the general search. Exact because n and
+// 10^k are exact doubles and division rounds correctly, as reading does;
+// scaled values stay below 2^50 so that rounding `d * 10^k` cannot pick the
+// wrong n. Returns null, having written nothing, when the double is not such
+// a decimal or its exponent form would be as short: `shortest` decides then.
+char* shortDecimal(char* p, double d) {
+  const double a = std::fabs(d);
+  if (!(a >= 1e-5 && a < 0x1p50)) return nullptr;
+  for (std::size_t k = 0; k < kPowersOfTen.size(); ++k) {
+    const double scaled = a * kPowersOfTen[k];
+    if (scaled >= 0x1p50) return nullptr;
+    const auto n = static_cast<std::uint64_t>(scaled + 0.5);
+    if (static_cast<double>(n) / kPowersOfTen[k] != a) continue;
+    char digits[24];
+    const auto count = static_cast<std::size_t>(std::to_chars(digits, digits + 24, n).ptr - digits);
+    // Lengths of the fixed and exponent forms, sign aside; the exponent has
+    // two digits in this range.
+    std::size_t significant = count;
+    while (significant > 1 && digits[significant - 1] == '0') --significant;
+    const std::size_t exponentForm = significant + (significant > 1) + 4;
+    const std::size_t fixedForm = k == 0 ? count : count > k ? count + 1 : k + 2;
+    if (fixedForm >= exponentForm) return nullptr;
+    if (d < 0) *p++ = '-';
+    if (count > k) {
+      std::memcpy(p, digits, count - k);
+      p += count - k;
+      if (k == 0) return p;
+      *p++ = '.';
+    } else {
+      *p++ = '0';
+      *p++ = '.';
+      std::memset(p, '0', k - count);
+      p += k - count;
+    }
+    std::memcpy(p, digits + count - std::min(k, count), std::min(k, count));
+    return p + std::min(k, count);
+  }
+  return nullptr;
+}
+
+// Characters below 0x80 that a JSON string cannot hold as they are, without
+// and with "/" among them.
+using EscapeTable = std::array<bool, 128>;
+constexpr EscapeTable escapeTable(bool slash) {
+  EscapeTable table{};
   for (int c = 0; c < 0x20; ++c) table[c] = true;
   table['"'] = table['\\'] = true;
+  table['/'] = slash;
   return table;
-}();
+}
+constexpr EscapeTable kNeedsEscape = escapeTable(false);
+constexpr EscapeTable kNeedsEscapeOrSlash = escapeTable(true);
 
 // Writes into a buffer it grows itself and addresses by a cursor, so that
 // each piece is a bounds check and a few stores rather than a string append.
 class Writer {
  public:
   explicit Writer(unsigned options)
-      : out_(threadScratch()),
-        pretty_(options & JSONWritingPrettyPrinted),
+      : pretty_(options & JSONWritingPrettyPrinted),
         sorted_(options & JSONWritingSortedKeys),
-        escapeSlashes_(!(options & JSONWritingWithoutEscapingSlashes)) {}
+        needsEscape_(options & JSONWritingWithoutEscapingSlashes ? kNeedsEscape
+                                                                 : kNeedsEscapeOrSlash) {}
 
   bool write(const Value& value, std::size_t depth = 0) {
     switch (value.type()) {
@@ -167,10 +233,15 @@ class Writer {
     return fail(u"Invalid type in JSON write (" + value.description() + u")");
   }
 
-  /// The text written, as `Out` (a string or a data object).
+  /// The text written, as `Out` (a string, handed over, or a data object).
   template <class Out>
-  Out result() const {
-    return Out(out_.data(), out_.data() + size_);
+  Out take() {
+    out_.resize(size_);
+    if constexpr (std::is_same_v<Out, std::string>) {
+      return std::move(out_);
+    } else {
+      return Out(out_.begin(), out_.end());
+    }
   }
   ErrorPtr error() const { return error_; }
 
@@ -205,8 +276,12 @@ class Writer {
     if (std::isnan(r.value)) return fail(u"Invalid number value (NaN) in JSON write");
     if (std::isinf(r.value)) return fail(u"Invalid number value (infinite) in JSON write");
     char* p = reserve(32);
-    char* end =
-        r.isFloat ? shortest(p, p + 32, static_cast<float>(r.value)) : shortest(p, p + 32, r.value);
+    char* end = nullptr;
+    if (r.isFloat) {
+      end = shortest(p, p + 32, static_cast<float>(r.value));
+    } else if (!(end = shortDecimal(p, r.value))) {
+      end = shortest(p, p + 32, r.value);
+    }
     size_ += static_cast<std::size_t>(end - p);
     return true;
   }
@@ -288,7 +363,7 @@ class Writer {
     for (std::size_t i = 0; i < s.size(); ++i) {
       const char16_t c = s[i];
       if (c < 0x80) {
-        if (!kNeedsEscape[c] && !(c == u'/' && escapeSlashes_)) {
+        if (!needsEscape_[c]) {
           *p++ = static_cast<char>(c);
           continue;
         }
@@ -351,22 +426,14 @@ class Writer {
     size_ += static_cast<std::size_t>(p - start);
   }
 
-  // Each thread writes into a scratch buffer it keeps, so that a document is
-  // copied once, into its result, rather than on every doubling of a fresh
-  // buffer; after a very large document the buffer is given back.
-  static std::string& threadScratch() {
-    thread_local std::string scratch;
-    if (scratch.size() > kRetainedScratchSize) std::string().swap(scratch);
-    return scratch;
-  }
-  static constexpr std::size_t kRetainedScratchSize = 16u << 20;
-
-  std::string& out_;
+  // Written up to `size_`; the rest is room. The text is written straight
+  // into what `take` hands over, never copied into a result afterwards.
+  std::string out_;
   std::size_t size_ = 0;
   ErrorPtr error_;
   bool pretty_;
   bool sorted_;
-  bool escapeSlashes_;
+  const EscapeTable& needsEscape_;
 };
 
 // `depth` counts containers the way the writer does: the top one is 1.
@@ -425,7 +492,7 @@ std::optional<Out> serialize(const Value& value, unsigned options, ErrorPtr* err
     setError(error, writer.error());
     return std::nullopt;
   }
-  return writer.result<Out>();
+  return writer.take<Out>();
 }
 }  // namespace
 

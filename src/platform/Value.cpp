@@ -292,6 +292,9 @@ struct Dictionary::Index {
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
   for (const auto& e : entries) set(e.first, e.second);
 }
+Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
+  mergeRepeatedKeys();
+}
 Dictionary::Dictionary(const Dictionary& other) : entries_(other.entries_) {}
 Dictionary& Dictionary::operator=(const Dictionary& other) {
   if (this != &other) {
@@ -309,6 +312,43 @@ void Dictionary::rebuildIndex() const {
   index_ = std::make_unique<Index>();
   index_->map.reserve(entries_.size() * 2);
   for (std::size_t i = 0; i < entries_.size(); ++i) index_->map.emplace(entries_[i].first, i);
+}
+
+// Keys almost never repeat, so this only looks: a pairwise scan while the
+// dictionary is small, its hash index otherwise (kept for later lookups).
+// Only when a key does repeat are the entries compacted.
+void Dictionary::mergeRepeatedKeys() {
+  std::size_t out = 0;
+  if (entries_.size() < kIndexThreshold) {
+    // One bit per (length, first unit) seen: a key whose bit is clear cannot
+    // have come before, which spares the scan for nearly every key.
+    std::uint64_t seen = 0;
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const String& key = entries_[i].first;
+      const std::uint64_t bit = std::uint64_t{1}
+                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
+      std::size_t first = (seen & bit) ? 0 : out;
+      seen |= bit;
+      while (first < out && entries_[first].first != key) ++first;
+      if (first < out) {
+        entries_[first].second = std::move(entries_[i].second);
+      } else if (out++ != i) {
+        entries_[out - 1] = std::move(entries_[i]);
+      }
+    }
+  } else {
+    index_ = std::make_unique<Index>();
+    index_->map.reserve(entries_.size() * 2);
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const auto [it, added] = index_->map.emplace(entries_[i].first, out);
+      if (!added) {
+        entries_[it->second].second = std::move(entries_[i].second);
+      } else if (out++ != i) {
+        entries_[out - 1] = std::move(entries_[i]);
+      }
+    }
+  }
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(out), entries_.end());
 }
 
 std::size_t Dictionary::indexOf(StringView key) const noexcept {

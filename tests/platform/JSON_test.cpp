@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace lx {
@@ -86,6 +88,39 @@ TEST(JSONReadingTest, RejectsBadInputWithAnError) {
   EXPECT_TRUE(read(std::string(1000, '[') + std::string(1000, ']'))) << "within the depth limit";
 }
 
+TEST(JSONReadingTest, RepeatedKeysKeepTheirFirstPlaceAndLastValue) {
+  struct Case {
+    const char* name;
+    std::string json;
+    std::vector<String> keys;
+    Value a;
+  };
+  // Twelve or more members take the hashed path.
+  std::string large = R"({"a": 1, "b": 2)";
+  std::vector<String> largeKeys{u"a", u"b"};
+  for (int i = 0; i < 14; ++i) {
+    large += ", \"k" + std::to_string(i) + "\": " + std::to_string(i);
+    largeKeys.push_back(u"k" + fromUTF8(std::to_string(i)));
+  }
+  const Case cases[] = {
+      {"small", R"({"a": 1, "b": 2, "a": 3})", {u"a", u"b"}, Value(3)},
+      {"look-alike keys",
+       R"({"a": 1, "ab": 0, "ac": 0, "b": 2, "a": 3})",
+       {u"a", u"ab", u"ac", u"b"},
+       Value(3)},
+      {"three times", R"({"a": 1, "a": [], "b": 2, "a": "last"})", {u"a", u"b"}, Value(u"last")},
+      {"large", large + R"(, "a": 99})", largeKeys, Value(99)},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto v = read(c.json);
+    ASSERT_TRUE(v && v->isDictionary());
+    EXPECT_EQ(v->asDictionary()->keys(), c.keys);
+    EXPECT_EQ((*v->asDictionary())[u"a"], c.a);
+    EXPECT_EQ((*v->asDictionary())[u"b"], Value(2));
+  }
+}
+
 TEST(JSONReadingTest, FragmentsNeedTheOption) {
   EXPECT_EQ(read(R"("x")", JSONReadingFragmentsAllowed), Value(u"x"));
   EXPECT_EQ(read("null", JSONReadingFragmentsAllowed), Value());
@@ -120,6 +155,36 @@ TEST(JSONWritingTest, CompactOutput) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(write(c.value), c.json);
+  }
+}
+
+// Decimals with few digits take a quicker road than the general shortest
+// search; both must give what std::to_chars gives, digit for digit, including
+// where the exponent form is the shorter one (100000 => 1e+05).
+TEST(JSONWritingTest, DoublesMatchTheShortestRepresentation) {
+  std::uint64_t state = 0x9E3779B97F4A7C15ULL;
+  auto next = [&] {
+    state ^= state << 13;
+    state ^= state >> 7;
+    state ^= state << 17;
+    return state;
+  };
+  std::vector<double> doubles{0.0,    -0.0,   1.0,       100000.0,           1e15,  1e-5,   0.001,
+                              0.0001, 123.45, 0.1 + 0.2, 1125899906842623.5, 9.995, 5e-324, 1e17,
+                              -42.125};
+  for (int i = 0; i < 20000; ++i) {
+    const double n = static_cast<double>(next() % 10000000000000ULL);
+    doubles.push_back(n / std::pow(10.0, static_cast<double>(next() % 20)));
+    doubles.push_back(-static_cast<double>(next() % 100000) / 100);
+    double bits;
+    const std::uint64_t pattern = next();
+    std::memcpy(&bits, &pattern, sizeof bits);
+    if (std::isfinite(bits) && std::fabs(bits) < 1e18) doubles.push_back(bits);
+  }
+  for (double d : doubles) {
+    char expected[64];
+    *std::to_chars(expected, expected + 64, d).ptr = '\0';
+    ASSERT_EQ(write(Value(d), JSONWritingFragmentsAllowed), expected) << expected;
   }
 }
 

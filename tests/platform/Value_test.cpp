@@ -60,9 +60,29 @@ TEST(DictionaryTest, KeepsInsertionOrderAcrossTheIndexThreshold) {
   EXPECT_TRUE(d[u"absent"].isNull());
 }
 
+TEST(DictionaryTest, BuiltFromEntriesMergesRepeatedKeys) {
+  for (int size : {3, 40}) {
+    SCOPED_TRACE(size);
+    std::vector<Dictionary::Entry> entries;
+    for (int i = 0; i < size; ++i) entries.emplace_back(fromUTF8("k" + std::to_string(i)), i);
+    entries.emplace_back(u"k1", u"again");
+    entries.emplace_back(u"k0", u"last");
+    Dictionary d(std::move(entries));
+    ASSERT_EQ(d.size(), static_cast<std::size_t>(size));
+    EXPECT_EQ(d.begin()->first, u"k0");
+    EXPECT_EQ(d[u"k0"], Value(u"last"));
+    EXPECT_EQ(d[u"k1"], Value(u"again"));
+    EXPECT_EQ(d[fromUTF8("k" + std::to_string(size - 1))], Value(size - 1));
+    d.set(u"new", 1);  // lookups after building still find what follows
+    EXPECT_EQ(d[u"new"], Value(1));
+    EXPECT_EQ(std::prev(d.end())->first, u"new");
+  }
+}
+
 TEST(ValueTest, DescriptionUsesPropertyListStyle) {
   Value v(Dictionary{{u"name", u"a b"}, {u"list", Array{1, u"x"}}});
-  EXPECT_EQ(v.description(), u"{\n    name = \"a b\";\n    list = (\n        1,\n        x\n    );\n}");
+  EXPECT_EQ(v.description(),
+            u"{\n    name = \"a b\";\n    list = (\n        1,\n        x\n    );\n}");
   EXPECT_EQ(Value(0.1).description(), u"0.1");
   EXPECT_EQ(Value(Data{0xde, 0xad, 0xbe, 0xef, 1}).description(), u"<deadbeef 01>");
 }

@@ -167,6 +167,10 @@ class Dictionary {
 
   Dictionary() noexcept;
   Dictionary(std::initializer_list<Entry> entries);
+  /// Takes `entries` as they are, in their order; a key that comes again
+  /// sets the value of its first entry, as `set` would (so a parsed object
+  /// with a repeated key keeps the key's first place and its last value).
+  explicit Dictionary(std::vector<Entry> entries);
   Dictionary(const Dictionary& other);
   Dictionary(Dictionary&&) noexcept;
   Dictionary& operator=(const Dictionary& other);
@@ -205,6 +209,7 @@ class Dictionary {
   struct Index;
   std::size_t indexOf(StringView key) const noexcept;
   void rebuildIndex() const;
+  void mergeRepeatedKeys();
 
   std::vector<Entry> entries_;
   mutable std::unique_ptr<Index> index_;
