@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 
+#include "BenchRandom.h"
 #include "vantorcore/platform/JSON.h"
 
 #if __has_include(<nlohmann/json.hpp>)
@@ -23,19 +24,7 @@ namespace {
 
 constexpr std::size_t kDocumentSize = 50u << 20;
 
-class Random {
- public:
-  std::uint64_t next() {
-    state_ ^= state_ << 13;
-    state_ ^= state_ >> 7;
-    state_ ^= state_ << 17;
-    return state_;
-  }
-  std::uint64_t below(std::uint64_t n) { return next() % n; }
-
- private:
-  std::uint64_t state_ = 0x9E3779B97F4A7C15ULL;
-};
+using vantor::bench::Random;
 
 std::string word(Random& random) {
   static const char* const kWords[] = {

@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "BenchRandom.h"
 #include "vantorcore/platform/String+Paths.h"
 #include "vantorcore/text/String+PathAdditions.h"
 
@@ -22,20 +23,7 @@ using lx::String;
 
 constexpr std::size_t kPaths = 1'000'000;
 
-// A small fixed-seed generator (xorshift) so every run sees the same inputs.
-class Random {
- public:
-  std::uint64_t next() {
-    state_ ^= state_ << 13;
-    state_ ^= state_ >> 7;
-    state_ ^= state_ << 17;
-    return state_;
-  }
-  std::size_t below(std::size_t n) { return next() % n; }
-
- private:
-  std::uint64_t state_ = 0x9E3779B97F4A7C15ULL;
-};
+using vantor::bench::Random;
 
 const char* const kWords[] = {
     "Users",     "al", "Documents", "src", "include", "Report 12.txt",  "img",  "build", "v1.10.2",
