@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/strand.hpp>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -158,28 +159,51 @@ void reportLateness(benchmark::State& state, std::vector<double> lateness) {
 
 int firingsFor(int periodMs) { return periodMs >= 300 ? 15 : 150; }
 
+// How late each firing of a periodic timer is against its ideal
+// start + k·period grid. `record` runs on the timer's thread.
+class LatenessRecorder {
+ public:
+  explicit LatenessRecorder(int periodMs) : periodMs_(periodMs) { restart(); }
+
+  void restart() {
+    std::lock_guard lock(mutex_);
+    start_ = std::chrono::steady_clock::now();
+  }
+  void record() {
+    const auto now = std::chrono::steady_clock::now();
+    std::lock_guard lock(mutex_);
+    const auto ideal =
+        start_ + std::chrono::milliseconds(periodMs_) * static_cast<int>(lateness_.size() + 1);
+    lateness_.push_back(std::chrono::duration<double, std::milli>(now - ideal).count());
+  }
+  void waitForFirings() {
+    while (true) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(periodMs_));
+      std::lock_guard lock(mutex_);
+      if (static_cast<int>(lateness_.size()) >= firingsFor(periodMs_)) return;
+    }
+  }
+  void report(benchmark::State& state) {
+    std::lock_guard lock(mutex_);
+    reportLateness(state, lateness_);
+  }
+
+ private:
+  const int periodMs_;
+  std::mutex mutex_;
+  std::chrono::steady_clock::time_point start_;
+  std::vector<double> lateness_;
+};
+
 void GCDTimer_Lateness(benchmark::State& state) {
   const int periodMs = static_cast<int>(state.range(0));
   for (auto _ : state) {
-    std::mutex mutex;
-    std::vector<double> lateness;
-    auto start = std::chrono::steady_clock::now();
+    LatenessRecorder recorder(periodMs);
     auto timer = LXGCDTimer::scheduledTolerantTimerWithTimeInterval(
-        periodMs / 1000.0, true, [&](LXGCDTimer&) {
-          auto now = std::chrono::steady_clock::now();
-          std::lock_guard lock(mutex);
-          auto ideal =
-              start + std::chrono::milliseconds(periodMs) * static_cast<int>(lateness.size() + 1);
-          lateness.push_back(std::chrono::duration<double, std::milli>(now - ideal).count());
-        });
-    while (true) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(periodMs));
-      std::lock_guard lock(mutex);
-      if (static_cast<int>(lateness.size()) >= firingsFor(periodMs)) break;
-    }
+        periodMs / 1000.0, true, [&](LXGCDTimer&) { recorder.record(); });
+    recorder.waitForFirings();
     timer->invalidate();
-    std::lock_guard lock(mutex);
-    reportLateness(state, lateness);
+    recorder.report(state);
   }
 }
 BENCHMARK(GCDTimer_Lateness)->Arg(10)->Arg(330)->Iterations(1)->Unit(benchmark::kMillisecond);
@@ -188,28 +212,15 @@ void RunLoopTimer_Lateness(benchmark::State& state) {
   const int periodMs = static_cast<int>(state.range(0));
   auto worker = startedWorker();
   for (auto _ : state) {
-    std::mutex mutex;
-    std::vector<double> lateness;
+    LatenessRecorder recorder(periodMs);
     std::shared_ptr<Timer> timer;
-    auto start = std::chrono::steady_clock::now();
     lx_performSyncBlock(worker, [&] {
-      start = std::chrono::steady_clock::now();
-      timer = Timer::scheduled(periodMs / 1000.0, true, [&](Timer&) {
-        auto now = std::chrono::steady_clock::now();
-        std::lock_guard lock(mutex);
-        auto ideal =
-            start + std::chrono::milliseconds(periodMs) * static_cast<int>(lateness.size() + 1);
-        lateness.push_back(std::chrono::duration<double, std::milli>(now - ideal).count());
-      });
+      recorder.restart();
+      timer = Timer::scheduled(periodMs / 1000.0, true, [&](Timer&) { recorder.record(); });
     });
-    while (true) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(periodMs));
-      std::lock_guard lock(mutex);
-      if (static_cast<int>(lateness.size()) >= firingsFor(periodMs)) break;
-    }
+    recorder.waitForFirings();
     lx_performSyncBlock(worker, [&] { timer->invalidate(); });
-    std::lock_guard lock(mutex);
-    reportLateness(state, lateness);
+    recorder.report(state);
   }
   worker->finish();
 }
