@@ -1,4 +1,5 @@
 #include "vantorcore/platform/DispatchQueue.h"
+#include "vantorcore/platform/DispatchEngine.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -54,6 +55,8 @@ void runAs(DispatchQueue* queue, const std::function<void()>& closure) {
 }
 
 }  // namespace
+
+asio::io_context& dispatchEngineContext() { return Engine::shared().context(); }
 
 namespace detail {
 
