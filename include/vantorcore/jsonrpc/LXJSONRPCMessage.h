@@ -1,0 +1,134 @@
+// `LXJSONRPCMessage`: one JSON-RPC 2.0 message and the header block that
+// frames it on a byte stream ("Name: value" lines, an empty line, then
+// "Content-Length" bytes of a UTF-8 JSON object).
+//
+//   'Content-Length: 2\r\n\r\n{}'        => response, no id, consumed 23
+//   'Content-Length: 2\r\n\r\n{'         => absent, consumed 0, additional 1
+//   'Content-Length: 5\r\n'              => absent, consumed 0, additional 0
+//   request(id 1, "sum", [1, 2])         => 'Content-Length: 54\r\n\r\n'
+//                                           '{"jsonrpc":"2.0","id":1,"method":"sum","params":[1,2]}'
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "vantorcore/platform/Data.h"
+#include "vantorcore/platform/Error.h"
+#include "vantorcore/platform/Object.h"
+#include "vantorcore/platform/String.h"
+#include "vantorcore/platform/Value.h"
+
+namespace lx {
+
+/// The domain of every JSON-RPC error value.
+inline constexpr StringView LXJSONRPCErrorDomain = u"LXJSONRPCErrorDomain";
+/// The user-info key under which an error carries the JSON-RPC "data" member.
+inline constexpr StringView LXJSONRPCErrorDataKey = u"LXJSONRPCErrorData";
+
+/// The code pending requests receive when their listener stops.
+inline constexpr std::int64_t LXJSONRPCRequestCancelledError = -32800;
+/// The code a listener terminates with when a message announces more bytes
+/// than its maximum message size.
+inline constexpr std::int64_t LXJSONRPCMessageTooLargeError = -32001;
+
+enum class LXJSONRPCMessageType : std::int64_t { Request = 0, Response = 1, Notification = 2 };
+
+class LXJSONRPCMessage : public Object {
+  LX_DECLARE_CLASS(LXJSONRPCMessage)
+  struct Key {};
+
+ public:
+  /// The two bytes CR LF, made once per process.
+  static const Data& CRLFData();
+
+  /// A request (type 0). Absent `headers` become an empty dictionary.
+  static std::shared_ptr<LXJSONRPCMessage> requestWithMessageID(
+      Value messageID, String method, std::optional<Dictionary> headers = std::nullopt,
+      std::optional<Value> parameters = std::nullopt);
+  /// A response (type 1); any of id, result and error may be absent.
+  static std::shared_ptr<LXJSONRPCMessage> responseWithMessageID(
+      std::optional<Value> messageID, std::optional<Value> result, ErrorPtr error,
+      std::optional<Dictionary> headers = std::nullopt);
+  /// A notification (type 2).
+  static std::shared_ptr<LXJSONRPCMessage> notificationWithMethod(
+      String method, std::optional<Dictionary> headers = std::nullopt,
+      std::optional<Value> parameters = std::nullopt);
+
+  /// Parses one message from the front of `data`.
+  ///
+  /// - Header block not complete yet: null, consumed 0, additional 0 (wait
+  ///   for the next CR LF).
+  /// - Body not complete yet: null, consumed 0, additional = the exact number
+  ///   of bytes still missing.
+  /// - Body complete but not a usable JSON-RPC object: null, additional 0,
+  ///   consumed left as it was, and one log line ("Error unpacking JSON-RPC
+  ///   payload: ..."). The caller meets the same bytes again next time.
+  /// - Otherwise the message, consumed = header block + body.
+  ///
+  /// Header names are case-sensitive; lines without ": " are ignored; the
+  /// body length is the leading digits of "Content-Length" (0 when missing,
+  /// saturating rather than wrapping when absurdly long). A header line
+  /// that is not ASCII has no meaning in the protocol and is ignored like a
+  /// line without ": ". Both out-parameters may be null. Thread-safe.
+  ///
+  /// The body is validated completely here; "params" and "result" are turned
+  /// into `Value`s on first access, so a reader that only routes messages by
+  /// id and method never pays for building them.
+  static std::shared_ptr<LXJSONRPCMessage> messageWithData(
+      DataView data, std::size_t* consumedLength = nullptr,
+      std::size_t* additionalRequiredLength = nullptr);
+
+  /// The framed bytes: header lines in the dictionary's order with
+  /// "Content-Length" set to the body's length, CR LF, the compact JSON body
+  /// (no trailing line feed). Absent, with the line "Error encoding JSON-RPC
+  /// payload: %@", when the body cannot be encoded as JSON.
+  [[nodiscard]] std::optional<Data> messageData() const;
+
+  [[nodiscard]] LXJSONRPCMessageType messageType() const noexcept { return type_; }
+  void setMessageType(LXJSONRPCMessageType type) noexcept { type_ = type; }
+  /// Header name => header value, both strings. Never absent.
+  [[nodiscard]] const Dictionary& headers() const noexcept { return headers_; }
+  void setHeaders(Dictionary headers) { headers_ = std::move(headers); }
+  /// The id of a request or response (a number or string in practice).
+  [[nodiscard]] const std::optional<Value>& messageID() const noexcept { return messageID_; }
+  void setMessageID(std::optional<Value> messageID) { messageID_ = std::move(messageID); }
+  /// The method of a request or notification.
+  [[nodiscard]] const std::optional<String>& method() const noexcept { return method_; }
+  void setMethod(std::optional<String> method) { method_ = std::move(method); }
+  /// The "params" of a request or notification: a dictionary or an array.
+  [[nodiscard]] std::optional<Value> parameters() const;
+  void setParameters(std::optional<Value> parameters);
+  /// The "result" of a response. Read and written atomically.
+  [[nodiscard]] std::optional<Value> result() const;
+  void setResult(std::optional<Value> result);
+  /// The error of a response. Read and written atomically.
+  [[nodiscard]] ErrorPtr error() const;
+  void setError(ErrorPtr error);
+
+  [[nodiscard]] String description() const override;
+
+  LXJSONRPCMessage(Key, LXJSONRPCMessageType type, Dictionary headers);
+  ~LXJSONRPCMessage() override;
+
+ private:
+  // The body bytes of a parsed message, kept until "params" and "result"
+  // are first asked for.
+  struct LazyBody;
+  // Builds the members still held in `lazy_`; the caller holds `mutex_`.
+  void materializeLocked() const;
+
+  LXJSONRPCMessageType type_;
+  Dictionary headers_;
+  std::optional<Value> messageID_;
+  std::optional<String> method_;
+  mutable std::mutex mutex_;  // guards the members below
+  mutable std::optional<Value> parameters_;
+  mutable std::optional<Value> result_;
+  ErrorPtr error_;
+  mutable std::unique_ptr<LazyBody> lazy_;
+};
+
+}  // namespace lx

@@ -1,0 +1,336 @@
+#include "vantorcore/jsonrpc/LXJSONRPCMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vantorcore/jsonrpc/Error+LXJSONRPC.h"
+#include "vantorcore/platform/JSON.h"
+#include "vantorcore/platform/Log.h"
+
+namespace lx {
+namespace {
+
+constexpr std::size_t kUnset = 0xC0FFEE;
+
+struct Parsed {
+  std::shared_ptr<LXJSONRPCMessage> message;
+  std::size_t consumed = kUnset;
+  std::size_t additional = kUnset;
+};
+
+Parsed parse(std::string_view bytes) {
+  Parsed parsed;
+  const Data data = dataFromBytes(bytes);
+  parsed.message = LXJSONRPCMessage::messageWithData(data, &parsed.consumed, &parsed.additional);
+  return parsed;
+}
+
+std::string framed(std::string_view body) {
+  return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + std::string(body);
+}
+
+std::string serialized(const LXJSONRPCMessage& message) {
+  const std::optional<Data> data = message.messageData();
+  return data ? std::string(asStringView(*data)) : "<absent>";
+}
+
+const std::string kDecodingError = "Error unpacking JSON-RPC payload: Error Domain=";
+
+bool startsWith(const String& line, const std::string& prefix) {
+  return toUTF8(line).rfind(prefix, 0) == 0;
+}
+
+TEST(LXJSONRPCMessageFramingTest, ReportsConsumedAndAdditionalLengths) {
+  constexpr std::size_t kMax = std::numeric_limits<std::size_t>::max();
+  const std::string absurd = "Content-Length: 99999999999999999999999999\r\n\r\n{}";
+  struct Case {
+    std::string name;
+    std::string bytes;
+    bool message;
+    std::size_t consumed;
+    std::size_t additional;
+  } cases[] = {
+      {"the smallest message", "Content-Length: 2\r\n\r\n{}", true, 23, 0},
+      {"one body byte short", "Content-Length: 2\r\n\r\n{", false, 0, 1},
+      {"header block open", "Content-Length: 5\r\n", false, 0, 0},
+      {"nothing at all", "", false, 0, 0},
+      {"a line without its CR LF", "Content-Length: 2", false, 0, 0},
+      {"bytes after the body are left", "Content-Length: 2\r\n\r\n{}Content", true, 23, 0},
+      {"garbage line before the headers", "garbage\r\nContent-Length: 2\r\n\r\n{}", true, 32, 0},
+      {"later duplicate wins", "Content-Length: 9\r\nContent-Length: 2\r\n\r\n{}", true, 42, 0},
+      {"leading digits only", "Content-Length: 2abc\r\n\r\n{}", true, 26, 0},
+      {"absurd length saturates", absurd, false, 0, kMax - absurd.size()},
+      {"non-ASCII line is ignored", "Content-Length: 9\xC3\xA9\r\nContent-Length: 2\r\n\r\n{}",
+       true, 44, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Parsed parsed = parse(c.bytes);
+    EXPECT_EQ(parsed.message != nullptr, c.message);
+    EXPECT_EQ(parsed.consumed, c.consumed);
+    EXPECT_EQ(parsed.additional, c.additional);
+  }
+}
+
+TEST(LXJSONRPCMessageFramingTest, UnusableBodiesLogAndLeaveConsumedUnset) {
+  struct Case {
+    std::string name;
+    std::string bytes;
+    std::string line;  // exact, or a prefix when it ends in "Domain="
+  } cases[] = {
+      {"no Content-Length: empty body", "X: 1\r\n\r\n{}", kDecodingError},
+      {"lowercase name is another header", "content-length: 2\r\n\r\n{}", kDecodingError},
+      {"no space after the colon", "Content-Length:2\r\n\r\n{}", kDecodingError},
+      {"a sign is not a digit", "Content-Length: -2\r\n\r\n{}", kDecodingError},
+      {"non-ASCII Content-Length line", "Content-Length: 2\xC3\xA9\r\n\r\n{}", kDecodingError},
+      {"malformed JSON", framed("{\"id\":"), kDecodingError},
+      {"invalid UTF-8", framed("{\"method\":\"\xFF\"}"), kDecodingError},
+      {"a scalar body", framed("3"), kDecodingError},
+      {"an array body", framed("[1]"),
+       "Error unpacking JSON-RPC payload: payload is not an object"},
+      {"method a number", framed(R"({"method":1})"),
+       "Error unpacking JSON-RPC payload: method is not a string"},
+      {"params a string", framed(R"({"method":"m","params":"x"})"),
+       "JSON-RPC payload parameters is not a structured value"},
+      {"params null", framed(R"({"method":"m","params":null})"),
+       "JSON-RPC payload parameters is not a structured value"},
+      {"error a string", framed(R"({"id":1,"error":"x"})"),
+       "Error unpacking JSON-RPC payload: error is not an object"},
+      {"last duplicate counts", framed(R"({"method":"m","method":2})"),
+       "Error unpacking JSON-RPC payload: method is not a string"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScopedLogCapture log;
+    const Parsed parsed = parse(c.bytes);
+    EXPECT_EQ(parsed.message, nullptr);
+    EXPECT_EQ(parsed.consumed, kUnset);
+    EXPECT_EQ(parsed.additional, 0u);
+    ASSERT_EQ(log.lines().size(), 1u);
+    if (c.line == kDecodingError) {
+      EXPECT_TRUE(startsWith(log.lines()[0], c.line)) << toUTF8(log.lines()[0]);
+    } else {
+      EXPECT_EQ(toUTF8(log.lines()[0]), c.line);
+    }
+  }
+}
+
+TEST(LXJSONRPCMessageFramingTest, SplitAtEveryByteNeedsExactlyTheMissingBytes) {
+  const std::string first = "Content-Type: x\r\n" + framed(R"({"id":1,"method":"a/b"})");
+  const std::string second = framed(R"({"id":1,"result":[1,2,3]})");
+  const std::string stream = first + second;
+  for (std::size_t split = 0; split <= stream.size(); ++split) {
+    SCOPED_TRACE(split);
+    std::size_t offset = 0;
+    for (const std::string& expected : {first, second}) {
+      if (offset > split) break;
+      const Parsed parsed = parse(std::string_view(stream).substr(offset, split - offset));
+      const std::size_t available = split - offset;
+      const std::size_t bodyStart = expected.find("\r\n\r\n") + 4;
+      if (available >= expected.size()) {
+        ASSERT_NE(parsed.message, nullptr);
+        EXPECT_EQ(parsed.consumed, expected.size());
+        EXPECT_EQ(parsed.additional, 0u);
+      } else {
+        EXPECT_EQ(parsed.message, nullptr);
+        EXPECT_EQ(parsed.consumed, 0u);
+        EXPECT_EQ(parsed.additional, available >= bodyStart ? expected.size() - available : 0u);
+      }
+      offset += expected.size();
+    }
+  }
+}
+
+TEST(LXJSONRPCMessageFramingTest, KeepsHeadersAndAcceptsNullOutParameters) {
+  const std::string bytes = "Content-Type: x\r\nword\r\nX: a\rb: c\r\nContent-Length: 2\r\n\r\n{}";
+  const auto message = LXJSONRPCMessage::messageWithData(dataFromBytes(bytes));
+  ASSERT_NE(message, nullptr);
+  const Dictionary expected{{u"Content-Type", u"x"}, {u"X", u"a\rb: c"}, {u"Content-Length", u"2"}};
+  EXPECT_EQ(message->headers(), expected);
+  EXPECT_EQ(message->headers().keys(), expected.keys());
+}
+
+TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembers) {
+  struct Case {
+    std::string body;
+    LXJSONRPCMessageType type;
+    std::optional<Value> id;
+    std::optional<String> method;
+  } cases[] = {
+      {R"({"jsonrpc":"2.0","id":7,"method":"m"})", LXJSONRPCMessageType::Request, Value(7), u"m"},
+      {R"({"id":"a","method":"m","params":[]})", LXJSONRPCMessageType::Request, Value(u"a"), u"m"},
+      {R"({"id":null,"method":"m"})", LXJSONRPCMessageType::Request, Value(), u"m"},
+      {R"({"id":[1,{"k":2}],"method":"m"})", LXJSONRPCMessageType::Request,
+       Value(Array{Value(1), Value(Dictionary{{u"k", Value(2)}})}), u"m"},
+      {R"({"method":"caf\u00e9","params":{}})", LXJSONRPCMessageType::Notification, std::nullopt,
+       u"caf\u00e9"},
+      {R"({"id":18446744073709551615})", LXJSONRPCMessageType::Response,
+       Value(std::numeric_limits<std::uint64_t>::max()), std::nullopt},
+      {R"({"id":1.5,"result":null})", LXJSONRPCMessageType::Response, Value(1.5), std::nullopt},
+      {R"({"jsonrpc":"1.0"})", LXJSONRPCMessageType::Response, std::nullopt, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.body);
+    const Parsed parsed = parse(framed(c.body));
+    ASSERT_NE(parsed.message, nullptr);
+    EXPECT_EQ(parsed.message->messageType(), c.type);
+    EXPECT_EQ(parsed.message->messageID(), c.id);
+    if (c.id) {
+      EXPECT_EQ(parsed.message->messageID()->type(), c.id->type());
+    }
+    EXPECT_EQ(parsed.message->method(), c.method);
+  }
+}
+
+TEST(LXJSONRPCMessageClassificationTest, ConvertsTheErrorOrDropsABadOne) {
+  const auto message = parse(framed(R"({"id":1,"error":{"code":-32601,"data":[1]}})")).message;
+  ASSERT_NE(message, nullptr);
+  ASSERT_NE(message->error(), nullptr);
+  EXPECT_EQ(message->error()->code(), -32601);
+  EXPECT_EQ(message->error()->userInfo()[LXJSONRPCErrorDataKey], Value(Array{Value(1)}));
+
+  ScopedLogCapture log;
+  const std::string bad = framed(R"({"id":1,"error":{"code":"7"}})");
+  const Parsed parsed = parse(bad);
+  ASSERT_NE(parsed.message, nullptr) << "delivered as a response without error";
+  EXPECT_EQ(parsed.message->error(), nullptr);
+  EXPECT_EQ(parsed.consumed, bad.size());
+  EXPECT_TRUE(log.contains(u"Error unpacking JSON-RPC payload: error code is not a number"));
+}
+
+// The member as the platform reader reads the whole body.
+std::optional<Value> member(std::string_view body, StringView key) {
+  const auto whole = JSONSerialization::JSONObjectWithData(body);
+  const Value* value = whole ? whole->asDictionary()->find(key) : nullptr;
+  return value ? std::optional<Value>(*value) : std::nullopt;
+}
+
+TEST(LXJSONRPCMessageLazyTest, MembersEqualTheWholeBodyRead) {
+  const std::string bodies[] = {
+      R"({"id":1,"method":"m","params":{"a":[1,2.5,"x\/y"],"b":{"c":null,"d":true}}})",
+      R"({"method":"m","params":[{"k":"\u00e9\ud83d\ude00"},-3,1e300]})",
+      R"({"id":2,"result":{"z":1,"a":2,"z":3},"params":[]})",
+      R"({"id":3,"result":null})",
+  };
+  for (const std::string& body : bodies) {
+    SCOPED_TRACE(body);
+    const auto message = parse(framed(body)).message;
+    ASSERT_NE(message, nullptr);
+    const bool response = message->messageType() == LXJSONRPCMessageType::Response;
+    EXPECT_EQ(message->parameters(), response ? std::nullopt : member(body, u"params"));
+    EXPECT_EQ(message->result(), member(body, u"result"));
+    EXPECT_EQ(message->parameters(), response ? std::nullopt : member(body, u"params"));
+  }
+  const auto message = parse(framed(bodies[0])).message;
+  message->setParameters(std::nullopt);
+  EXPECT_EQ(message->parameters(), std::nullopt) << "a setter before first access wins";
+}
+
+TEST(LXJSONRPCMessageLazyTest, ConcurrentFirstAccessBuildsOneValue) {
+  const std::string body = R"({"id":9,"result":{"items":[1,2,3,{"deep":["a","b"]}]}})";
+  for (int round = 0; round < 20; ++round) {
+    const auto message = parse(framed(body)).message;
+    ASSERT_NE(message, nullptr);
+    std::vector<std::optional<Value>> seen(4);
+    std::vector<std::thread> threads;
+    for (auto& slot : seen) threads.emplace_back([&message, &slot] { slot = message->result(); });
+    for (auto& thread : threads) thread.join();
+    for (const auto& value : seen) EXPECT_EQ(value, member(body, u"result"));
+  }
+}
+
+TEST(LXJSONRPCMessageSerializingTest, WritesHeadersThenCompactBody) {
+  const auto request = LXJSONRPCMessage::requestWithMessageID(Value(1), u"sum", std::nullopt,
+                                                              Value(Array{Value(1), Value(2)}));
+  EXPECT_EQ(serialized(*request),
+            "Content-Length: 54\r\n\r\n"
+            R"({"jsonrpc":"2.0","id":1,"method":"sum","params":[1,2]})");
+
+  const Dictionary headers{{u"X", u"1"}, {u"Content-Length", u"999"}, {u"N", Value(3)}};
+  const auto notification =
+      LXJSONRPCMessage::notificationWithMethod(u"a/b", headers, Value(Dictionary{}));
+  EXPECT_EQ(serialized(*notification),
+            "X: 1\r\nContent-Length: 45\r\nN: 3\r\n\r\n"
+            R"({"jsonrpc":"2.0","method":"a\/b","params":{}})");
+  EXPECT_EQ(notification->headers()[u"Content-Length"], Value(u"999")) << "only a copy is set";
+
+  const auto response = LXJSONRPCMessage::responseWithMessageID(
+      Value(u"r"), std::nullopt, lx_JSONRPCErrorWithCode(-32601, u"nope"));
+  EXPECT_EQ(serialized(*response),
+            "Content-Length: 67\r\n\r\n"
+            R"({"jsonrpc":"2.0","id":"r","error":{"code":-32601,"message":"nope"}})");
+  EXPECT_EQ(
+      serialized(*LXJSONRPCMessage::responseWithMessageID(std::nullopt, std::nullopt, nullptr)),
+      "Content-Length: 17\r\n\r\n"
+      R"({"jsonrpc":"2.0"})");
+}
+
+TEST(LXJSONRPCMessageSerializingTest, RefusesWhatCannotBeWritten) {
+  ScopedLogCapture log;
+  const auto unencodable =
+      LXJSONRPCMessage::notificationWithMethod(u"m", std::nullopt, Value(Array{Value(Data{1, 2})}));
+  EXPECT_EQ(unencodable->messageData(), std::nullopt);
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_TRUE(startsWith(log.lines()[0], "Error encoding JSON-RPC payload: Error Domain="));
+
+  const auto badHeaders = LXJSONRPCMessage::notificationWithMethod(
+      u"m", Dictionary{{u"A", u"\u00e9"}, {u"B", u"x\r\n\r\n"}, {u"C", u"ok"}});
+  EXPECT_EQ(serialized(*badHeaders),
+            "C: ok\r\nContent-Length: 30\r\n\r\n"
+            R"({"jsonrpc":"2.0","method":"m"})");
+}
+
+TEST(LXJSONRPCMessageSerializingTest, RoundTripsEveryKind) {
+  const Dictionary headers{{u"Content-Type", u"application/json"}, {u"X", u"a\rb\n"}};
+  const std::shared_ptr<LXJSONRPCMessage> messages[] = {
+      LXJSONRPCMessage::requestWithMessageID(Value(u"id-1"), u"textDocument/hover", headers,
+                                             Value(Dictionary{{u"line", Value(3)}})),
+      LXJSONRPCMessage::notificationWithMethod(u"exit"),
+      LXJSONRPCMessage::responseWithMessageID(Value(4), Value(Array{Value(0.1), Value(nullptr)}),
+                                              nullptr, headers),
+      LXJSONRPCMessage::responseWithMessageID(Value(5), std::nullopt,
+                                              lx_JSONRPCErrorWithCode(-1, u"50% off", Value(u"d"))),
+  };
+  for (const auto& message : messages) {
+    SCOPED_TRACE(toUTF8(message->description()));
+    const std::string bytes = serialized(*message);
+    const Parsed parsed = parse(bytes);
+    ASSERT_NE(parsed.message, nullptr);
+    EXPECT_EQ(parsed.consumed, bytes.size());
+    EXPECT_EQ(parsed.message->messageType(), message->messageType());
+    EXPECT_EQ(parsed.message->messageID(), message->messageID());
+    EXPECT_EQ(parsed.message->method(), message->method());
+    EXPECT_EQ(parsed.message->parameters(), message->parameters());
+    EXPECT_EQ(parsed.message->result(), message->result());
+    EXPECT_EQ(parsed.message->error() != nullptr, message->error() != nullptr);
+    if (message->error()) {
+      EXPECT_TRUE(parsed.message->error()->isEqual(*message->error()));
+    }
+    Dictionary headers = parsed.message->headers();
+    const std::size_t bodyLength = bytes.size() - bytes.find("\r\n\r\n") - 4;
+    EXPECT_EQ(headers[u"Content-Length"], Value(fromUTF8(std::to_string(bodyLength))));
+    headers.erase(u"Content-Length");
+    EXPECT_EQ(headers, message->headers());
+  }
+}
+
+TEST(LXJSONRPCMessageLimitsTest, AcceptsExactlyWhatThePlatformReaderAccepts) {
+  for (const std::size_t depth : {1023u, 1024u, 1025u}) {
+    SCOPED_TRACE(depth);
+    const std::string body =
+        R"({"method":"m","params":)" + std::string(depth, '[') + std::string(depth, ']') + "}";
+    ScopedLogCapture log;
+    const auto message = parse(framed(body)).message;
+    EXPECT_EQ(message != nullptr, member(body, u"params").has_value());
+    if (message) {
+      EXPECT_EQ(message->parameters(), member(body, u"params"));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace lx
