@@ -27,13 +27,15 @@ test-asan:
 test-tsan:
 	$(MAKE) test PRESET=tsan
 
-# The thread-heavy suites (platform runtime and concurrency) under
-# ThreadSanitizer: what CI runs, without a third full build.
+# The thread-heavy suites (platform runtime, concurrency, sockets and
+# JSON-RPC) under ThreadSanitizer: what CI runs, without a third full build.
+THREAD_SUITES = platform_tests concurrency_tests socket_tests jsonrpc_tests
 test-threads: deps
 	cmake --preset tsan
-	cmake --build --preset tsan -j $(JOBS) --target platform_tests concurrency_tests
-	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/platform_tests
-	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/concurrency_tests
+	cmake --build --preset tsan -j $(JOBS) --target $(THREAD_SUITES)
+	for suite in $(THREAD_SUITES); do \
+	  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/$$suite || exit 1; \
+	done
 
 bench: deps
 	cmake --preset bench

@@ -1,11 +1,26 @@
-// `vantor demo`: a short tour of what the library does, each line an
-// operation and its result, area by area.
-#include <algorithm>
-#include <iostream>
-#include <unordered_set>
+// `vantor demo`: the library at work. First a real JSON-RPC conversation with
+// a child process (this tool's own `jsonrpc serve --stdio`), checked message
+// by message and timed; then a short tour of operations and their results.
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include "ChildProcess.h"
 #include "Command.h"
+#include "Countdown.h"
 #include "vantorcore/concurrency/Timer+Tolerance.h"
+#include "vantorcore/jsonrpc/LXJSONRPCFileHandleListener.h"
 #include "vantorcore/platform/JSON.h"
 #include "vantorcore/platform/String+Paths.h"
 #include "vantorcore/text/Data+Base64.h"
@@ -87,17 +102,357 @@ void objectSection() {
        lx::stringWithFormat(u"%g", lx::lx_toleranceForTimeInterval(400)));
 }
 
+// ---------------------------------------------------------------------------
+// The typical flow: a host talking JSON-RPC to a child over its standard
+// input and output.
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kRequests = 2000;
+constexpr std::size_t kLogEvery = 20;     // a "log" notification after every 20th request
+constexpr std::size_t kNotifyEvery = 10;  // a "notify-me" after every 10th
+constexpr std::size_t kCancelledRequests = 3;
+constexpr std::size_t kPings = 200;
+constexpr double kWaitSeconds = 10;
+
+// One request of the burst and the result it must come back with.
+struct Exchange {
+  std::shared_ptr<lx::LXJSONRPCMessage> request;
+  lx::Value expected;
+};
+
+// Five kinds in turn: echoes of text (with non-ASCII), of numbers and of a
+// nested object, and sums of integers and of reals.
+Exchange makeExchange(std::size_t i) {
+  using lx::Array;
+  using lx::Dictionary;
+  using lx::Value;
+  const auto n = static_cast<std::int64_t>(i);
+  Value params;
+  Value expected;
+  String method = u"echo";
+  switch (i % 5) {
+    case 0:
+      params = Array{
+          lx::stringWithFormat(u"message %lu: Grüße, 日本語, ✓", static_cast<unsigned long>(i))};
+      expected = params;
+      break;
+    case 1:
+      params = Array{n, -n, static_cast<double>(n) + 0.25, true, nullptr};
+      expected = params;
+      break;
+    case 2:
+      params = Dictionary{{u"seq", n},
+                          {u"tags", Array{u"a", u"β"}},
+                          {u"nested", Dictionary{{u"ok", true}, {u"none", nullptr}}}};
+      expected = params;
+      break;
+    case 3: {
+      method = u"sum";
+      Array terms;
+      const std::int64_t k = n % 50;
+      for (std::int64_t t = 1; t <= k; ++t) terms.emplace_back(t);
+      params = std::move(terms);
+      expected = k * (k + 1) / 2;
+      break;
+    }
+    default:
+      method = u"sum";
+      params = Array{0.5, 0.25, n};
+      expected = static_cast<double>(n) + 0.75;
+      break;
+  }
+  return {lx::LXJSONRPCMessage::requestWithMessageID(Value(n + 1), std::move(method), std::nullopt,
+                                                     std::move(params)),
+          std::move(expected)};
+}
+
+// What the reply closures and the delegate touch. They share it rather than
+// point into the caller's frame: when the child goes away early, requests
+// sent after that are answered only when the listener is destroyed, which
+// may be after the caller has returned.
+struct Conversation {
+  explicit Conversation(std::size_t expected) : outstanding(expected) {}
+
+  std::mutex mutex;
+  std::vector<Exchange> exchanges;
+  std::vector<Clock::time_point> sentAt;  // written before each request goes out
+  std::vector<double> roundTripMs;
+  std::vector<std::shared_ptr<lx::LXJSONRPCMessage>> responses;
+  std::vector<std::shared_ptr<lx::LXJSONRPCMessage>> received;  // from the delegate
+  std::size_t mismatches = 0;
+  std::size_t notified = 0;
+  std::size_t unexpected = 0;
+  std::size_t cancelledRight = 0;
+  bool terminated = false;
+  bool pong = false;
+  Countdown outstanding;  // burst replies and "notified"
+  Countdown cancelled{kCancelledRequests};
+};
+
+// The host's side: counts what the child sends on its own.
+class DemoHost : public lx::LXJSONRPCListenerDelegate {
+ public:
+  explicit DemoHost(std::shared_ptr<Conversation> state) : state_(std::move(state)) {}
+
+  void didReceiveMessage(lx::LXJSONRPCListener&,
+                         const std::shared_ptr<lx::LXJSONRPCMessage>& message) override {
+    std::lock_guard lock(state_->mutex);
+    state_->received.push_back(message);
+    if (message->messageType() == lx::LXJSONRPCMessageType::Notification &&
+        message->method() == String(u"notified")) {
+      ++state_->notified;
+      state_->outstanding.countDown();
+    } else {
+      ++state_->unexpected;
+    }
+  }
+  void didTerminateWithError(lx::LXJSONRPCListener&, const lx::ErrorPtr&) override {
+    std::lock_guard lock(state_->mutex);
+    state_->terminated = true;
+    state_->outstanding.release();
+  }
+
+ private:
+  std::shared_ptr<Conversation> state_;
+};
+
+std::size_t framedSize(const lx::LXJSONRPCMessage& message) {
+  const auto data = message.messageData();
+  return data ? data->size() : 0;
+}
+
+double percentile(const std::vector<double>& sorted, double p) {
+  if (sorted.empty()) return 0;
+  const auto at = static_cast<std::size_t>(std::ceil(p * static_cast<double>(sorted.size()))) - 1;
+  return sorted[std::min(at, sorted.size() - 1)];
+}
+
+void row(std::string_view label, const std::string& value) {
+  std::cout << "  " << label << std::string(label.size() < 40 ? 40 - label.size() : 1, ' ') << value
+            << "\n";
+}
+
+std::string format(const char16_t* text, auto... args) {
+  return lx::toUTF8(lx::stringWithFormat(text, args...));
+}
+
+// The child's standard error, read to its end on a thread of its own: the
+// count of "log: " lines it wrote for our "log" notifications.
+std::thread countLogLines(int fd, std::size_t& lines) {
+  return std::thread([fd, &lines] {
+    std::string text;
+    char chunk[4096];
+    ssize_t n;
+    while ((n = ::read(fd, chunk, sizeof chunk)) > 0 || (n < 0 && errno == EINTR)) {
+      if (n > 0) text.append(chunk, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    for (std::size_t at = 0; (at = text.find("log: ", at)) != std::string::npos; ++at) {
+      if (at == 0 || text[at - 1] == '\n') ++lines;
+    }
+  });
+}
+
+// Runs the conversation and prints its summary; false when anything did not
+// match.
+bool jsonrpcSection() {
+  std::cout << "JSON-RPC with a child process (vantor jsonrpc serve --stdio)\n";
+  // The resolved path rather than /proc/self/exe itself, which names the
+  // loader when we run under a tool such as valgrind.
+  std::error_code ec;
+  const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+  std::string reason;
+  auto child = spawnWithPipes(ec ? std::string("/proc/self/exe") : self.string(),
+                              {"vantor", "jsonrpc", "serve", "--stdio"}, true, &reason);
+  if (!child) {
+    std::cout << "  cannot start the child: " << reason << "\n";
+    return false;
+  }
+  std::size_t logLines = 0;
+  std::thread stderrReader = countLogLines(child->stderrFd, logLines);
+
+  const std::size_t notifications = kRequests / kNotifyEvery;
+  const std::size_t logs = kRequests / kLogEvery;
+  auto state = std::make_shared<Conversation>(kRequests + notifications);
+  state->sentAt.resize(kRequests);
+  state->roundTripMs.resize(kRequests);
+  state->responses.resize(kRequests);
+  for (std::size_t i = 0; i < kRequests; ++i) state->exchanges.push_back(makeExchange(i));
+
+  auto listener = lx::LXJSONRPCFileHandleListener::initWithInputHandle(
+      lx::FileHandle::make(child->stdoutFd, true), lx::FileHandle::make(child->stdinFd, true));
+  auto host = std::make_shared<DemoHost>(state);
+  const auto delegateQueue = lx::DispatchQueue::makeSerial(u"vantor.demo.jsonrpc");
+  listener->setDelegateQueue(delegateQueue);
+  listener->setDelegate(host);
+  listener->start();
+
+  std::size_t sentBytes = 0;
+  std::size_t sentMessages = 0;
+  const auto send = [&](std::shared_ptr<lx::LXJSONRPCMessage> message) {
+    sentBytes += framedSize(*message);
+    ++sentMessages;
+    listener->sendMessage(std::move(message));
+  };
+  const auto begin = Clock::now();
+  // A child that went away ends the listener; there is no point going on.
+  for (std::size_t i = 0; i < kRequests && listener->isRunning(); ++i) {
+    const auto& request = state->exchanges[i].request;
+    sentBytes += framedSize(*request);
+    ++sentMessages;
+    {
+      std::lock_guard lock(state->mutex);
+      state->sentAt[i] = Clock::now();
+    }
+    listener->sendRequest(
+        request, [state, i](std::shared_ptr<lx::LXJSONRPCMessage> response, lx::ErrorPtr) {
+          std::lock_guard lock(state->mutex);
+          if (response) {
+            state->roundTripMs[i] =
+                std::chrono::duration<double, std::milli>(Clock::now() - state->sentAt[i]).count();
+            state->responses[i] = response;
+            if (response->error() || response->result() != state->exchanges[i].expected) {
+              ++state->mismatches;
+            }
+          }
+          state->outstanding.countDown();
+        });
+    const lx::Value seq(static_cast<std::int64_t>(i));
+    if ((i + 1) % kNotifyEvery == 0) {
+      send(lx::LXJSONRPCMessage::notificationWithMethod(u"notify-me", std::nullopt,
+                                                        lx::Dictionary{{u"seq", seq}}));
+    }
+    if ((i + 1) % kLogEvery == 0) {
+      send(lx::LXJSONRPCMessage::notificationWithMethod(
+          u"log", std::nullopt,
+          lx::Array{lx::stringWithFormat(u"request %lu sent", static_cast<unsigned long>(i + 1))}));
+    }
+  }
+  const bool allArrived = state->outstanding.waitFor(kWaitSeconds);
+  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+
+  // The burst's round trips include its queueing; pings sent one at a time
+  // show the bare cost of a round trip through both listeners.
+  std::vector<double> pingMs;
+  for (std::size_t i = 0; i < kPings && allArrived && listener->isRunning(); ++i) {
+    auto answered = std::make_shared<Countdown>(1);
+    const auto sent = Clock::now();
+    listener->sendRequest(
+        lx::LXJSONRPCMessage::requestWithMessageID(
+            lx::Value(u"ping-" + lx::fromUTF8(std::to_string(i))), u"ping"),
+        [state, answered](std::shared_ptr<lx::LXJSONRPCMessage> response, lx::ErrorPtr) {
+          {
+            std::lock_guard lock(state->mutex);
+            state->pong = response && response->result() == lx::Value(u"pong");
+          }
+          answered->countDown();
+        });
+    const bool arrived = answered->waitFor(kWaitSeconds);
+    std::lock_guard lock(state->mutex);
+    if (!arrived || !state->pong) {
+      ++state->mismatches;
+      break;
+    }
+    pingMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - sent).count());
+  }
+  std::sort(pingMs.begin(), pingMs.end());
+
+  // Requests the child answers only after 250 ms, cut short by stop().
+  for (std::size_t i = 0; i < kCancelledRequests; ++i) {
+    listener->sendRequest(
+        lx::LXJSONRPCMessage::requestWithMessageID(
+            lx::Value(static_cast<std::int64_t>(kRequests + 1 + i)), u"sleep", std::nullopt,
+            lx::Array{250}),
+        [state](std::shared_ptr<lx::LXJSONRPCMessage> response, lx::ErrorPtr error) {
+          {
+            std::lock_guard lock(state->mutex);
+            if (!response && error && error->domain() == lx::LXJSONRPCErrorDomain &&
+                error->code() == lx::LXJSONRPCRequestCancelledError) {
+              ++state->cancelledRight;
+            }
+          }
+          state->cancelled.countDown();
+        });
+  }
+  listener->stop();
+  const bool cancelledArrived = state->cancelled.waitFor(kWaitSeconds);
+
+  // End of its input ends the child; it still answers the sleeping requests
+  // into the pipe, which we hold open until it is gone.
+  listener->outputHandle()->closeFile();
+  const int exitStatus = reapChild(child->pid, kWaitSeconds);
+  stderrReader.join();
+
+  std::lock_guard lock(state->mutex);
+  std::vector<double> sorted;
+  std::size_t receivedBytes = 0;
+  std::size_t receivedMessages = 0;
+  for (std::size_t i = 0; i < kRequests; ++i) {
+    if (!state->responses[i]) continue;
+    sorted.push_back(state->roundTripMs[i]);
+    receivedBytes += framedSize(*state->responses[i]);
+    ++receivedMessages;
+  }
+  for (const auto& message : state->received) {
+    receivedBytes += framedSize(*message);
+    ++receivedMessages;
+  }
+  std::sort(sorted.begin(), sorted.end());
+  const std::size_t missing = kRequests - sorted.size();
+  const std::size_t notifiedMissing = notifications - std::min(notifications, state->notified);
+  const std::size_t totalMismatches = state->mismatches + missing + notifiedMissing +
+                                      state->unexpected + (logLines == logs ? 0 : 1);
+
+  const auto count = [](std::size_t n) { return std::to_string(n); };
+  const auto percentiles = [](const std::vector<double>& v) {
+    return format(u"p50 %.2f  p90 %.2f  p99 %.2f  max %.2f", percentile(v, 0.5), percentile(v, 0.9),
+                  percentile(v, 0.99), v.empty() ? 0.0 : v.back());
+  };
+  row("messages sent",
+      format(u"%lu (%lu requests, %lu notify-me, %lu log)",
+             static_cast<unsigned long>(sentMessages), static_cast<unsigned long>(kRequests),
+             static_cast<unsigned long>(notifications), static_cast<unsigned long>(logs)));
+  row("messages received",
+      format(u"%lu (%lu responses, %lu notified)", static_cast<unsigned long>(receivedMessages),
+             static_cast<unsigned long>(sorted.size()),
+             static_cast<unsigned long>(state->notified)));
+  row("log lines the child wrote", count(logLines));
+  row("mismatches", count(totalMismatches) + (allArrived ? "" : " (timed out waiting)"));
+  row("round trip in the burst, ms", percentiles(sorted));
+  row(format(u"round trip, %lu pings one by one, ms", static_cast<unsigned long>(kPings)),
+      percentiles(pingMs));
+  row("throughput",
+      format(u"%.0f messages/s, %.2f MB/s (both ways, %.3f s)",
+             static_cast<double>(sentMessages + receivedMessages) / seconds,
+             static_cast<double>(sentBytes + receivedBytes) / 1e6 / seconds, seconds));
+  row("stop() with requests pending",
+      format(u"%lu of %lu ended with -32800 in LXJSONRPCErrorDomain",
+             static_cast<unsigned long>(state->cancelledRight),
+             static_cast<unsigned long>(kCancelledRequests)));
+  row("child's exit status", count(static_cast<std::size_t>(exitStatus)));
+  std::cout << "\n";
+  return totalMismatches == 0 && cancelledArrived && state->cancelledRight == kCancelledRequests &&
+         exitStatus == 0 && !state->terminated;
+}
+
 int run(Arguments) {
   std::cout << "VantorCore demo\n\n";
+  const bool conversationOK = jsonrpcSection();
   pathSection();
   textSection();
   objectSection();
-  return 0;
+  return conversationOK ? 0 : 1;
 }
 
 }  // namespace
 
-VANTOR_COMMAND("demo", "a short tour of the library with live results",
-               "usage: vantor demo\n\nPrints a few library operations with their results.", run);
+VANTOR_COMMAND(
+    "demo", "a short tour of the library with live results",
+    "usage: vantor demo\n\nRuns a JSON-RPC conversation with a child process (this tool's own\n"
+    "`jsonrpc serve --stdio`), checks every reply and prints its figures, then a few\n"
+    "library operations with their results. Exit status 1 when any reply did not\n"
+    "match.",
+    run);
 
 }  // namespace vantor
