@@ -9,9 +9,11 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/DateFormatter.h"
+#include "vantorcore/platform/DispatchEngine.h"
 #include "vantorcore/platform/DispatchQueue.h"
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Exception.h"
+#include "vantorcore/platform/FileHandle.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/JSON.h"
@@ -82,6 +84,14 @@
 #include "vantorcore/concurrency/Object+PerformSelector.h"
 #include "vantorcore/concurrency/Thread+LXAdditions.h"
 #include "vantorcore/concurrency/Timer+Tolerance.h"
+
+#include "vantorcore/socket/GCDAsyncSocket.h"
+
+#include "vantorcore/jsonrpc/Error+LXJSONRPC.h"
+#include "vantorcore/jsonrpc/LXJSONRPCFileHandleListener.h"
+#include "vantorcore/jsonrpc/LXJSONRPCListener.h"
+#include "vantorcore/jsonrpc/LXJSONRPCMessage.h"
+#include "vantorcore/jsonrpc/LXJSONRPCSocketListener.h"
 
 #include "vantorcore/files/FileManager+Additions.h"
 #include "vantorcore/files/FileManager+ExtendedAttributes.h"

@@ -1,10 +1,16 @@
 #include "vantorcore/jsonrpc/LXJSONRPCFileHandleListener.h"
 
+#include <fcntl.h>
+
 #include "vantorcore/platform/Exception.h"
 
 namespace lx {
 
 LX_DEFINE_CLASS(LXJSONRPCFileHandleListener, LXJSONRPCListener)
+
+namespace {
+constexpr int kPipeCapacity = 1 << 20;
+}  // namespace
 
 std::shared_ptr<LXJSONRPCFileHandleListener> LXJSONRPCFileHandleListener::initWithInputHandle(
     std::shared_ptr<FileHandle> inputHandle, std::shared_ptr<FileHandle> outputHandle) {
@@ -35,6 +41,10 @@ LXJSONRPCFileHandleListener::~LXJSONRPCFileHandleListener() {
 
 void LXJSONRPCFileHandleListener::didStart() {
   if (!inputHandle_) return;
+  // A pipe's default 64 KiB means a wake-up per 64 KiB; a wider pipe lets
+  // each read bring up to a read's worth. Refused (an unprivileged process
+  // above the system's limit, or not a pipe) it simply stays as it is.
+  ::fcntl(inputHandle_->fileDescriptor(), F_SETPIPE_SZ, kPipeCapacity);
   auto weak = std::weak_ptr<LXJSONRPCFileHandleListener>(
       std::static_pointer_cast<LXJSONRPCFileHandleListener>(shared_from_this()));
   inputHandle_->setReadabilityHandler([weak](FileHandle& handle) {
@@ -43,6 +53,7 @@ void LXJSONRPCFileHandleListener::didStart() {
     Data chunk = self ? handle.availableData(&error) : Data();
     if (!chunk.empty()) {
       self->didReadData(std::move(chunk));
+      self->waitForReadStep();
       return;
     }
     // End of file (or a read error, or the listener is gone): nothing more

@@ -63,6 +63,10 @@ LXJSONRPCListener::~LXJSONRPCListener() {
 
 void LXJSONRPCListener::start() {
   if (running_.exchange(true)) return;
+  {
+    std::lock_guard lock(queuedInputMutex_);
+    stopping_ = false;
+  }
   workQueue_->async([self = shared_from_this(), this] {
     buffer_ = Data();
     buffer_.reserve(kBufferCapacity);
@@ -83,6 +87,13 @@ void LXJSONRPCListener::didTerminateWithError(ErrorPtr error) {
 
 void LXJSONRPCListener::finish(bool terminated, ErrorPtr error) {
   if (!running_) return;
+  {
+    // A transport held back by `waitForReadStep` must get going again, or
+    // a `willStop` that waits for it would wait forever.
+    std::lock_guard lock(queuedInputMutex_);
+    stopping_ = true;
+  }
+  queuedInputDrained_.notify_all();
   willStop();
   running_ = false;
   buffer_ = Data();
@@ -108,28 +119,60 @@ void LXJSONRPCListener::finish(bool terminated, ErrorPtr error) {
 }
 
 void LXJSONRPCListener::didReadData(Data chunk) {
-  workQueue_->async([self = shared_from_this(), this, chunk = std::move(chunk)]() mutable {
+  const std::size_t size = chunk.size();
+  holdInput(size);
+  workQueue_->async([self = shared_from_this(), this, chunk = std::move(chunk), size]() mutable {
     // Bytes that arrive after a stop belong to no conversation.
-    if (!running_) return;
-    if (readOffset_ == buffer_.size()) {
-      // Nothing unread: the chunk itself becomes the buffer, no copy.
-      buffer_.swap(chunk);
-      readOffset_ = 0;
-    } else {
-      buffer_.insert(buffer_.end(), chunk.begin(), chunk.end());
+    if (running_) {
+      if (readOffset_ == buffer_.size()) {
+        // Nothing unread: the chunk itself becomes the buffer, no copy.
+        buffer_.swap(chunk);
+        readOffset_ = 0;
+      } else {
+        buffer_.insert(buffer_.end(), chunk.begin(), chunk.end());
+      }
+      readStep();
     }
-    readStep();
+    releaseInput(size);
   });
+}
+
+void LXJSONRPCListener::holdInput(std::size_t size) {
+  std::lock_guard lock(queuedInputMutex_);
+  queuedInput_ += size;
+}
+
+void LXJSONRPCListener::releaseInput(std::size_t size) {
+  bool wasHoldingBack;
+  {
+    std::lock_guard lock(queuedInputMutex_);
+    wasHoldingBack = queuedInput_ > kMaximumQueuedInput;
+    queuedInput_ -= size;
+  }
+  // Waking nobody costs a system call per chunk; only a transport held
+  // back can be waiting.
+  if (wasHoldingBack) queuedInputDrained_.notify_all();
+}
+
+void LXJSONRPCListener::waitForReadStep() {
+  std::unique_lock lock(queuedInputMutex_);
+  queuedInputDrained_.wait(lock,
+                           [this] { return queuedInput_ <= kMaximumQueuedInput || stopping_; });
 }
 
 void LXJSONRPCListener::readStep() {
   // The messages of one chunk travel to the delegate queue in one closure,
   // in arrival order: the same order as one closure each, at a fraction of
   // the cost for a burst of small messages.
+  // Messages still on their way to a slow delegate count as queued input
+  // too: each keeps its body, and a reader that ran ahead of the delegate
+  // would otherwise pile them up without bound.
   std::vector<Delivery> batch;
+  std::size_t batchBytes = 0;
   auto flush = [&] {
     if (batch.empty()) return;
-    deliver([self = shared_from_this(), this, batch = std::move(batch)] {
+    holdInput(batchBytes);
+    deliver([self = shared_from_this(), this, batch = std::move(batch), batchBytes] {
       for (const auto& item : batch) {
         if (item.replyHandler) {
           item.replyHandler(item.message, nullptr);
@@ -137,8 +180,10 @@ void LXJSONRPCListener::readStep() {
           target->didReceiveMessage(*this, item.message);
         }
       }
+      releaseInput(batchBytes);
     });
     batch.clear();
+    batchBytes = 0;
   };
 
   while (true) {
@@ -172,17 +217,16 @@ void LXJSONRPCListener::readStep() {
       }
     }
     batch.push_back({std::move(message), std::move(reply)});
+    batchBytes += consumed;
 
     readOffset_ += consumed;
     if (readOffset_ == buffer_.size()) {
       buffer_.clear();  // keeps the allocation for the next chunk
       readOffset_ = 0;
     } else if (readOffset_ >= kBufferCapacity) {
-      Data rest;
-      rest.reserve(std::max(kBufferCapacity, buffer_.size() - readOffset_));
-      rest.insert(rest.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(readOffset_),
-                  buffer_.end());
-      buffer_.swap(rest);
+      // Compacting in place moves only the unread bytes and keeps the
+      // allocation for the chunks to come.
+      buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(readOffset_));
       readOffset_ = 0;
     }
   }

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -52,6 +53,9 @@ class LXJSONRPCListener : public Object {
   /// Capacity of a new input buffer, and the number of consumed bytes after
   /// which the unread rest is moved to a fresh buffer.
   static constexpr std::size_t kBufferCapacity = 102'400;
+  /// Input bytes that may wait for the read step or for delivery before
+  /// `waitForReadStep` holds the transport back.
+  static constexpr std::size_t kMaximumQueuedInput = 4u << 20;
   /// Default of `maximumMessageSize`.
   static constexpr std::size_t kDefaultMaximumMessageSize = 64u << 20;
 
@@ -110,6 +114,13 @@ class LXJSONRPCListener : public Object {
   void didReadData(Data chunk);
   /// Transports call this when the stream ends (null error: orderly). Any thread.
   void didTerminateWithError(ErrorPtr error);
+  /// Blocks the calling transport thread while more than
+  /// `kMaximumQueuedInput` bytes handed to `didReadData` still wait for the
+  /// read step or for their messages' delivery, so a peer writing faster
+  /// than the listener and its delegate keep up is held back by the stream
+  /// instead of filling memory. Returns once the listener stops. Never call
+  /// it on the work queue or the delegate queue.
+  void waitForReadStep();
   /// The serial queue all listener state lives on.
   [[nodiscard]] const std::shared_ptr<DispatchQueue>& workQueue() const noexcept {
     return workQueue_;
@@ -119,6 +130,8 @@ class LXJSONRPCListener : public Object {
   void readStep();
   void finish(bool terminated, ErrorPtr error);
   void deliver(std::function<void()> closure);
+  void holdInput(std::size_t size);
+  void releaseInput(std::size_t size);
 
   const std::shared_ptr<DispatchQueue> workQueue_;
   std::atomic<bool> running_{false};
@@ -129,6 +142,11 @@ class LXJSONRPCListener : public Object {
   // Touched by the requesting thread and the work queue.
   mutable std::mutex pendingMutex_;
   std::unordered_map<Value, ReplyHandler> pendingRequests_;
+  // Input handed over by the transport and not yet read.
+  std::mutex queuedInputMutex_;
+  std::condition_variable queuedInputDrained_;
+  std::size_t queuedInput_ = 0;
+  bool stopping_ = false;
   mutable std::mutex delegateMutex_;
   std::weak_ptr<LXJSONRPCListenerDelegate> delegate_;
   std::shared_ptr<DispatchQueue> delegateQueue_;
