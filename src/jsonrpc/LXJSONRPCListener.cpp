@@ -1,5 +1,6 @@
 #include "vantorcore/jsonrpc/LXJSONRPCListener.h"
 
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,9 @@ namespace {
 // The label of every listener's work queue: the library's reverse-domain
 // prefix and the subsystem.
 constexpr StringView kWorkQueueLabel = u"com.vantor.VantorCore.jsonrpc.listener";
+
+// The longest `waitForReadStep` holds a transport thread back per call.
+constexpr std::chrono::milliseconds kMaximumHoldBack{50};
 
 // One thing to hand over on the delegate queue: a response for the reply
 // closure that claimed it, or a message for the delegate.
@@ -155,9 +159,14 @@ void LXJSONRPCListener::releaseInput(std::size_t size) {
 }
 
 void LXJSONRPCListener::waitForReadStep() {
+  // Transports call this on the dispatch engine's shared threads, which also
+  // run the work and delegate queues; an unbounded wait behind a stuck
+  // delegate could take every one of them. A bounded wait per chunk still
+  // slows a runaway writer to a trickle.
   std::unique_lock lock(queuedInputMutex_);
-  queuedInputDrained_.wait(lock,
-                           [this] { return queuedInput_ <= kMaximumQueuedInput || stopping_; });
+  queuedInputDrained_.wait_for(lock, kMaximumHoldBack, [this] {
+    return queuedInput_ <= kMaximumQueuedInput || stopping_;
+  });
 }
 
 void LXJSONRPCListener::readStep() {

@@ -118,8 +118,9 @@ class LXJSONRPCListener : public Object {
   /// `kMaximumQueuedInput` bytes handed to `didReadData` still wait for the
   /// read step or for their messages' delivery, so a peer writing faster
   /// than the listener and its delegate keep up is held back by the stream
-  /// instead of filling memory. Returns once the listener stops. Never call
-  /// it on the work queue or the delegate queue.
+  /// instead of filling memory. Returns once the listener stops, and after
+  /// at most 50 ms in any case (the caller runs on threads the queues
+  /// share). Never call it on the work queue or the delegate queue.
   void waitForReadStep();
   /// The serial queue all listener state lives on.
   [[nodiscard]] const std::shared_ptr<DispatchQueue>& workQueue() const noexcept {
