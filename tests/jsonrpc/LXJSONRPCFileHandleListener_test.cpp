@@ -3,19 +3,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
-
 #include "concurrency/ConcurrencyTestSupport.h"
 #include "jsonrpc/ListenerTestSupport.h"
-#include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Log.h"
 
 namespace lx {
 namespace {
 
 using test::notificationFrame;
-using test::RecordingDelegate;
-using test::responseFrame;
+using test::request;
 using test::spinUntil;
 
 struct Pipe {
@@ -25,87 +21,53 @@ struct Pipe {
     reader = FileHandle::make(fds[0], true);
     writer = FileHandle::make(fds[1], true);
   }
-  std::shared_ptr<FileHandle> reader;
-  std::shared_ptr<FileHandle> writer;
+  std::shared_ptr<FileHandle> reader, writer;
 };
 
-// Collects what the listener writes to its output pipe.
+// Gathers what arrives on `handle` while it lives.
 struct Collector {
   explicit Collector(std::shared_ptr<FileHandle> watched) : handle(std::move(watched)) {
     handle->setReadabilityHandler([this](FileHandle& h) {
       Data chunk = h.availableData();
-      std::lock_guard lock(mutex);
-      bytes.append(chunk.begin(), chunk.end());
+      bytes.with([&](std::string& b) { b.append(chunk.begin(), chunk.end()); });
     });
   }
   ~Collector() { handle->setReadabilityHandler(nullptr); }
-  std::string received() {
-    std::lock_guard lock(mutex);
-    return bytes;
-  }
   std::shared_ptr<FileHandle> handle;
-  std::mutex mutex;
-  std::string bytes;
+  test::Guarded<std::string> bytes;
 };
 
-class FileHandleListenerTest : public ::testing::Test {
+struct Pipes {
+  Pipe input, output;
+};
+class FileHandleListenerTest : public ::testing::Test,
+                               protected Pipes,
+                               protected test::Conversation<LXJSONRPCFileHandleListener> {
  protected:
-  void SetUp() override {
-    listener->setDelegate(delegate);
-    listener->setDelegateQueue(DispatchQueue::makeSerial(u"test.fh.delegate"));
-    listener->start();
-  }
-  void TearDown() override {
-    listener->stop();
-    ASSERT_TRUE(spinUntil([&] { return replyCount == sentRequests; }));
-  }
-  LXJSONRPCListener::ReplyHandler countingReply(
-      std::function<void(std::shared_ptr<LXJSONRPCMessage>, ErrorPtr)> check) {
-    ++sentRequests;
-    return [this, check](std::shared_ptr<LXJSONRPCMessage> response, ErrorPtr error) {
-      check(response, error);
-      ++replyCount;
-    };
-  }
-
-  Pipe input;
-  Pipe output;
-  std::shared_ptr<LXJSONRPCFileHandleListener> listener =
-      LXJSONRPCFileHandleListener::initWithInputHandle(input.reader, output.writer);
-  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
-  int sentRequests = 0;
-  std::atomic<int> replyCount{0};
+  FileHandleListenerTest()
+      : Conversation(
+            LXJSONRPCFileHandleListener::initWithInputHandle(input.reader, output.writer)) {}
 };
 
-TEST_F(FileHandleListenerTest, ConversationOverPipes) {
+TEST_F(FileHandleListenerTest, ConversationOverPipesUntilEndOfFile) {
   Collector written(output.reader);
-  auto request = LXJSONRPCMessage::requestWithMessageID(Value(5), u"ask");
-  std::shared_ptr<LXJSONRPCMessage> answer;
-  listener->sendRequest(request, countingReply([&](auto response, auto error) {
-                          answer = response;
-                          EXPECT_FALSE(error);
-                        }));
-  std::string expected = std::string(asStringView(*request->messageData()));
-  ASSERT_TRUE(spinUntil([&] { return written.received() == expected; }));
-
-  ASSERT_TRUE(
-      input.writer->writeData(dataFromBytes(notificationFrame("hello") + responseFrame(5))));
-  ASSERT_TRUE(spinUntil([&] { return replyCount == 1 && delegate->messages().size() == 1; }));
+  auto ask = request(5);
+  listener->sendRequest(ask, replies.handler(5));
+  std::string sent(asStringView(*ask->messageData()));
+  ASSERT_TRUE(spinUntil([&] { return written.bytes.get() == sent; }));
+  std::string incoming = notificationFrame("hello") + test::responseFrame(5);
+  ASSERT_TRUE(input.writer->writeData(dataFromBytes(incoming)));
+  ASSERT_TRUE(spinUntil([&] { return replies.count(5) && delegate->messages.get().size(); }));
   EXPECT_EQ(delegate->methods(), std::vector<std::string>{"hello"});
-  EXPECT_EQ(answer->messageID(), Value(5));
-}
+  EXPECT_EQ(replies.only(5).first->messageID(), Value(5));
 
-TEST_F(FileHandleListenerTest, EndOfFileTerminatesWithoutError) {
-  bool sawNoError = false;
-  listener->sendRequest(
-      LXJSONRPCMessage::requestWithMessageID(Value(1), u"ask"),
-      countingReply([&](auto response, auto error) { sawNoError = !response && !error; }));
+  // End of file: an orderly end, without error for the delegate and pending requests.
+  listener->sendRequest(request(6), replies.handler(6));
   input.writer->closeFile();
-  ASSERT_TRUE(spinUntil([&] { return delegate->terminations().size() == 1; }));
-  EXPECT_EQ(delegate->terminations()[0], nullptr);
+  ASSERT_TRUE(spinUntil([&] { return delegate->terminations.get().size() && replies.count(6); }));
+  EXPECT_EQ(delegate->terminations.get(), std::vector<ErrorPtr>{nullptr});
   EXPECT_FALSE(listener->isRunning());
-  ASSERT_EQ(replyCount, 1);
-  EXPECT_TRUE(sawNoError);
+  EXPECT_EQ(replies.only(6), test::Replies::Outcome());
 }
 
 TEST_F(FileHandleListenerTest, WriteFailureIsLoggedAndTheMessageDropped) {
@@ -118,42 +80,30 @@ TEST_F(FileHandleListenerTest, WriteFailureIsLoggedAndTheMessageDropped) {
   EXPECT_TRUE(listener->isRunning());
 }
 
-TEST_F(FileHandleListenerTest, StopLeavesTheInputToOthers) {
-  listener->stop();
-  ASSERT_TRUE(spinUntil([&] { return !listener->isRunning(); }));
-  ASSERT_TRUE(input.writer->writeData(dataFromBytes("after the stop")));
-  Collector other(input.reader);
-  ASSERT_TRUE(spinUntil([&] { return other.received() == "after the stop"; }));
-}
-
-TEST(FileHandleListenerLifetimeTest, DroppedWhileRunningStopsWatching) {
-  Pipe input;
-  Pipe output;
-  std::atomic<bool> cancelled{false};
-  {
+// Stopped or dropped, the listener cancels what is pending and leaves its
+// input to other readers; nothing may touch a dropped listener afterwards.
+TEST(FileHandleListenerEnd, StopOrDropCancelsPendingRequestsAndFreesTheInput) {
+  for (bool drop : {false, true}) {
+    SCOPED_TRACE(drop ? "dropped" : "stopped");
+    Pipe input, output;
+    test::Replies replies;
     auto listener = LXJSONRPCFileHandleListener::initWithInputHandle(input.reader, output.writer);
-    listener->setDelegateQueue(DispatchQueue::makeSerial(u"test.fh.drop"));
+    listener->setDelegateQueue(DispatchQueue::makeSerial(u"test.fh.end"));
     listener->start();
-    listener->sendRequest(LXJSONRPCMessage::requestWithMessageID(Value(1), u"ask"),
-                          [&](auto response, ErrorPtr error) {
-                            cancelled = error && error->code() == LXJSONRPCRequestCancelledError;
-                          });
+    listener->sendRequest(request(1), replies.handler(1));
+    drop ? listener.reset() : listener->stop();
+    ASSERT_TRUE(spinUntil([&] { return replies.count(1) == 1; }));
+    EXPECT_EQ(replies.only(1).second->code(), LXJSONRPCRequestCancelledError);
+
+    ASSERT_TRUE(input.writer->writeData(dataFromBytes(notificationFrame("orphan"))));
+    Collector other(input.reader);
+    ASSERT_TRUE(spinUntil([&] { return other.bytes.get() == notificationFrame("orphan"); }));
   }
-  // The pending request is answered once the listener is gone for good.
-  ASSERT_TRUE(spinUntil([&] { return cancelled.load(); }));
-  // Nothing may touch the dead listener, and the input is free again.
-  ASSERT_TRUE(input.writer->writeData(dataFromBytes(notificationFrame("orphan"))));
-  Collector other(input.reader);
-  ASSERT_TRUE(spinUntil([&] { return other.received() == notificationFrame("orphan"); }));
 }
 
-TEST(FileHandleListenerConstructionTest, PlainInitThrows) {
-  try {
-    LXJSONRPCFileHandleListener::init();
-    ADD_FAILURE() << "no exception";
-  } catch (const InvalidArgumentException& e) {
-    EXPECT_EQ(e.reason(), u"Must be initialized using -initWithInputHandle:outputHandle:");
-  }
+TEST(FileHandleListenerConstruction, PlainInitThrowsAndStandardIOPairsStdinWithStdout) {
+  test::expectInvalidArgument([] { (void)LXJSONRPCFileHandleListener::init(); },
+                              u"Must be initialized using -initWithInputHandle:outputHandle:");
   auto standard = LXJSONRPCFileHandleListener::initWithStandardInputOutput();
   EXPECT_EQ(standard->inputHandle()->fileDescriptor(), STDIN_FILENO);
   EXPECT_EQ(standard->outputHandle()->fileDescriptor(), STDOUT_FILENO);

@@ -1,115 +1,153 @@
-// Helpers for tests of JSON-RPC listeners: a listener whose transport is the
-// test itself, and a delegate that records what it is told.
+// Helpers for tests of JSON-RPC listeners: frames, a listener whose transport
+// is the test itself, and recorders for what delegates and reply closures hear.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "vantorcore/jsonrpc/LXJSONRPCListener.h"
+#include "vantorcore/platform/Exception.h"
 
 namespace lx::test {
 
-/// The framed bytes of one message with `body` as its JSON body.
 inline std::string frame(const std::string& body) {
   return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
-
-/// A notification frame whose method is `method`.
 inline std::string notificationFrame(const std::string& method) {
   return frame(R"({"jsonrpc":"2.0","method":")" + method + R"("})");
 }
-
-/// A response frame for `id` with `result`.
 inline std::string responseFrame(long long id, const std::string& result = "true") {
   return frame(R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"result":)" + result + "}");
 }
+inline std::shared_ptr<LXJSONRPCMessage> request(long long id) {
+  return LXJSONRPCMessage::requestWithMessageID(Value(id), u"ask");
+}
 
-/// A listener fed by the test through `feed`, recording what the base asks
-/// of its transport: "data" for a read to CR LF, the byte count for a read
-/// to a length, and every write.
+/// Runs `f`, expecting an `InvalidArgumentException` with `reason`.
+inline void expectInvalidArgument(const std::function<void()>& f, const String& reason) {
+  try {
+    f();
+    ADD_FAILURE() << "no exception";
+  } catch (const InvalidArgumentException& e) {
+    EXPECT_EQ(e.reason(), reason);
+  }
+}
+
+/// A value written on one thread and read on another.
+template <class T>
+class Guarded {
+ public:
+  template <class F>
+  auto with(F f) {
+    std::lock_guard lock(mutex_);
+    return f(value_);
+  }
+  T get() {
+    return with([](T& value) { return value; });
+  }
+  template <class Item>
+  void append(Item&& item) {
+    with([&](T& value) { value.push_back(std::forward<Item>(item)); });
+  }
+
+ private:
+  std::mutex mutex_;
+  T value_{};
+};
+
+/// A listener fed through `feed` that records in `events` what the base asks
+/// of its transport: "start", "data" (read to CR LF), a byte count (read to a
+/// length) and "write".
 class RecordingListener : public LXJSONRPCListener {
  public:
   using LXJSONRPCListener::didTerminateWithError;
-
   void feed(std::string_view bytes) { didReadData(Data(bytes.begin(), bytes.end())); }
   /// Waits until the work queue has done everything queued so far.
   void drain() {
     workQueue()->sync([] {});
   }
-
-  std::vector<std::string> readRequests() const {
-    std::lock_guard lock(mutex_);
-    return reads_;
-  }
-  std::vector<std::string> writes() const {
-    std::lock_guard lock(mutex_);
-    return writes_;
-  }
-  int starts() const {
-    std::lock_guard lock(mutex_);
-    return starts_;
-  }
+  Guarded<std::vector<std::string>> events;
 
  protected:
-  void didStart() override {
-    std::lock_guard lock(mutex_);
-    ++starts_;
+  void didStart() override { events.append("start"); }
+  void readDataToLength(std::size_t length, double) override {
+    events.append(std::to_string(length));
   }
-  void readDataToLength(std::size_t length, double timeout) override {
-    std::lock_guard lock(mutex_);
-    reads_.push_back(std::to_string(length));
+  void readDataToData(const Data& data, double) override {
+    events.append(data == Data{'\r', '\n'} ? "data" : "other");
   }
-  void readDataToData(const Data& data, double timeout) override {
-    std::lock_guard lock(mutex_);
-    reads_.push_back(data == Data{'\r', '\n'} ? "data" : "other delimiter");
-  }
-  bool writeData(const Data& data, ErrorPtr* error) override {
-    std::lock_guard lock(mutex_);
-    writes_.emplace_back(data.begin(), data.end());
+  bool writeData(const Data&, ErrorPtr*) override {
+    events.append("write");
     return true;
   }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> reads_;
-  std::vector<std::string> writes_;
-  int starts_ = 0;
 };
 
-/// Records messages (by method, or "response <id>") and terminations.
 class RecordingDelegate : public LXJSONRPCListenerDelegate {
  public:
-  void didReceiveMessage(LXJSONRPCListener&,
-                         const std::shared_ptr<LXJSONRPCMessage>& message) override {
-    std::lock_guard lock(mutex_);
-    messages_.push_back(message);
+  void didReceiveMessage(LXJSONRPCListener&, const std::shared_ptr<LXJSONRPCMessage>& m) override {
+    messages.append(m);
   }
   void didTerminateWithError(LXJSONRPCListener&, const ErrorPtr& error) override {
-    std::lock_guard lock(mutex_);
-    terminations_.push_back(error);
-  }
-
-  std::vector<std::shared_ptr<LXJSONRPCMessage>> messages() const {
-    std::lock_guard lock(mutex_);
-    return messages_;
+    terminations.append(error);
   }
   /// Methods of the messages received, "-" for those without one.
-  std::vector<std::string> methods() const {
+  std::vector<std::string> methods() {
     std::vector<std::string> result;
-    for (const auto& m : messages()) result.push_back(m->method() ? toUTF8(*m->method()) : "-");
+    for (const auto& m : messages.get()) result.push_back(m->method() ? toUTF8(*m->method()) : "-");
     return result;
   }
-  std::vector<ErrorPtr> terminations() const {
-    std::lock_guard lock(mutex_);
-    return terminations_;
-  }
+  Guarded<std::vector<std::shared_ptr<LXJSONRPCMessage>>> messages;
+  Guarded<std::vector<ErrorPtr>> terminations;
+};
 
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<LXJSONRPCMessage>> messages_;
-  std::vector<ErrorPtr> terminations_;
+/// The outcomes reply closures were called with, by request id.
+struct Replies {
+  using Outcome = std::pair<std::shared_ptr<LXJSONRPCMessage>, ErrorPtr>;
+  LXJSONRPCListener::ReplyHandler handler(long long id) {
+    return [this, id](std::shared_ptr<LXJSONRPCMessage> response, ErrorPtr error) {
+      calls.with([&](auto& calls) { calls[id].emplace_back(response, error); });
+    };
+  }
+  std::size_t count(long long id) { return calls.get()[id].size(); }
+  /// The one outcome of request `id`; a failure if there is not exactly one.
+  Outcome only(long long id) {
+    auto outcomes = calls.get()[id];
+    EXPECT_EQ(outcomes.size(), 1u) << "request " << id;
+    return outcomes.empty() ? Outcome{} : outcomes.front();
+  }
+  Guarded<std::map<long long, std::vector<Outcome>>> calls;
+};
+
+/// A started listener telling its recorders on a serial queue of its own; on
+/// the way out the listener stops before the recorders go.
+template <class Listener = RecordingListener>
+struct Conversation {
+  explicit Conversation(std::shared_ptr<Listener> started, std::size_t maximumMessageSize = 0)
+      : listener(std::move(started)) {
+    if (maximumMessageSize) listener->setMaximumMessageSize(maximumMessageSize);
+    listener->setDelegate(delegate);
+    listener->setDelegateQueue(DispatchQueue::makeSerial(u"test.delegate"));
+    listener->start();
+  }
+  ~Conversation() {
+    listener->stop();
+    if constexpr (std::is_same_v<Listener, RecordingListener>) settle();
+  }
+  /// Everything queued so far has run, on the work queue, then the delegate queue.
+  void settle() {
+    listener->drain();
+    listener->delegateQueue()->sync([] {});
+  }
+  Replies replies;
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+  std::shared_ptr<Listener> listener;
 };
 
 }  // namespace lx::test
