@@ -90,7 +90,7 @@ for name, (mb, items) in best.items():
   record memory_ceiling "$(printf '%s\n' "$out" | grep '^BEST Framing+simdjsonDOM:' || true)"
 fi
 
-echo "== summary ($messages messages, $(du -m "$stream" | cut -f1) MiB, best of 3 each)"
+echo "== summary ($messages messages, $(du -mL "$stream" | cut -f1) MiB, best of 3 each)"
 for name in peer ceiling listener message memory_ceiling; do
   if [ -n "${mbps[$name]:-}" ]; then
     printf '  %-15s %10s MB/s %12s msgs/s\n' "$name" "${mbps[$name]}" "${msgs[$name]}"
