@@ -6,6 +6,7 @@
 #include <limits>
 #include <string_view>
 
+#include "platform/JSONElement.h"
 #include "vantorcore/jsonrpc/Error+LXJSONRPC.h"
 #include "vantorcore/platform/JSON.h"
 #include "vantorcore/platform/Log.h"
@@ -121,30 +122,6 @@ Dictionary bodyDictionary(std::string_view body) {
 
 std::optional<Value> takeMember(Dictionary& dictionary, StringView key) {
   if (Value* member = dictionary.find(key)) return std::move(*member);
-  return std::nullopt;
-}
-
-// A scalar id as the platform reader would build it; containers are left to
-// the full conversion.
-std::optional<Value> scalarValue(simdjson::dom::element element) {
-  using simdjson::dom::element_type;
-  switch (element.type()) {
-    case element_type::INT64:
-      return Value(element.get_int64().value_unsafe());
-    case element_type::UINT64:
-      return Value(element.get_uint64().value_unsafe());
-    case element_type::DOUBLE:
-      return Value(element.get_double().value_unsafe());
-    case element_type::STRING:
-      return Value(fromUTF8(element.get_string().value_unsafe()));
-    case element_type::BOOL:
-      return Value(element.get_bool().value_unsafe());
-    case element_type::NULL_VALUE:
-      return Value();
-    case element_type::ARRAY:
-    case element_type::OBJECT:
-      break;
-  }
   return std::nullopt;
 }
 
@@ -289,23 +266,16 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
   auto message =
       std::make_shared<LXJSONRPCMessage>(Key{}, type, headersOf(bytes.substr(0, *bodyStart)));
   if (members.method) message->method_ = fromUTF8(members.method->get_string().value_unsafe());
-  if (members.id) message->messageID_ = scalarValue(*members.id);
+  if (members.id) message->messageID_ = detail::valueFromJSONElement(*members.id);
   const bool isResponse = type == LXJSONRPCMessageType::Response;
   const auto& deferred = isResponse ? members.result : members.params;
 
-  // A container id or an error object is rare: then the body is converted
-  // whole, at once.
-  if ((members.id && !message->messageID_) || (isResponse && members.error)) {
-    Dictionary dictionary = bodyDictionary(body->text());
-    if (members.id) message->messageID_ = takeMember(dictionary, u"id");
-    if (isResponse) {
-      message->result_ = takeMember(dictionary, u"result");
-      const Value* error = dictionary.find(u"error");
-      if (const Dictionary* object = error ? error->asDictionary() : nullptr)
-        message->error_ = lx_errorWithJSONRPCDictionary(*object);
-    } else {
-      message->parameters_ = takeMember(dictionary, u"params");
-    }
+  // A response carrying an error is rare: its members are converted at once.
+  if (isResponse && members.error) {
+    if (members.result) message->result_ = detail::valueFromJSONElement(*members.result);
+    const Value error = detail::valueFromJSONElement(*members.error);
+    if (const Dictionary* object = error.asDictionary())
+      message->error_ = lx_errorWithJSONRPCDictionary(*object);
   } else if (deferred) {
     body->holdsResult = isResponse;
     message->lazy_ = std::move(body);

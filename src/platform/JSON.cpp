@@ -2,6 +2,8 @@
 
 #include <simdjson.h>
 
+#include "platform/JSONElement.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -66,43 +68,6 @@ String utf16FromValidUTF8(std::string_view in) {
   }
   out.resize(static_cast<std::size_t>(dst - out.data()));
   return out;
-}
-
-// Recursion is bounded by the parser's depth limit.
-Value toValue(simdjson::dom::element element) {
-  using simdjson::dom::element_type;
-  switch (element.type()) {
-    case element_type::ARRAY: {
-      const simdjson::dom::array array = element.get_array().value_unsafe();
-      Array out;
-      out.reserve(array.size());
-      for (simdjson::dom::element member : array) out.push_back(toValue(member));
-      return Value(std::move(out));
-    }
-    case element_type::OBJECT: {
-      const simdjson::dom::object object = element.get_object().value_unsafe();
-      // Built as a list and handed over whole: the dictionary then looks for
-      // repeated keys once rather than on every member.
-      std::vector<Dictionary::Entry> entries;
-      entries.reserve(object.size());
-      for (simdjson::dom::key_value_pair member : object)
-        entries.emplace_back(utf16FromValidUTF8(member.key), toValue(member.value));
-      return Value(Dictionary(std::move(entries)));
-    }
-    case element_type::INT64:
-      return Value(element.get_int64().value_unsafe());
-    case element_type::UINT64:
-      return Value(element.get_uint64().value_unsafe());
-    case element_type::DOUBLE:
-      return Value(element.get_double().value_unsafe());
-    case element_type::STRING:
-      return Value(utf16FromValidUTF8(element.get_string().value_unsafe()));
-    case element_type::BOOL:
-      return Value(element.get_bool().value_unsafe());
-    case element_type::NULL_VALUE:
-      break;
-  }
-  return Value();
 }
 
 // Each thread keeps its parser (and its buffers) between documents; after a
@@ -462,6 +427,47 @@ bool isValidMember(const Value& value, std::size_t depth) {
 
 }  // namespace
 
+namespace detail {
+
+// Recursion is bounded by the parser's depth limit.
+Value valueFromJSONElement(simdjson::dom::element element) {
+  using simdjson::dom::element_type;
+  switch (element.type()) {
+    case element_type::ARRAY: {
+      const simdjson::dom::array array = element.get_array().value_unsafe();
+      Array out;
+      out.reserve(array.size());
+      for (simdjson::dom::element member : array) out.push_back(valueFromJSONElement(member));
+      return Value(std::move(out));
+    }
+    case element_type::OBJECT: {
+      const simdjson::dom::object object = element.get_object().value_unsafe();
+      // Built as a list and handed over whole: the dictionary then looks for
+      // repeated keys once rather than on every member.
+      std::vector<Dictionary::Entry> entries;
+      entries.reserve(object.size());
+      for (simdjson::dom::key_value_pair member : object)
+        entries.emplace_back(utf16FromValidUTF8(member.key), valueFromJSONElement(member.value));
+      return Value(Dictionary(std::move(entries)));
+    }
+    case element_type::INT64:
+      return Value(element.get_int64().value_unsafe());
+    case element_type::UINT64:
+      return Value(element.get_uint64().value_unsafe());
+    case element_type::DOUBLE:
+      return Value(element.get_double().value_unsafe());
+    case element_type::STRING:
+      return Value(utf16FromValidUTF8(element.get_string().value_unsafe()));
+    case element_type::BOOL:
+      return Value(element.get_bool().value_unsafe());
+    case element_type::NULL_VALUE:
+      break;
+  }
+  return Value();
+}
+
+}  // namespace detail
+
 std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json, unsigned options,
                                                            ErrorPtr* error) {
   simdjson::dom::parser& parser = threadParser();
@@ -474,7 +480,7 @@ std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json
     setError(error, jsonError(u"JSON text did not start with array or object and option to allow "
                               u"fragments not set."));
   } else {
-    result = toValue(root);
+    result = detail::valueFromJSONElement(root);
   }
   if (parser.capacity() > kRetainedParserCapacity) parser = simdjson::dom::parser();
   return result;
