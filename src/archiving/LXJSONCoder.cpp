@@ -405,7 +405,7 @@ const Class* LXJSONKeyedUnarchiver::getClassForName(StringView name) const {
 }
 
 const Class* LXJSONKeyedUnarchiver::getClassForKey(const Value& name) const {
-  const String* text = name.asString();
+  const SharedString* text = name.asString();
   return text ? getClassForName(*text) : nullptr;
 }
 
@@ -602,7 +602,7 @@ Value LXJSONKeyedUnarchiver::decodeHibernateProxy() {
   const Dictionary* body = topJsonObject().asDictionary();
   if (!body) return Value();
   const Value& className = (*body)[LXJSONCoderClassKey];
-  if (const String* word = className.asString();
+  if (const SharedString* word = className.asString();
       word && (*word == u"sql-timestamp" || *word == u"sql-time" || *word == u"sql-date"))
     return decodeDate();
   const Class* cls = getClassForKey((*body)[LXJSONCoderResolvesToKey]);
@@ -613,9 +613,9 @@ Value LXJSONKeyedUnarchiver::decodeHibernateProxy() {
 Value LXJSONKeyedUnarchiver::decodeDate() {
   const Dictionary* body = topJsonObject().asDictionary();
   if (!body) return Value();
-  const String* text = (*body)[u"$"].asString();
+  const SharedString* text = (*body)[u"$"].asString();
   if (!text) return Value();
-  const String* kind = (*body)[LXJSONCoderClassKey].asString();
+  const SharedString* kind = (*body)[LXJSONCoderClassKey].asString();
   const std::string_view pattern = kind && *kind == u"sql-timestamp" ? "Y-M-D h:m:s"
                                    : kind && *kind == u"sql-date"    ? "Y-M-D"
                                                                      : "h:m:s";

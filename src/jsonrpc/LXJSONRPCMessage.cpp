@@ -112,19 +112,6 @@ Dictionary headersOf(std::string_view block) {
 
 // The whole body as a dictionary. Only called on bodies the parse step has
 // already accepted as an object, which the platform reader accepts too.
-Dictionary bodyDictionary(std::string_view body) {
-  std::optional<Value> value = JSONSerialization::JSONObjectWithData(body);
-  if (Dictionary* dictionary = value ? value->asDictionary() : nullptr)
-    return std::move(*dictionary);
-  LXConditionFailed(u"JSON-RPC body no longer reads as an object");
-  return {};
-}
-
-std::optional<Value> takeMember(Dictionary& dictionary, StringView key) {
-  if (Value* member = dictionary.find(key)) return std::move(*member);
-  return std::nullopt;
-}
-
 void logDecodingError(std::string_view body) {
   // Asking the platform reader again gives the same verdict together with
   // its error value; bad bodies are rare enough not to matter for speed.
@@ -266,14 +253,15 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
   auto message =
       std::make_shared<LXJSONRPCMessage>(Key{}, type, headersOf(bytes.substr(0, *bodyStart)));
   if (members.method) message->method_ = fromUTF8(members.method->get_string().value_unsafe());
-  if (members.id) message->messageID_ = detail::valueFromJSONElement(*members.id);
+  if (members.id) message->messageID_ = detail::valueFromJSONElement(*members.id, 0);
   const bool isResponse = type == LXJSONRPCMessageType::Response;
   const auto& deferred = isResponse ? members.result : members.params;
 
   // A response carrying an error is rare: its members are converted at once.
   if (isResponse && members.error) {
-    if (members.result) message->result_ = detail::valueFromJSONElement(*members.result);
-    const Value error = detail::valueFromJSONElement(*members.error);
+    if (members.result)
+      message->result_ = detail::valueFromJSONElement(*members.result, bodyLength);
+    const Value error = detail::valueFromJSONElement(*members.error, bodyLength);
     if (const Dictionary* object = error.asDictionary())
       message->error_ = lx_errorWithJSONRPCDictionary(*object);
   } else if (deferred) {
@@ -286,12 +274,19 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
 
 void LXJSONRPCMessage::materializeLocked() const {
   if (!lazy_) return;
-  Dictionary dictionary = bodyDictionary(lazy_->text());
-  if (lazy_->holdsResult) {
-    result_ = takeMember(dictionary, u"result");
+  // The body was validated when the message was made; parsing it again costs
+  // less than keeping its parsed form, and only the one member is built.
+  ThreadParser parser;
+  simdjson::dom::element root;
+  std::optional<Value> member;
+  if (!parser->parse(lazy_->bytes.get(), lazy_->size, false).get(root) && root.is_object()) {
+    const BodyMembers members = membersOf(root.get_object().value_unsafe());
+    const auto& element = lazy_->holdsResult ? members.result : members.params;
+    if (element) member = detail::valueFromJSONElement(*element, lazy_->size);
   } else {
-    parameters_ = takeMember(dictionary, u"params");
+    LXConditionFailed(u"JSON-RPC body no longer reads as an object");
   }
+  (lazy_->holdsResult ? result_ : parameters_) = std::move(member);
   lazy_.reset();
 }
 

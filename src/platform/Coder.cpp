@@ -31,7 +31,7 @@ Value Coder::decodeObject() { unsupported("decodeObject"); }
 
 std::optional<String> Coder::decodeStringForKey(StringView key) {
   Value v = decodeObjectForKey(key);
-  if (String* s = v.asString()) return std::move(*s);
+  if (const SharedString* s = v.asString()) return s->str();
   return std::nullopt;
 }
 

@@ -3,12 +3,16 @@
 #include <simdjson.h>
 
 #include "platform/JSONElement.h"
+#include "platform/JSONSyntaxError.h"
+#include "platform/ValueDocument.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -24,59 +28,65 @@ ErrorPtr jsonError(String description) {
 // ---------------------------------------------------------------------------
 // Reading
 
-// The length of the run of ASCII bytes `p` starts with, eight at a time.
-std::size_t asciiPrefixLength(const unsigned char* p, std::size_t n) {
-  std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, p + i, 8);
-    if (word & 0x8080808080808080ULL) break;
-  }
-  while (i < n && p[i] < 0x80) ++i;
-  return i;
-}
-
-// simdjson has already validated the UTF-8, so this only decodes. Most JSON
-// text is ASCII, which widens in one pass into a string of the final size.
-String utf16FromValidUTF8(std::string_view in) {
-  const auto* p = reinterpret_cast<const unsigned char*>(in.data());
-  const std::size_t ascii = asciiPrefixLength(p, in.size());
-  if (ascii == in.size()) return String(p, p + ascii);
-  String out(in.size(), u'\0');
-  std::copy(p, p + ascii, out.data());
-  char16_t* dst = out.data() + ascii;
-  p += ascii;
-  const unsigned char* const end = reinterpret_cast<const unsigned char*>(in.data()) + in.size();
-  while (p < end) {
-    const unsigned c = *p;
-    if (c < 0x80) {
-      *dst++ = static_cast<char16_t>(c);
-      p += 1;
-    } else if (c < 0xE0) {
-      *dst++ = static_cast<char16_t>(((c & 0x1F) << 6) | (p[1] & 0x3F));
-      p += 2;
-    } else if (c < 0xF0) {
-      *dst++ = static_cast<char16_t>(((c & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
-      p += 3;
-    } else {
-      const char32_t cp =
-          ((c & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) | (p[3] & 0x3F);
-      *dst++ = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
-      *dst++ = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
-      p += 4;
-    }
-  }
-  out.resize(static_cast<std::size_t>(dst - out.data()));
-  return out;
-}
-
-// Each thread keeps its parser (and its buffers) between documents; after a
-// very large document the buffers are given back rather than kept for life.
+// Each thread keeps its parser and its padded copy of the input between
+// documents; after a very large document both are given back rather than
+// kept for life.
 constexpr std::size_t kRetainedParserCapacity = 16u << 20;
 
-simdjson::dom::parser& threadParser() {
-  thread_local simdjson::dom::parser parser;
-  return parser;
+// simdjson reads up to 64 bytes past the end of its input, so the input is
+// copied into a buffer with that much room to spare.
+class PaddedInput {
+ public:
+  PaddedInput() = default;
+  PaddedInput(const PaddedInput&) = delete;
+  PaddedInput& operator=(const PaddedInput&) = delete;
+  ~PaddedInput() { reset(); }
+
+  const char* copy(std::string_view text) {
+    const std::size_t needed = text.size() + simdjson::SIMDJSON_PADDING;
+    if (needed > capacity_) {
+      reset();
+      data_ = static_cast<char*>(detail::allocateLargeBlock(needed));
+      capacity_ = needed;
+    }
+    std::memcpy(data_, text.data(), text.size());
+    std::memset(data_ + text.size(), 0, simdjson::SIMDJSON_PADDING);
+    return data_;
+  }
+  [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
+  void reset() noexcept {
+    detail::freeLargeBlock(data_, capacity_);
+    data_ = nullptr;
+    capacity_ = 0;
+  }
+
+ private:
+  char* data_ = nullptr;
+  std::size_t capacity_ = 0;
+};
+
+struct ThreadReader {
+  simdjson::dom::parser parser;
+  PaddedInput input;
+
+  // Grows the parser for `length` bytes, its large buffers advised as huge
+  // pages before anything touches them.
+  simdjson::error_code reserve(std::size_t length) {
+    if (length <= parser.capacity()) return simdjson::SUCCESS;
+    if (const auto code = parser.allocate(length, JSONSerialization::kMaximumDepth)) return code;
+    if (const auto code = parser.doc.allocate(length)) return code;
+    const std::size_t slots = (length + 3 + 63) / 64 * 64;
+    detail::adviseHugePages(parser.doc.tape.get(), slots * sizeof(std::uint64_t));
+    detail::adviseHugePages(parser.doc.string_buf.get(), 5 * length / 3);
+    detail::adviseHugePages(parser.implementation->structural_indexes.get(),
+                            length * sizeof(std::uint32_t));
+    return simdjson::SUCCESS;
+  }
+};
+
+ThreadReader& threadReader() {
+  thread_local ThreadReader reader;
+  return reader;
 }
 
 // ---------------------------------------------------------------------------
@@ -267,7 +277,7 @@ class Writer {
   // a chain of cache misses; asking for the next member's target while the
   // current one is written hides most of them.
   static void prefetch(const Value& value) {
-    if (const String* text = value.asString()) {
+    if (const SharedString* text = value.asString()) {
       __builtin_prefetch(text->data());
     } else if (const Dictionary* dict = value.asDictionary()) {
       __builtin_prefetch(dict);
@@ -429,60 +439,88 @@ bool isValidMember(const Value& value, std::size_t depth) {
 
 namespace detail {
 
+namespace {
+
 // Recursion is bounded by the parser's depth limit.
-Value valueFromJSONElement(simdjson::dom::element element) {
+void build(DocumentBuilder& builder, Value* slot, simdjson::dom::element element) {
   using simdjson::dom::element_type;
   switch (element.type()) {
     case element_type::ARRAY: {
       const simdjson::dom::array array = element.get_array().value_unsafe();
-      Array out;
-      out.reserve(array.size());
-      for (simdjson::dom::element member : array) out.push_back(valueFromJSONElement(member));
-      return Value(std::move(out));
+      std::size_t count = array.size();
+      // The tape's count saturates; past that, count by walking.
+      if (count >= 0xFFFFFF)
+        count = static_cast<std::size_t>(std::distance(array.begin(), array.end()));
+      Value* out = builder.setArray(slot, count);
+      for (simdjson::dom::element member : array) build(builder, out++, member);
+      return;
     }
     case element_type::OBJECT: {
       const simdjson::dom::object object = element.get_object().value_unsafe();
-      // Built as a list and handed over whole: the dictionary then looks for
-      // repeated keys once rather than on every member.
-      std::vector<Dictionary::Entry> entries;
-      entries.reserve(object.size());
-      for (simdjson::dom::key_value_pair member : object)
-        entries.emplace_back(utf16FromValidUTF8(member.key), valueFromJSONElement(member.value));
-      return Value(Dictionary(std::move(entries)));
+      std::size_t count = object.size();
+      if (count >= 0xFFFFFF)
+        count = static_cast<std::size_t>(std::distance(object.begin(), object.end()));
+      Dictionary::Entry* out = builder.setDictionary(slot, count);
+      for (simdjson::dom::key_value_pair member : object) {
+        builder.setKey(out, member.key);
+        build(builder, &out->second, member.value);
+        ++out;
+      }
+      builder.finishDictionary(slot);
+      return;
     }
     case element_type::INT64:
-      return Value(element.get_int64().value_unsafe());
+      *slot = Value(element.get_int64().value_unsafe());
+      return;
     case element_type::UINT64:
-      return Value(element.get_uint64().value_unsafe());
+      *slot = Value(element.get_uint64().value_unsafe());
+      return;
     case element_type::DOUBLE:
-      return Value(element.get_double().value_unsafe());
+      *slot = Value(element.get_double().value_unsafe());
+      return;
     case element_type::STRING:
-      return Value(utf16FromValidUTF8(element.get_string().value_unsafe()));
+      builder.setString(slot, element.get_string().value_unsafe());
+      return;
     case element_type::BOOL:
-      return Value(element.get_bool().value_unsafe());
+      *slot = Value(element.get_bool().value_unsafe());
+      return;
     case element_type::NULL_VALUE:
-      break;
+      return;
   }
-  return Value();
+}
+
+}  // namespace
+
+Value valueFromJSONElement(simdjson::dom::element element, std::size_t textLength) {
+  // A document's values take about three times its text.
+  DocumentBuilder builder(textLength * 3);
+  Value root;
+  build(builder, &root, element);
+  return builder.finish(root);
 }
 
 }  // namespace detail
 
 std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json, unsigned options,
                                                            ErrorPtr* error) {
-  simdjson::dom::parser& parser = threadParser();
+  ThreadReader& reader = threadReader();
   simdjson::dom::element root;
-  const simdjson::error_code code = parser.parse(json.data(), json.size()).get(root);
+  simdjson::error_code code = reader.reserve(json.size());
+  if (!code) code = reader.parser.parse(reader.input.copy(json), json.size(), false).get(root);
   std::optional<Value> result;
   if (code) {
-    setError(error, jsonError(fromUTF8(simdjson::error_message(code))));
+    const std::optional<std::string> where = detail::describeJSONSyntaxError(json, kMaximumDepth);
+    setError(error, jsonError(fromUTF8(where ? *where : simdjson::error_message(code))));
   } else if (!(options & JSONReadingFragmentsAllowed) && !root.is_array() && !root.is_object()) {
     setError(error, jsonError(u"JSON text did not start with array or object and option to allow "
                               u"fragments not set."));
   } else {
-    result = detail::valueFromJSONElement(root);
+    result = detail::valueFromJSONElement(root, json.size());
   }
-  if (parser.capacity() > kRetainedParserCapacity) parser = simdjson::dom::parser();
+  if (reader.parser.capacity() > kRetainedParserCapacity) {
+    reader.parser = simdjson::dom::parser();
+    reader.input.reset();
+  }
   return result;
 }
 

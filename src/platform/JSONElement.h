@@ -10,6 +10,8 @@ namespace lx::detail {
 
 /// The `Value` that `JSONSerialization::JSONObjectWithData` builds for
 /// `element`: integers apart from reals, object members in document order.
-Value valueFromJSONElement(simdjson::dom::element element);
+/// `textLength`, the length of the element's JSON text or a guess at it,
+/// sizes the memory the values are made in.
+Value valueFromJSONElement(simdjson::dom::element element, std::size_t textLength);
 
 }  // namespace lx::detail

@@ -8,47 +8,73 @@
 
 namespace lx {
 
+FormatArg::FormatArg(const SharedString& v) noexcept : kind_(Kind::String), string_(v.view()) {}
+
 long long FormatArg::signedValue() const noexcept {
   switch (kind_) {
-    case Kind::Signed: return signed_;
-    case Kind::Unsigned: return static_cast<long long>(unsigned_);
-    case Kind::Double: return static_cast<long long>(double_);
-    case Kind::Pointer: return static_cast<long long>(reinterpret_cast<std::uintptr_t>(pointer_));
-    case Kind::Value: return value_->int64Value();
-    default: return 0;
+    case Kind::Signed:
+      return signed_;
+    case Kind::Unsigned:
+      return static_cast<long long>(unsigned_);
+    case Kind::Double:
+      return static_cast<long long>(double_);
+    case Kind::Pointer:
+      return static_cast<long long>(reinterpret_cast<std::uintptr_t>(pointer_));
+    case Kind::Value:
+      return value_->int64Value();
+    default:
+      return 0;
   }
 }
 
 unsigned long long FormatArg::unsignedValue() const noexcept {
   switch (kind_) {
-    case Kind::Signed: return static_cast<unsigned long long>(signed_);
-    case Kind::Unsigned: return unsigned_;
-    case Kind::Double: return static_cast<unsigned long long>(double_);
-    case Kind::Pointer: return reinterpret_cast<std::uintptr_t>(pointer_);
-    case Kind::Value: return value_->uint64Value();
-    default: return 0;
+    case Kind::Signed:
+      return static_cast<unsigned long long>(signed_);
+    case Kind::Unsigned:
+      return unsigned_;
+    case Kind::Double:
+      return static_cast<unsigned long long>(double_);
+    case Kind::Pointer:
+      return reinterpret_cast<std::uintptr_t>(pointer_);
+    case Kind::Value:
+      return value_->uint64Value();
+    default:
+      return 0;
   }
 }
 
 double FormatArg::doubleValue() const noexcept {
   switch (kind_) {
-    case Kind::Signed: return static_cast<double>(signed_);
-    case Kind::Unsigned: return static_cast<double>(unsigned_);
-    case Kind::Double: return double_;
-    case Kind::Value: return value_->doubleValue();
-    default: return 0;
+    case Kind::Signed:
+      return static_cast<double>(signed_);
+    case Kind::Unsigned:
+      return static_cast<double>(unsigned_);
+    case Kind::Double:
+      return double_;
+    case Kind::Value:
+      return value_->doubleValue();
+    default:
+      return 0;
   }
 }
 
 String FormatArg::text() const {
   switch (kind_) {
-    case Kind::Null: return u"(null)";
-    case Kind::CString: return fromUTF8(cstring_);
-    case Kind::String: return String(string_);
-    case Kind::Value: return value_->description();
-    case Kind::Object: return object_->description();
-    case Kind::Signed: return fromUTF8(std::to_string(signed_));
-    case Kind::Unsigned: return fromUTF8(std::to_string(unsigned_));
+    case Kind::Null:
+      return u"(null)";
+    case Kind::CString:
+      return fromUTF8(cstring_);
+    case Kind::String:
+      return String(string_);
+    case Kind::Value:
+      return value_->description();
+    case Kind::Object:
+      return object_->description();
+    case Kind::Signed:
+      return fromUTF8(std::to_string(signed_));
+    case Kind::Unsigned:
+      return fromUTF8(std::to_string(unsigned_));
     case Kind::Double: {
       char buf[64];
       std::snprintf(buf, sizeof buf, "%g", double_);
@@ -78,7 +104,8 @@ void appendASCII(String& out, const char* text) {
 }
 
 void appendPadded(String& out, const String& text, const ConversionSpecifier& conversion) {
-  std::size_t width = conversion.width.empty() ? 0 : std::strtoul(conversion.width.c_str(), nullptr, 10);
+  std::size_t width =
+      conversion.width.empty() ? 0 : std::strtoul(conversion.width.c_str(), nullptr, 10);
   String body = text;
   if (!conversion.precision.empty()) {
     const std::size_t max = std::strtoul(conversion.precision.c_str() + 1, nullptr, 10);
@@ -106,7 +133,8 @@ void appendNumber(String& out, const ConversionSpecifier& conversion, const Form
       unsigned long long v = arg.unsignedValue();
       // Without a long modifier a negative int prints as its 32-bit pattern,
       // as the C library does ("%x" of -1 is "ffffffff").
-      if (!conversion.longModifier && arg.kind() == FormatArg::Kind::Signed && arg.signedValue() < 0) {
+      if (!conversion.longModifier && arg.kind() == FormatArg::Kind::Signed &&
+          arg.signedValue() < 0) {
         v &= 0xFFFFFFFFULL;
       }
       std::snprintf(buf, sizeof buf, (f + "ll" + c).c_str(), v);
@@ -188,8 +216,20 @@ String formatString(StringView format, std::span<const FormatArg> args) {
         appendASCII(out, buf);
         break;
       }
-      case u'd': case u'i': case u'u': case u'x': case u'X': case u'o':
-      case u'f': case u'F': case u'e': case u'E': case u'g': case u'G': case u'a': case u'A':
+      case u'd':
+      case u'i':
+      case u'u':
+      case u'x':
+      case u'X':
+      case u'o':
+      case u'f':
+      case u'F':
+      case u'e':
+      case u'E':
+      case u'g':
+      case u'G':
+      case u'a':
+      case u'A':
         appendNumber(out, conversion, *arg);
         break;
       default:

@@ -3,39 +3,137 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <limits>
+#include <new>
 
+#include "platform/ValueDocument.h"
 #include "vantorcore/platform/Object.h"
 
 namespace lx {
 
-Value::Value(Array a) : v_(detail::Box<Array>(std::move(a))) {}
-Value::Value(Dictionary d) : v_(detail::Box<Dictionary>(std::move(d))) {}
-Value::Value(std::shared_ptr<Object> o) noexcept {
-  if (o) v_ = std::move(o);
-}
-Value::~Value() = default;
+namespace detail {
 
-const Array* Value::asArray() const noexcept {
-  auto* box = std::get_if<detail::Box<Array>>(&v_);
-  return box ? &**box : nullptr;
+namespace {
+
+struct DataNode : Node {
+  Data data;
+  explicit DataNode(Data d) : Node(Kind::Data), data(std::move(d)) {}
+};
+struct ObjectNode : Node {
+  std::shared_ptr<Object> object;
+  explicit ObjectNode(std::shared_ptr<Object> o) : Node(Kind::Object), object(std::move(o)) {}
+};
+
+}  // namespace
+
+StringNode* newStringNode(StringView text) {
+  void* memory = ::operator new(sizeof(StringNode) + text.size() * sizeof(char16_t));
+  auto* node = new (memory) StringNode();
+  node->length = text.size();
+  std::memcpy(node->chars(), text.data(), text.size() * sizeof(char16_t));
+  return node;
 }
-Array* Value::asArray() noexcept {
-  auto* box = std::get_if<detail::Box<Array>>(&v_);
-  return box ? &**box : nullptr;
+
+void destroyNode(Node* node) noexcept {
+  switch (node->kind) {
+    case Node::Kind::String:
+      static_cast<StringNode*>(node)->~StringNode();
+      break;
+    case Node::Kind::Data:
+      static_cast<DataNode*>(node)->~DataNode();
+      break;
+    case Node::Kind::Array:
+      static_cast<ArrayNode*>(node)->~ArrayNode();
+      break;
+    case Node::Kind::Dictionary:
+      static_cast<DictionaryNode*>(node)->~DictionaryNode();
+      break;
+    case Node::Kind::Object:
+      static_cast<ObjectNode*>(node)->~ObjectNode();
+      break;
+  }
+  ::operator delete(node);
+}
+
+// A heap copy of `node` for a value about to change it.
+Node* cloneNode(const Node* node) {
+  switch (node->kind) {
+    case Node::Kind::Array:
+      return new ArrayNode(static_cast<const ArrayNode*>(node)->array);
+    case Node::Kind::Dictionary:
+      return new DictionaryNode(static_cast<const DictionaryNode*>(node)->dictionary);
+    case Node::Kind::Data:
+      return new DataNode(static_cast<const DataNode*>(node)->data);
+    case Node::Kind::Object:
+      return new ObjectNode(static_cast<const ObjectNode*>(node)->object);
+    case Node::Kind::String:
+      break;
+  }
+  return nullptr;  // strings never change, so are never cloned
+}
+
+}  // namespace detail
+
+SharedString::SharedString(StringView text)
+    : node_(text.empty() ? nullptr : detail::newStringNode(text)) {}
+
+Value::Value(Data d) : type_(Type::Data), node_(new detail::DataNode(std::move(d))) {}
+Value::Value(Array a) : type_(Type::Array), node_(new detail::ArrayNode(std::move(a))) {}
+Value::Value(Dictionary d)
+    : type_(Type::Dictionary), node_(new detail::DictionaryNode(std::move(d))) {}
+Value::Value(std::shared_ptr<Object> o) : Value() {
+  if (!o) return;
+  type_ = Type::Object;
+  node_ = new detail::ObjectNode(std::move(o));
+}
+
+void Value::copyPayload(const Value& other) noexcept {
+  if (type_ == Type::String) {
+    new (&string_) SharedString(other.string_);
+  } else if (!other.holdsNode()) {
+    integer_ = other.integer_;
+  } else if (other.node_->flags & detail::Node::kUnsharable) {
+    // Only ever referenced from `other`, which may still change it.
+    node_ = detail::cloneNode(other.node_);
+  } else {
+    node_ = other.node_;
+    detail::retain(node_);
+  }
+}
+
+void Value::makeUnique() {
+  if (node_->document || node_->refs.load(std::memory_order_acquire) != 1) {
+    detail::Node* own = detail::cloneNode(node_);
+    detail::release(node_);
+    node_ = own;
+  }
+  node_->flags |= detail::Node::kUnsharable;
+}
+
+const Data* Value::asData() const noexcept {
+  return type_ == Type::Data ? &static_cast<const detail::DataNode*>(node_)->data : nullptr;
+}
+const Array* Value::asArray() const noexcept {
+  return type_ == Type::Array ? &static_cast<const detail::ArrayNode*>(node_)->array : nullptr;
+}
+Array* Value::asArray() {
+  if (type_ != Type::Array) return nullptr;
+  makeUnique();
+  return &static_cast<detail::ArrayNode*>(node_)->array;
 }
 const Dictionary* Value::asDictionary() const noexcept {
-  auto* box = std::get_if<detail::Box<Dictionary>>(&v_);
-  return box ? &**box : nullptr;
+  return type_ == Type::Dictionary ? &static_cast<const detail::DictionaryNode*>(node_)->dictionary
+                                   : nullptr;
 }
-Dictionary* Value::asDictionary() noexcept {
-  auto* box = std::get_if<detail::Box<Dictionary>>(&v_);
-  return box ? &**box : nullptr;
+Dictionary* Value::asDictionary() {
+  if (type_ != Type::Dictionary) return nullptr;
+  makeUnique();
+  return &static_cast<detail::DictionaryNode*>(node_)->dictionary;
 }
 std::shared_ptr<Object> Value::asObject() const noexcept {
-  auto* o = std::get_if<std::shared_ptr<Object>>(&v_);
-  return o ? *o : nullptr;
+  return type_ == Type::Object ? static_cast<const detail::ObjectNode*>(node_)->object : nullptr;
 }
 
 namespace {
@@ -52,65 +150,80 @@ T saturate(double d) noexcept {
 
 bool Value::boolValue() const noexcept {
   switch (type()) {
-    case Type::Bool: return std::get<bool>(v_);
+    case Type::Bool:
+      return bool_;
     case Type::String: {
       // The platform's boolValue on text: "Y", "y", "T", "t" or a non-zero
       // leading number, after white space.
-      const String& s = std::get<String>(v_);
+      const StringView s = string_.view();
       std::size_t i = 0;
       while (i < s.size() && (s[i] == u' ' || s[i] == u'\t' || s[i] == u'\n')) ++i;
       if (i < s.size() && (s[i] == u'Y' || s[i] == u'y' || s[i] == u'T' || s[i] == u't'))
         return true;
       return int64Value() != 0;
     }
-    default: return int64Value() != 0 || doubleValue() != 0;
+    default:
+      return int64Value() != 0 || doubleValue() != 0;
   }
 }
 
 std::int64_t Value::int64Value() const noexcept {
   switch (type()) {
-    case Type::Bool: return std::get<bool>(v_) ? 1 : 0;
-    case Type::Integer: return std::get<std::int64_t>(v_);
-    case Type::UnsignedInteger: return static_cast<std::int64_t>(std::get<std::uint64_t>(v_));
-    case Type::Real: return saturate<std::int64_t>(std::get<Real>(v_).value);
+    case Type::Bool:
+      return bool_ ? 1 : 0;
+    case Type::Integer:
+      return integer_;
+    case Type::UnsignedInteger:
+      return static_cast<std::int64_t>(unsigned_);
+    case Type::Real:
+      return saturate<std::int64_t>(real_);
     case Type::String: {
-      const std::string text = toUTF8(std::get<String>(v_));
+      const std::string text = toUTF8(string_.view());
       return std::strtoll(text.c_str(), nullptr, 10);
     }
-    default: return 0;
+    default:
+      return 0;
   }
 }
 
 std::uint64_t Value::uint64Value() const noexcept {
   switch (type()) {
-    case Type::UnsignedInteger: return std::get<std::uint64_t>(v_);
-    case Type::Real: return saturate<std::uint64_t>(std::get<Real>(v_).value);
+    case Type::UnsignedInteger:
+      return unsigned_;
+    case Type::Real:
+      return saturate<std::uint64_t>(real_);
     case Type::String: {
-      const std::string text = toUTF8(std::get<String>(v_));
+      const std::string text = toUTF8(string_.view());
       return std::strtoull(text.c_str(), nullptr, 10);
     }
-    default: return static_cast<std::uint64_t>(int64Value());
+    default:
+      return static_cast<std::uint64_t>(int64Value());
   }
 }
 
 double Value::doubleValue() const noexcept {
   switch (type()) {
-    case Type::Bool: return std::get<bool>(v_) ? 1 : 0;
-    case Type::Integer: return static_cast<double>(std::get<std::int64_t>(v_));
-    case Type::UnsignedInteger: return static_cast<double>(std::get<std::uint64_t>(v_));
-    case Type::Real: return std::get<Real>(v_).value;
+    case Type::Bool:
+      return bool_ ? 1 : 0;
+    case Type::Integer:
+      return static_cast<double>(integer_);
+    case Type::UnsignedInteger:
+      return static_cast<double>(unsigned_);
+    case Type::Real:
+      return real_;
     case Type::String: {
-      const std::string text = toUTF8(std::get<String>(v_));
+      const std::string text = toUTF8(string_.view());
       return std::strtod(text.c_str(), nullptr);
     }
-    default: return 0;
+    default:
+      return 0;
   }
 }
 
 namespace {
 
 // Old-style property-list quoting: bare when the text is a plain word.
-String quotedIfNeeded(const String& s) {
+String quotedIfNeeded(StringView s) {
   bool plain = !s.empty();
   for (char16_t c : s) {
     if (!((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
@@ -119,7 +232,7 @@ String quotedIfNeeded(const String& s) {
       break;
     }
   }
-  if (plain) return s;
+  if (plain) return String(s);
   String out = u"\"";
   for (char16_t c : s) {
     if (c == u'"' || c == u'\\') out.push_back(u'\\');
@@ -154,13 +267,23 @@ String formatReal(double d) {
 
 void describe(const Value& v, String& out, int indent, bool topLevel) {
   switch (v.type()) {
-    case Value::Type::Null: out.append(u"<null>"); break;
-    case Value::Type::Bool: out.append(v.boolValue() ? u"1" : u"0"); break;
-    case Value::Type::Integer: out.append(fromUTF8(std::to_string(v.int64Value()))); break;
-    case Value::Type::UnsignedInteger: out.append(fromUTF8(std::to_string(v.uint64Value()))); break;
-    case Value::Type::Real: out.append(formatReal(v.doubleValue())); break;
+    case Value::Type::Null:
+      out.append(u"<null>");
+      break;
+    case Value::Type::Bool:
+      out.append(v.boolValue() ? u"1" : u"0");
+      break;
+    case Value::Type::Integer:
+      out.append(fromUTF8(std::to_string(v.int64Value())));
+      break;
+    case Value::Type::UnsignedInteger:
+      out.append(fromUTF8(std::to_string(v.uint64Value())));
+      break;
+    case Value::Type::Real:
+      out.append(formatReal(v.doubleValue()));
+      break;
     case Value::Type::String:
-      out.append(topLevel ? *v.asString() : quotedIfNeeded(*v.asString()));
+      out.append(topLevel ? v.asString()->view() : StringView(quotedIfNeeded(*v.asString())));
       break;
     case Value::Type::Data: {
       static const char* hex = "0123456789abcdef";
@@ -175,7 +298,8 @@ void describe(const Value& v, String& out, int indent, bool topLevel) {
       break;
     }
     case Value::Type::Date: {
-      const std::time_t t = static_cast<std::time_t>(std::floor(v.asDate()->timeIntervalSince1970()));
+      const std::time_t t =
+          static_cast<std::time_t>(std::floor(v.asDate()->timeIntervalSince1970()));
       std::tm tm{};
       gmtime_r(&t, &tm);
       char buf[64];
@@ -208,7 +332,9 @@ void describe(const Value& v, String& out, int indent, bool topLevel) {
       out.push_back(u'}');
       break;
     }
-    case Value::Type::Object: out.append(v.asObject()->description()); break;
+    case Value::Type::Object:
+      out.append(v.asObject()->description());
+      break;
   }
 }
 
@@ -233,23 +359,31 @@ bool operator==(const Value& a, const Value& b) {
   }
   if (a.type() != b.type()) return false;
   switch (a.type()) {
-    case Value::Type::Null: return true;
-    case Value::Type::String: return *a.asString() == *b.asString();
-    case Value::Type::Data: return *a.asData() == *b.asData();
-    case Value::Type::Date: return *a.asDate() == *b.asDate();
-    case Value::Type::Array: return *a.asArray() == *b.asArray();
-    case Value::Type::Dictionary: return *a.asDictionary() == *b.asDictionary();
+    case Value::Type::Null:
+      return true;
+    case Value::Type::String:
+      return *a.asString() == *b.asString();
+    case Value::Type::Data:
+      return *a.asData() == *b.asData();
+    case Value::Type::Date:
+      return *a.asDate() == *b.asDate();
+    case Value::Type::Array:
+      return *a.asArray() == *b.asArray();
+    case Value::Type::Dictionary:
+      return *a.asDictionary() == *b.asDictionary();
     case Value::Type::Object: {
       auto oa = a.asObject(), ob = b.asObject();
       return oa == ob || oa->isEqual(*ob);
     }
-    default: return false;
+    default:
+      return false;
   }
 }
 
 std::size_t Value::hash() const noexcept {
   switch (type()) {
-    case Type::Null: return 0x9e3779b9;
+    case Type::Null:
+      return 0x9e3779b9;
     case Type::Bool:
     case Type::Integer:
     case Type::UnsignedInteger:
@@ -257,168 +391,23 @@ std::size_t Value::hash() const noexcept {
       const double d = doubleValue();
       if (std::isnan(d)) return 0x7ff8;
       if (isReal() && d != std::floor(d)) return std::hash<double>{}(d);
-      return std::hash<std::uint64_t>{}(isReal() ? static_cast<std::uint64_t>(
-                                                       static_cast<std::int64_t>(d))
-                                                 : uint64Value());
+      return std::hash<std::uint64_t>{}(
+          isReal() ? static_cast<std::uint64_t>(static_cast<std::int64_t>(d)) : uint64Value());
     }
-    case Type::String: return std::hash<String>{}(*asString());
-    case Type::Data: return std::hash<std::string_view>{}(asStringView(*asData()));
-    case Type::Date: return std::hash<double>{}(asDate()->timeIntervalSince1970());
-    case Type::Array: return asArray()->size() * 31 + 7;
-    case Type::Dictionary: return asDictionary()->size() * 37 + 11;
-    case Type::Object: return asObject()->hash();
+    case Type::String:
+      return std::hash<StringView>{}(asString()->view());
+    case Type::Data:
+      return std::hash<std::string_view>{}(asStringView(*asData()));
+    case Type::Date:
+      return std::hash<double>{}(asDate()->timeIntervalSince1970());
+    case Type::Array:
+      return asArray()->size() * 31 + 7;
+    case Type::Dictionary:
+      return asDictionary()->size() * 37 + 11;
+    case Type::Object:
+      return asObject()->hash();
   }
   return 0;
-}
-
-// ---------------------------------------------------------------------------
-// Dictionary
-
-namespace {
-// Below this size a linear scan beats hashing, and small dictionaries are
-// the common case (user info, JSON objects).
-constexpr std::size_t kIndexThreshold = 12;
-
-struct ViewHash {
-  using is_transparent = void;
-  std::size_t operator()(StringView s) const noexcept { return std::hash<StringView>{}(s); }
-};
-}  // namespace
-
-struct Dictionary::Index {
-  std::unordered_map<String, std::size_t, ViewHash, std::equal_to<>> map;
-};
-
-Dictionary::Dictionary(std::initializer_list<Entry> entries) {
-  for (const auto& e : entries) set(e.first, e.second);
-}
-Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
-  mergeRepeatedKeys();
-}
-Dictionary::Dictionary(const Dictionary& other) : entries_(other.entries_) {}
-Dictionary& Dictionary::operator=(const Dictionary& other) {
-  if (this != &other) {
-    entries_ = other.entries_;
-    index_.reset();
-  }
-  return *this;
-}
-Dictionary::Dictionary() noexcept = default;
-Dictionary::~Dictionary() = default;
-Dictionary::Dictionary(Dictionary&&) noexcept = default;
-Dictionary& Dictionary::operator=(Dictionary&&) noexcept = default;
-
-void Dictionary::rebuildIndex() const {
-  index_ = std::make_unique<Index>();
-  index_->map.reserve(entries_.size() * 2);
-  for (std::size_t i = 0; i < entries_.size(); ++i) index_->map.emplace(entries_[i].first, i);
-}
-
-// Keys almost never repeat, so this only looks: a pairwise scan while the
-// dictionary is small, its hash index otherwise (kept for later lookups).
-// Only when a key does repeat are the entries compacted.
-void Dictionary::mergeRepeatedKeys() {
-  std::size_t out = 0;
-  if (entries_.size() < kIndexThreshold) {
-    // One bit per (length, first unit) seen: a key whose bit is clear cannot
-    // have come before, which spares the scan for nearly every key.
-    std::uint64_t seen = 0;
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-      const String& key = entries_[i].first;
-      const std::uint64_t bit = std::uint64_t{1}
-                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
-      std::size_t first = (seen & bit) ? 0 : out;
-      seen |= bit;
-      while (first < out && entries_[first].first != key) ++first;
-      if (first < out) {
-        entries_[first].second = std::move(entries_[i].second);
-      } else if (out++ != i) {
-        entries_[out - 1] = std::move(entries_[i]);
-      }
-    }
-  } else {
-    index_ = std::make_unique<Index>();
-    index_->map.reserve(entries_.size() * 2);
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-      const auto [it, added] = index_->map.emplace(entries_[i].first, out);
-      if (!added) {
-        entries_[it->second].second = std::move(entries_[i].second);
-      } else if (out++ != i) {
-        entries_[out - 1] = std::move(entries_[i]);
-      }
-    }
-  }
-  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(out), entries_.end());
-}
-
-std::size_t Dictionary::indexOf(StringView key) const noexcept {
-  if (entries_.size() < kIndexThreshold) {
-    for (std::size_t i = 0; i < entries_.size(); ++i)
-      if (entries_[i].first == key) return i;
-    return entries_.size();
-  }
-  if (!index_) rebuildIndex();
-  auto it = index_->map.find(key);
-  return it == index_->map.end() ? entries_.size() : it->second;
-}
-
-const Value* Dictionary::find(StringView key) const noexcept {
-  const std::size_t i = indexOf(key);
-  return i < entries_.size() ? &entries_[i].second : nullptr;
-}
-
-Value* Dictionary::find(StringView key) noexcept {
-  const std::size_t i = indexOf(key);
-  return i < entries_.size() ? &entries_[i].second : nullptr;
-}
-
-const Value& Dictionary::operator[](StringView key) const noexcept {
-  static const Value null;
-  const Value* v = find(key);
-  return v ? *v : null;
-}
-
-void Dictionary::set(StringView key, Value value) {
-  const std::size_t i = indexOf(key);
-  if (i < entries_.size()) {
-    entries_[i].second = std::move(value);
-    return;
-  }
-  entries_.emplace_back(String(key), std::move(value));
-  if (index_) index_->map.emplace(entries_.back().first, entries_.size() - 1);
-}
-
-bool Dictionary::erase(StringView key) {
-  const std::size_t i = indexOf(key);
-  if (i >= entries_.size()) return false;
-  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(i));
-  index_.reset();
-  return true;
-}
-
-void Dictionary::clear() noexcept {
-  entries_.clear();
-  index_.reset();
-}
-
-void Dictionary::addEntries(const Dictionary& other) {
-  for (const auto& [k, v] : other) set(k, v);
-}
-
-std::vector<String> Dictionary::keys() const {
-  std::vector<String> out;
-  out.reserve(entries_.size());
-  for (const auto& e : entries_) out.push_back(e.first);
-  return out;
-}
-
-bool operator==(const Dictionary& a, const Dictionary& b) {
-  if (a.size() != b.size()) return false;
-  for (const auto& [k, v] : a) {
-    const Value* other = b.find(k);
-    if (!other || !(*other == v)) return false;
-  }
-  return true;
 }
 
 }  // namespace lx

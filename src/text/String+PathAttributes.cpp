@@ -12,7 +12,7 @@ std::optional<Dictionary> attributes(StringView path) {
 }
 
 bool isFolder(const Dictionary& attributes) {
-  const String* type = attributes[NSFileType].asString();
+  const SharedString* type = attributes[NSFileType].asString();
   return type && *type == NSFileTypeDirectory;
 }
 

@@ -15,7 +15,7 @@ TEST(LXUniquingMutableSetTest, EqualValuesShareOneImmutableCopy) {
   auto a = set.uniqueObject(first);
   auto b = set.uniqueObject(second);
   EXPECT_EQ(a, b);
-  *first.asString() += u" changed";  // the caller's value, not the stored copy
+  first = Value(first.asString()->str() + u" changed");  // the caller's value, not the stored copy
   EXPECT_EQ(*a, Value(u"title"));
   EXPECT_EQ(set.uniqueObject(first), set.uniqueObject(Value(u"title changed")));
   EXPECT_NE(set.uniqueObject(first), a);

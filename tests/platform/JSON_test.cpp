@@ -59,33 +59,36 @@ TEST(JSONReadingTest, DecodesStringsToUTF16) {
   }
 }
 
-TEST(JSONReadingTest, RejectsBadInputWithAnError) {
+TEST(JSONReadingTest, RejectsBadInputSayingWhatAndWhere) {
+  const String fragments =
+      u"JSON text did not start with array or object and option to allow fragments not set.";
   struct Case {
-    const char* name;
     std::string json;
+    String description;
   };
   const Case cases[] = {
-      {"truncated", R"({"a": )"},
-      {"trailing comma", "[1,]"},
-      {"invalid UTF-8", "[\"\xC3\x28\"]"},
-      {"lone surrogate escape", R"(["\ud800"])"},
-      {"integer beyond 64 bits", "[123456789012345678901234567890]"},
-      {"double out of range", "[1e400]"},
-      {"deep nesting", std::string(100000, '[') + std::string(100000, ']')},
-      {"top-level string", R"("x")"},
-      {"top-level number", "1"},
-      {"empty", ""},
+      {R"({"a": )", u"Unexpected end of input at byte 6"},
+      {"[1,]", u"Unexpected character ']' at byte 3"},
+      {"[\"ok\", \"\xC3\x28\"]", u"Invalid UTF-8 at byte 8"},
+      {R"(["\ud800"])", u"Invalid surrogate escape at byte 2"},
+      {"[18446744073709551616]", u"Number out of range at byte 1"},
+      {"[1e400]", u"Number out of range at byte 1"},
+      {std::string(1025, '[') + std::string(1025, ']'), u"Nesting deeper than 1024 at byte 1024"},
+      {std::string(100000, '['), u"Nesting deeper than 1024 at byte 1024"},
+      {R"("x")", fragments},
+      {"1", fragments},
+      {"", u"Unexpected end of input at byte 0"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.json.substr(0, 40));
     ErrorPtr error;
     EXPECT_FALSE(JSONSerialization::JSONObjectWithData(c.json, 0, &error));
     ASSERT_TRUE(error);
     EXPECT_EQ(error->domain(), NSCocoaErrorDomain);
     EXPECT_EQ(error->code(), 3840);
-    EXPECT_TRUE(error->userInfo()[u"NSDebugDescription"].isString());
+    EXPECT_EQ(error->userInfo()[u"NSDebugDescription"], Value(c.description));
   }
-  EXPECT_TRUE(read(std::string(1000, '[') + std::string(1000, ']'))) << "within the depth limit";
+  EXPECT_TRUE(read(std::string(1024, '[') + std::string(1024, ']'))) << "at the depth limit";
 }
 
 TEST(JSONReadingTest, RepeatedKeysKeepTheirFirstPlaceAndLastValue) {

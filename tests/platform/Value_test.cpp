@@ -4,6 +4,10 @@
 
 #include "support/TestSupport.h"
 #include "vantorcore/platform/Error.h"
+#include "vantorcore/platform/JSON.h"
+
+#include <thread>
+#include <vector>
 
 namespace lx {
 namespace {
@@ -76,6 +80,79 @@ TEST(DictionaryTest, BuiltFromEntriesMergesRepeatedKeys) {
     d.set(u"new", 1);  // lookups after building still find what follows
     EXPECT_EQ(d[u"new"], Value(1));
     EXPECT_EQ(std::prev(d.end())->first, u"new");
+  }
+}
+
+// Parsed documents are shared until changed: a change copies out only the
+// container changed, and values taken out of a document outlive it.
+TEST(ValueTest, ParsedValuesAreCopiedOutOnFirstChangeAndOutliveTheirDocument) {
+  Value inner;
+  Value copy;
+  {
+    Value root = *JSONSerialization::JSONObjectWithData(
+        R"({"list": [1, "two", {"k": "v"}], "name": "a longer string than seven"})");
+    inner = (*root.asDictionary()->find(u"list"));
+    copy = root;
+    (*root.asDictionary()->find(u"list")->asArray())[0] = Value(u"changed");
+    root.asDictionary()->set(u"added", true);
+    EXPECT_EQ((*inner.asArray())[0], Value(1));
+    EXPECT_FALSE(copy.asDictionary()->contains(u"added"));
+    EXPECT_EQ((*root.asDictionary())[u"list"].asArray()->size(), 3u);
+  }
+  EXPECT_EQ(*(*inner.asArray())[1].asString(), u"two");
+  EXPECT_EQ(*(*copy.asDictionary())[u"name"].asString(), u"a longer string than seven");
+  Array moved = std::move(*inner.asArray());  // taking a document's elements copies them
+  EXPECT_EQ(moved.size(), 3u);
+}
+
+// A mutable pointer stays this value's own: a copy made after it was handed
+// out does not see later writes through it.
+TEST(ValueTest, CopiesMadeAfterAMutablePointerAreIndependent) {
+  Value v(Array{1, 2});
+  Array* elements = v.asArray();
+  const Value copy = v;
+  elements->push_back(3);
+  EXPECT_EQ(copy.asArray()->size(), 2u);
+  EXPECT_EQ(v.asArray()->size(), 3u);
+}
+
+TEST(ValueTest, SharedValuesReadFromManyThreads) {
+  const Value shared = *JSONSerialization::JSONObjectWithData(R"([{"a": "text", "b": [1, 2]}])");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&shared] {
+      for (int i = 0; i < 2000; ++i) {
+        Value copy = shared;
+        const Value element = copy.asArray()->front();
+        EXPECT_EQ(element.asDictionary()->find(u"a")->asString()->size(), 4u);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+}
+
+TEST(DictionaryTest, LookupsAroundTheIndexThreshold) {
+  // Below 12 entries lookups scan, from 12 on they hash: each size is read
+  // back whole, built by hand and parsed, with a repeated key.
+  for (int size : {1, 11, 12, 13, 40}) {
+    SCOPED_TRACE(size);
+    Dictionary built;
+    std::string json = "{";
+    for (int i = 0; i < size; ++i) {
+      built.set(fromUTF8("key" + std::to_string(i)), i);
+      json += "\"key" + std::to_string(i) + "\": " + std::to_string(i) + ",";
+    }
+    json += "\"key0\": \"last\"}";
+    built.set(u"key0", u"last");
+    const Value parsed = *JSONSerialization::JSONObjectWithData(json);
+    for (const Dictionary* d : {static_cast<const Dictionary*>(&built), parsed.asDictionary()}) {
+      ASSERT_EQ(d->size(), static_cast<std::size_t>(size));
+      EXPECT_EQ(d->begin()->first, u"key0");
+      EXPECT_EQ((*d)[u"key0"], Value(u"last"));
+      for (int i = 1; i < size; ++i) EXPECT_EQ((*d)[fromUTF8("key" + std::to_string(i))], Value(i));
+      EXPECT_FALSE(d->contains(u"key"));
+    }
+    EXPECT_EQ(built, *parsed.asDictionary());
   }
 }
 

@@ -14,6 +14,7 @@ namespace lx {
 
 class Object;
 class Value;
+class SharedString;
 
 /// One argument of `stringWithFormat`. Built implicitly from integers,
 /// floating-point numbers, C strings (UTF-8, `%s`), strings and values
@@ -26,38 +27,37 @@ class FormatArg {
   FormatArg(std::nullptr_t) noexcept : kind_(Kind::Null) {}
   FormatArg(bool v) noexcept : kind_(Kind::Signed), signed_(v) {}
   template <class T>
-    requires(std::is_integral_v<T> && std::is_signed_v<T> && !std::is_same_v<T, bool> &&
-             !std::is_same_v<T, char16_t>)
-  FormatArg(T v) noexcept : kind_(Kind::Signed), signed_(v) {}
+  requires(std::is_integral_v<T>&& std::is_signed_v<T> && !std::is_same_v<T, bool> &&
+           !std::is_same_v<T, char16_t>) FormatArg(T v)
+  noexcept : kind_(Kind::Signed), signed_(v) {}
   template <class T>
-    requires(std::is_integral_v<T> && std::is_unsigned_v<T> && !std::is_same_v<T, bool> &&
-             !std::is_same_v<T, char16_t>)
-  FormatArg(T v) noexcept : kind_(Kind::Unsigned), unsigned_(v) {}
+  requires(std::is_integral_v<T>&& std::is_unsigned_v<T> && !std::is_same_v<T, bool> &&
+           !std::is_same_v<T, char16_t>) FormatArg(T v)
+  noexcept : kind_(Kind::Unsigned), unsigned_(v) {}
   template <class T>
-    requires std::is_enum_v<T>
-  FormatArg(T v) noexcept : kind_(Kind::Signed), signed_(static_cast<long long>(v)) {}
+  requires std::is_enum_v<T> FormatArg(T v)
+  noexcept : kind_(Kind::Signed), signed_(static_cast<long long>(v)) {}
   FormatArg(char16_t v) noexcept : kind_(Kind::Unsigned), unsigned_(v) {}
   FormatArg(double v) noexcept : kind_(Kind::Double), double_(v) {}
   FormatArg(const char* v) noexcept : kind_(v ? Kind::CString : Kind::Null), cstring_(v) {}
   FormatArg(const std::string& v) noexcept : kind_(Kind::CString), cstring_(v.c_str()) {}
   FormatArg(const String& v) noexcept : kind_(Kind::String), string_(v) {}
   FormatArg(StringView v) noexcept : kind_(Kind::String), string_(v) {}
+  FormatArg(const SharedString& v) noexcept;
   FormatArg(const char16_t* v) noexcept : kind_(v ? Kind::String : Kind::Null) {
     if (v) string_ = StringView(v);
   }
-  FormatArg(const std::optional<String>& v) noexcept
-      : kind_(v ? Kind::String : Kind::Null) {
+  FormatArg(const std::optional<String>& v) noexcept : kind_(v ? Kind::String : Kind::Null) {
     if (v) string_ = *v;
   }
   FormatArg(const Value& v) noexcept : kind_(Kind::Value), value_(&v) {}
   template <class T>
-    requires std::is_base_of_v<Object, T>
-  FormatArg(const std::shared_ptr<T>& v) noexcept
-      : kind_(v ? Kind::Object : Kind::Null), object_(v.get()) {}
+  requires std::is_base_of_v<Object, T> FormatArg(const std::shared_ptr<T>& v)
+  noexcept : kind_(v ? Kind::Object : Kind::Null), object_(v.get()) {}
   template <class T>
-    requires(!std::is_same_v<std::remove_cv_t<T>, char> &&
-             !std::is_same_v<std::remove_cv_t<T>, char16_t>)
-  FormatArg(T* v) noexcept : kind_(Kind::Pointer), pointer_(static_cast<const void*>(v)) {}
+  requires(!std::is_same_v<std::remove_cv_t<T>, char> &&
+           !std::is_same_v<std::remove_cv_t<T>, char16_t>) FormatArg(T* v)
+  noexcept : kind_(Kind::Pointer), pointer_(static_cast<const void*>(v)) {}
 
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
   [[nodiscard]] long long signedValue() const noexcept;

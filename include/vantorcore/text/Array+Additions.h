@@ -1,5 +1,4 @@
-// Operations on arrays: `Array` (a `std::vector<Value>`) and, where it is
-// natural, any `std::vector<T>`.
+// Operations on arrays: `Array` and, where it is natural, any `std::vector<T>`.
 //
 // Equality is `==` (for `Value`: deep, numbers across kinds, objects by
 // `isEqual`). The operations that build a new array return it by value; the
@@ -25,9 +24,17 @@ namespace lx {
 /// A set of indexes, in ascending order.
 using IndexSet = std::set<std::size_t>;
 
+/// `Array` or a `std::vector`: indexed, sized, with `push_back`.
+template <class S>
+concept Sequence = requires(S& s, const typename S::value_type& v) {
+  s[std::size_t{0}];
+  s.size();
+  s.push_back(v);
+};
+
 /// Element 0, or absent for an empty array.
-template <class T>
-std::optional<T> lx_firstObject(const std::vector<T>& array) {
+template <Sequence S, class T = typename S::value_type>
+std::optional<T> lx_firstObject(const S& array) {
   if (array.empty()) return std::nullopt;
   return array.front();
 }
@@ -35,9 +42,8 @@ std::optional<T> lx_firstObject(const std::vector<T>& array) {
 /// The first index below the shorter count where the arrays differ, else
 /// that shorter count.
 ///   [a, b] vs [a, b, c] => 2;   [a, b] vs [a, x] => 1;   [] vs [a] => 0
-template <class T>
-std::size_t lx_indexOfFirstMismatchedObjectInArray(const std::vector<T>& array,
-                                                   const std::vector<T>& other) {
+template <Sequence S>
+std::size_t lx_indexOfFirstMismatchedObjectInArray(const S& array, const S& other) {
   const std::size_t count = std::min(array.size(), other.size());
   for (std::size_t i = 0; i < count; ++i) {
     if (!(array[i] == other[i])) return i;
@@ -46,8 +52,8 @@ std::size_t lx_indexOfFirstMismatchedObjectInArray(const std::vector<T>& array,
 }
 
 /// The first element `test` accepts, or absent.
-template <class T, class Test>
-std::optional<T> lx_objectPassingTest(const std::vector<T>& array, Test&& test) {
+template <Sequence S, class Test, class T = typename S::value_type>
+std::optional<T> lx_objectPassingTest(const S& array, Test&& test) {
   for (const T& element : array) {
     if (test(element)) return element;
   }
@@ -57,8 +63,8 @@ std::optional<T> lx_objectPassingTest(const std::vector<T>& array, Test&& test) 
 /// The indexes of `array`'s elements that are members of `objects`, by hash
 /// and equality.
 ///   [a, b, a, c] members of [a, c] => {0, 2, 3}
-template <class T>
-IndexSet lx_indexesOfObjects(const std::vector<T>& array, const std::vector<T>& objects) {
+template <Sequence S, class T = typename S::value_type>
+IndexSet lx_indexesOfObjects(const S& array, const S& objects) {
   const std::unordered_set<T> members(objects.begin(), objects.end());
   IndexSet indexes;
   for (std::size_t i = 0; i < array.size(); ++i) {
@@ -77,8 +83,8 @@ struct IsOptional<std::optional<U>> : std::true_type {};
 /// `transform`'s result for every element, in order, so the result always
 /// has `array`'s count. When `transform` returns a `std::optional`, the
 /// result is an `Array` and an absent result is stored as the null value.
-template <class T, class Transform>
-auto lx_map(const std::vector<T>& array, Transform&& transform) {
+template <Sequence S, class Transform, class T = typename S::value_type>
+auto lx_map(const S& array, Transform&& transform) {
   using R = std::invoke_result_t<Transform&, const T&>;
   if constexpr (detail::IsOptional<R>::value) {
     Array result;
@@ -96,13 +102,15 @@ auto lx_map(const std::vector<T>& array, Transform&& transform) {
   }
 }
 
-/// `transform`'s present results, in order (it returns a `std::optional`).
+/// `transform`'s present results, in order (it returns a `std::optional`); an
+/// `Array` when they are values.
 ///   ['1', 'x', '3'] with "parse int" => [1, 3]
-template <class T, class Transform>
-auto lx_compactMap(const std::vector<T>& array, Transform&& transform) {
+template <Sequence S, class Transform, class T = typename S::value_type>
+auto lx_compactMap(const S& array, Transform&& transform) {
   using R = std::invoke_result_t<Transform&, const T&>;
   static_assert(detail::IsOptional<R>::value, "lx_compactMap needs a std::optional result");
-  std::vector<typename R::value_type> result;
+  using V = typename R::value_type;
+  std::conditional_t<std::is_same_v<V, Value>, Array, std::vector<V>> result;
   for (const T& element : array) {
     if (R mapped = transform(element)) result.push_back(std::move(*mapped));
   }
@@ -110,9 +118,9 @@ auto lx_compactMap(const std::vector<T>& array, Transform&& transform) {
 }
 
 /// The elements `test` accepts, in order.
-template <class T, class Test>
-std::vector<T> lx_filter(const std::vector<T>& array, Test&& test) {
-  std::vector<T> result;
+template <Sequence S, class Test, class T = typename S::value_type>
+S lx_filter(const S& array, Test&& test) {
+  S result;
   for (const T& element : array) {
     if (test(element)) result.push_back(element);
   }
@@ -129,19 +137,23 @@ std::vector<Range> lx_coalesceRanges(const std::vector<Range>& ranges);
 
 /// Any collection's elements, in its own order, as a vector.
 template <std::ranges::input_range R>
-requires(!std::is_same_v<std::remove_cvref_t<R>, Dictionary>) auto arrayByEnumerating(
-    const R& collection) {
+requires(
+    !std::is_same_v<std::remove_cvref_t<R>, Dictionary> &&
+    !std::is_same_v<std::remove_cvref_t<R>, Array>) auto arrayByEnumerating(const R& collection) {
   return std::vector<std::ranges::range_value_t<R>>(std::ranges::begin(collection),
                                                     std::ranges::end(collection));
 }
+
+/// An array enumerates its elements.
+inline Array arrayByEnumerating(const Array& array) { return array; }
 
 /// A dictionary enumerates its keys, in insertion order.
 Array arrayByEnumerating(const Dictionary& dictionary);
 
 /// Removes every element at index `index` or above; nothing when `index` is
 /// at or past the count.
-template <class T>
-void lx_removeObjectsFromIndex(std::vector<T>& array, std::size_t index) {
+template <Sequence S>
+void lx_removeObjectsFromIndex(S& array, std::size_t index) {
   if (index < array.size()) array.erase(array.begin() + index, array.end());
 }
 
@@ -153,8 +165,8 @@ namespace detail {
 /// first `index - 1` elements, keeping the one at `index - 1` (a settled
 /// one-short count). 0 on a non-empty array throws `RangeException`.
 ///   [a b c d e] to 3  => [c d e];   to 10 => [];   to 1 => unchanged;   to 0 => throws
-template <class T>
-void lx_removeObjectsToIndex(std::vector<T>& array, std::size_t index) {
+template <Sequence S>
+void lx_removeObjectsToIndex(S& array, std::size_t index) {
   if (index >= array.size()) {
     array.clear();
   } else if (index == 0) {

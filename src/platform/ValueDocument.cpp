@@ -1,0 +1,293 @@
+#include "platform/ValueDocument.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
+
+namespace lx::detail {
+
+namespace {
+
+constexpr std::size_t kHugePage = 2u << 20;
+constexpr std::size_t kLargeBlock = 2 * kHugePage;
+constexpr std::size_t kMinimumBlock = 1024;
+// Past this, blocks stop doubling: a document larger still adds blocks of
+// this size.
+constexpr std::size_t kMaximumGrowth = 256u << 20;
+
+constexpr std::size_t roundUp(std::size_t n, std::size_t to) { return (n + to - 1) / to * to; }
+
+// A mapping of `size` bytes (a multiple of 2 MiB) on a 2 MiB boundary,
+// advised as huge pages; null when the system has no memory to give.
+void* mapHugeBlock(std::size_t size) {
+  void* raw =
+      mmap(nullptr, size + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (raw == MAP_FAILED) return nullptr;
+  auto* start = static_cast<char*>(raw);
+  auto* aligned =
+      reinterpret_cast<char*>(roundUp(reinterpret_cast<std::uintptr_t>(start), kHugePage));
+  if (aligned > start) munmap(start, static_cast<std::size_t>(aligned - start));
+  const std::size_t tail = static_cast<std::size_t>(start + size + kHugePage - (aligned + size));
+  if (tail) munmap(aligned + size, tail);
+  // Advice only: without transparent huge pages the block still works.
+  madvise(aligned, size, MADV_HUGEPAGE);
+  return aligned;
+}
+
+// The length of the run of ASCII bytes `p` starts with, eight at a time.
+std::size_t asciiPrefixLength(const unsigned char* p, std::size_t n) {
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, p + i, 8);
+    if (word & 0x8080808080808080ULL) break;
+  }
+  while (i < n && p[i] < 0x80) ++i;
+  return i;
+}
+
+// Decodes UTF-8 that is known to be valid; returns the number of units
+// written to `out`, which has room for `in.size()` units.
+std::size_t decodeValidUTF8(std::string_view in, char16_t* out) {
+  const auto* p = reinterpret_cast<const unsigned char*>(in.data());
+  const auto* const end = p + in.size();
+  const std::size_t ascii = asciiPrefixLength(p, in.size());
+  std::copy(p, p + ascii, out);
+  char16_t* dst = out + ascii;
+  p += ascii;
+  while (p < end) {
+    const unsigned c = *p;
+    if (c < 0x80) {
+      *dst++ = static_cast<char16_t>(c);
+      p += 1;
+    } else if (c < 0xE0) {
+      *dst++ = static_cast<char16_t>(((c & 0x1F) << 6) | (p[1] & 0x3F));
+      p += 2;
+    } else if (c < 0xF0) {
+      *dst++ = static_cast<char16_t>(((c & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
+      p += 3;
+    } else {
+      const char32_t cp =
+          ((c & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) | (p[3] & 0x3F);
+      *dst++ = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      *dst++ = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+      p += 4;
+    }
+  }
+  return static_cast<std::size_t>(dst - out);
+}
+
+}  // namespace
+
+void* allocateLargeBlock(std::size_t bytes) {
+  void* block = bytes >= kLargeBlock ? mapHugeBlock(roundUp(bytes, kHugePage)) : nullptr;
+  if (!block) block = std::malloc(bytes);
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+
+void freeLargeBlock(void* block, std::size_t bytes) noexcept {
+  if (!block) return;
+  if (bytes >= kLargeBlock) {
+    munmap(block, roundUp(bytes, kHugePage));
+  } else {
+    std::free(block);
+  }
+}
+
+void adviseHugePages(void* buffer, std::size_t bytes) noexcept {
+  if (!buffer || bytes < kLargeBlock) return;
+  const auto start = roundUp(reinterpret_cast<std::uintptr_t>(buffer), kHugePage);
+  const auto end = (reinterpret_cast<std::uintptr_t>(buffer) + bytes) / kHugePage * kHugePage;
+  if (end > start) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+}
+
+struct DocumentArena::Block {
+  Block* next;
+  std::size_t size;
+  bool mapped;
+};
+
+DocumentArena* DocumentArena::create(std::size_t expectedBytes) {
+  auto* arena = new DocumentArena();
+  arena->nextBlockSize_ = std::max(expectedBytes, kMinimumBlock);
+  return arena;
+}
+
+void DocumentArena::addBlock(std::size_t minimum) {
+  std::size_t size = std::max(minimum + sizeof(Block), nextBlockSize_);
+  void* memory = nullptr;
+  bool mapped = false;
+  if (size >= kHugePage) {
+    size = roundUp(size, kHugePage);
+    memory = mapHugeBlock(size);
+    mapped = memory != nullptr;
+  }
+  if (!memory) memory = std::malloc(size);
+  if (!memory) throw std::bad_alloc();
+  blocks_ = new (memory) Block{blocks_, size, mapped};
+  cursor_ = reinterpret_cast<char*>(blocks_ + 1);
+  limit_ = static_cast<char*>(memory) + size;
+  nextBlockSize_ = std::min(size * 2, kMaximumGrowth);
+}
+
+void* DocumentArena::allocate(std::size_t bytes) {
+  bytes = roundUp(bytes, 8);
+  if (static_cast<std::size_t>(limit_ - cursor_) < bytes) addBlock(bytes);
+  void* p = cursor_;
+  cursor_ += bytes;
+  return p;
+}
+
+void DocumentArena::shrinkLast(void* p, std::size_t bytes) noexcept {
+  cursor_ = static_cast<char*>(p) + roundUp(bytes, 8);
+}
+
+void DocumentArena::release() noexcept {
+  if (refs_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  for (Block* block = blocks_; block;) {
+    Block* next = block->next;
+    if (block->mapped) {
+      munmap(block, block->size);
+    } else {
+      std::free(block);
+    }
+    block = next;
+  }
+  delete this;
+}
+
+void retainDocument(DocumentArena* document) noexcept { document->retain(); }
+void releaseDocument(DocumentArena* document) noexcept { document->release(); }
+
+// ---------------------------------------------------------------------------
+
+DocumentBuilder::DocumentBuilder(std::size_t expectedBytes) : expectedBytes_(expectedBytes) {}
+
+DocumentBuilder::~DocumentBuilder() {
+  if (arena_) arena_->release();
+}
+
+// Made on first use: a document of one number or id needs none.
+DocumentArena& DocumentBuilder::arena() {
+  if (!arena_) arena_ = DocumentArena::create(expectedBytes_);
+  return *arena_;
+}
+
+StringNode* DocumentBuilder::makeString(std::string_view utf8) {
+  InternedString* interned = nullptr;
+  if (utf8.size() <= kInternMaximumLength) {
+    const std::size_t hash = std::hash<std::string_view>{}(utf8);
+    interned = &interned_[hash & (kInternSlots - 1)];
+    if (interned->node && interned->length == utf8.size() &&
+        std::memcmp(interned->utf8, utf8.data(), utf8.size()) == 0)
+      return interned->node;
+  }
+  void* memory = arena().allocate(sizeof(StringNode) + utf8.size() * sizeof(char16_t));
+  auto* node = new (memory) StringNode(arena_);
+  node->length = decodeValidUTF8(utf8, node->chars());
+  arena_->shrinkLast(memory, sizeof(StringNode) + node->length * sizeof(char16_t));
+  if (interned) *interned = {utf8.data(), utf8.size(), node};
+  return node;
+}
+
+void DocumentBuilder::setString(Value* slot, std::string_view utf8) {
+  slot->~Value();
+  new (slot) Value(SharedString(utf8.empty() ? nullptr : makeString(utf8)));
+}
+
+void DocumentBuilder::setKey(Dictionary::Entry* entry, std::string_view utf8) {
+  entry->first.node_ = utf8.empty() ? nullptr : makeString(utf8);
+}
+
+Value* DocumentBuilder::setArray(Value* slot, std::size_t count) {
+  void* memory = arena().allocate(sizeof(ArrayNode) + count * sizeof(Value));
+  auto* node = new (memory) ArrayNode(Array(), arena_);
+  auto* elements = reinterpret_cast<Value*>(node + 1);
+  for (std::size_t i = 0; i < count; ++i) new (elements + i) Value();
+  Array& array = node->array;
+  array.data_ = elements;
+  array.size_ = array.capacity_ = count;
+  array.borrowed_ = true;
+  slot->~Value();
+  new (slot) Value(Value::Type::Array, node);
+  return elements;
+}
+
+Dictionary::Entry* DocumentBuilder::setDictionary(Value* slot, std::size_t count) {
+  using Entry = Dictionary::Entry;
+  void* memory = arena().allocate(sizeof(DictionaryNode) + count * sizeof(Entry));
+  auto* node = new (memory) DictionaryNode(Dictionary(), arena_);
+  auto* entries = reinterpret_cast<Entry*>(node + 1);
+  for (std::size_t i = 0; i < count; ++i) new (entries + i) Entry();
+  Dictionary& dictionary = node->dictionary;
+  dictionary.entries_ = entries;
+  dictionary.size_ = dictionary.capacity_ = count;
+  dictionary.borrowed_ = true;
+  slot->~Value();
+  new (slot) Value(Value::Type::Dictionary, node);
+  return entries;
+}
+
+// Values in the arena count no references, so entries move as bytes and an
+// overwritten value is simply dropped.
+void DocumentBuilder::finishDictionary(Value* slot) {
+  using Entry = Dictionary::Entry;
+  Dictionary& d = static_cast<DictionaryNode*>(slot->node_)->dictionary;
+  const bool indexed = d.size_ >= 12;
+  if (indexed) {
+    const std::size_t slots = std::bit_ceil(d.size_ * 2);
+    d.index_ = static_cast<std::uint32_t*>(arena().allocate(slots * sizeof(std::uint32_t)));
+    std::memset(d.index_, 0, slots * sizeof(std::uint32_t));
+    d.indexMask_ = slots - 1;
+  }
+  std::uint64_t seen = 0;
+  std::size_t out = 0;
+  for (std::size_t i = 0; i < d.size_; ++i) {
+    const StringView key = d.entries_[i].first;
+    std::size_t first = out;
+    if (indexed) {
+      std::size_t probe = std::hash<StringView>{}(key)&d.indexMask_;
+      for (; d.index_[probe]; probe = (probe + 1) & d.indexMask_) {
+        if (d.entries_[d.index_[probe] - 1].first == key) {
+          first = d.index_[probe] - 1;
+          break;
+        }
+      }
+      if (first == out) d.index_[probe] = static_cast<std::uint32_t>(out + 1);
+    } else {
+      // One bit per (length, first unit): a clear bit spares the scan.
+      const std::uint64_t bit = std::uint64_t{1}
+                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
+      if (seen & bit) {
+        first = 0;
+        while (first < out && d.entries_[first].first != key) ++first;
+      }
+      seen |= bit;
+    }
+    if (first < out) {
+      std::memcpy(static_cast<void*>(&d.entries_[first].second),
+                  static_cast<const void*>(&d.entries_[i].second), sizeof(Value));
+    } else if (out++ != i) {
+      std::memcpy(static_cast<void*>(&d.entries_[out - 1]),
+                  static_cast<const void*>(&d.entries_[i]), sizeof(Entry));
+    }
+  }
+  d.size_ = out;
+}
+
+Value DocumentBuilder::finish(Value& root) {
+  Value document = std::move(root);
+  // The document's only counted reference is the builder's: it passes to
+  // the root, unless the root is a number or the like that needs no arena.
+  if (document.holdsNode()) arena_ = nullptr;
+  return document;
+}
+
+}  // namespace lx::detail
