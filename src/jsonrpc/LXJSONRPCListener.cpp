@@ -1,6 +1,7 @@
 #include "vantorcore/jsonrpc/LXJSONRPCListener.h"
 
 #include <chrono>
+#include <semaphore>
 #include <utility>
 #include <vector>
 
@@ -164,9 +165,8 @@ void LXJSONRPCListener::waitForReadStep() {
   // delegate could take every one of them. A bounded wait per chunk still
   // slows a runaway writer to a trickle.
   std::unique_lock lock(queuedInputMutex_);
-  queuedInputDrained_.wait_for(lock, kMaximumHoldBack, [this] {
-    return queuedInput_ <= kMaximumQueuedInput || stopping_;
-  });
+  queuedInputDrained_.wait_for(lock, kMaximumHoldBack,
+                               [this] { return queuedInput_ <= kMaximumQueuedInput || stopping_; });
 }
 
 void LXJSONRPCListener::readStep() {
@@ -251,6 +251,14 @@ void LXJSONRPCListener::sendMessage(std::shared_ptr<LXJSONRPCMessage> message) {
                 error ? error->localizedDescription() : String(u"(null)"));
     }
   });
+}
+
+bool LXJSONRPCListener::waitUntilWritten(double timeout) {
+  // Writes run in order on the work queue, so once a closure queued behind
+  // them runs, they are done.
+  auto written = std::make_shared<std::binary_semaphore>(0);
+  workQueue_->async([written] { written->release(); });
+  return written->try_acquire_for(std::chrono::duration<double>(timeout));
 }
 
 void LXJSONRPCListener::sendRequest(std::shared_ptr<LXJSONRPCMessage> request,

@@ -245,15 +245,17 @@ int serveStandardIO() {
   while (!finish->waitFor(3600)) {
   }
 
-  // Replies are written on the listener's work queue, and delayed ones are
-  // still queued: let go of everything and wait until the last closure that
-  // holds the listener or the service has run, so no reply is lost at exit.
-  listener->stop();
+  // Delayed replies hold the service until they are handed to the listener;
+  // then the listener's own wait covers their writing, and once it has
+  // stopped nothing of it may still run at exit.
   std::weak_ptr<LXJSONRPCListener> listenerRef = listener;
   std::weak_ptr<Service> serviceRef = service;
-  listener.reset();
   service.reset();
-  if (!waitUntilExpired(kDrainSeconds, listenerRef, serviceRef)) {
+  const bool sent =
+      waitUntilExpired(kDrainSeconds, serviceRef) && listener->waitUntilWritten(kDrainSeconds);
+  listener->stop();
+  listener.reset();
+  if (!sent || !waitUntilExpired(kDrainSeconds, listenerRef)) {
     std::fprintf(stderr, "vantor jsonrpc serve: replies still pending at exit\n");
     return 1;
   }

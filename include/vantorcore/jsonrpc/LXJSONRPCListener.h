@@ -80,6 +80,12 @@ class LXJSONRPCListener : public Object {
   /// message of another type and ("Request has already been sent") for an
   /// id that is still pending. Any thread.
   void sendRequest(std::shared_ptr<LXJSONRPCMessage> request, ReplyHandler replyHandler);
+  /// Blocks until every message handed to `sendMessage` or `sendRequest`
+  /// before this call has been written by the transport (or its failure
+  /// logged), for at most `timeout` seconds; returns whether they all were.
+  /// Lets a host that is about to exit send its last replies. Never call it
+  /// on the work queue.
+  bool waitUntilWritten(double timeout);
 
   [[nodiscard]] std::shared_ptr<LXJSONRPCListenerDelegate> delegate() const;
   /// Held weakly.
