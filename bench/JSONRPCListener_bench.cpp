@@ -1,10 +1,12 @@
 // LXJSONRPCFileHandleListener end to end: the shared LSP-style stream goes
 // through a real pipe into a listener whose delegate, on a serial queue,
-// counts the messages. Wall clock from `start` to the last message
-// delivered; best of RUNS. Prints the same "BEST ..." line as the peer
-// readers, so bench/jsonrpc_compare.sh can set the figures side by side.
+// counts the messages (b1) or, with --read-members, also reads the params or
+// result of every message and walks every string and number in them (b2), as
+// a real delegate and the peer reader do. Wall clock from `start` to the last
+// message delivered; best of RUNS. Prints the same "BEST ..." line as the
+// peer readers, so bench/jsonrpc_compare.sh can set the figures side by side.
 //
-// usage: JSONRPCListener_bench [STREAM] [RUNS=3]
+// usage: JSONRPCListener_bench [--read-members] [STREAM] [RUNS=3]
 //   STREAM defaults to $VANTOR_JSONRPC_STREAM, else to
 //   <build>/jsonrpc/stream-200000.bin, made with gen_stream.py when missing.
 //   Google Benchmark flags (--benchmark_*) are accepted and ignored.
@@ -43,12 +45,33 @@ constexpr double kRunTimeoutSeconds = 300;
 
 // Counts messages by type on the delegate queue and wakes the timer at the
 // expected count.
+// Every string's length and every number, so that no read can be skipped.
+double walk(const lx::Value& value) {
+  if (const lx::SharedString* text = value.asString()) return static_cast<double>(text->size());
+  if (value.isNumber()) return value.doubleValue();
+  double sum = 0;
+  if (const lx::Array* array = value.asArray()) {
+    for (const lx::Value& element : *array) sum += walk(element);
+  } else if (const lx::Dictionary* dictionary = value.asDictionary()) {
+    for (const auto& [key, member] : *dictionary)
+      sum += static_cast<double>(key.size()) + walk(member);
+  }
+  return sum;
+}
+
 class Counter : public lx::LXJSONRPCListenerDelegate {
  public:
-  explicit Counter(std::size_t expected) : expected_(expected) {}
+  Counter(std::size_t expected, bool readMembers)
+      : expected_(expected), readMembers_(readMembers) {}
 
   void didReceiveMessage(lx::LXJSONRPCListener&,
                          const std::shared_ptr<lx::LXJSONRPCMessage>& message) override {
+    if (readMembers_) {
+      const auto members = message->messageType() == lx::LXJSONRPCMessageType::Response
+                               ? message->result()
+                               : message->parameters();
+      if (members) checksum_ += walk(*members);
+    }
     ++byType_[static_cast<std::size_t>(message->messageType())];
     if (++count_ == expected_) finish();
   }
@@ -83,6 +106,8 @@ class Counter : public lx::LXJSONRPCListenerDelegate {
   }
 
   const std::size_t expected_;
+  const bool readMembers_;
+  double checksum_ = 0;  // on the serial delegate queue only
   std::atomic<std::size_t> count_{0};
   std::atomic<std::size_t> byType_[3]{};
   std::mutex mutex_;
@@ -120,13 +145,13 @@ struct Run {
   std::size_t requests = 0, notifications = 0, responses = 0;
 };
 
-std::optional<Run> oneRun(const std::string& path, std::size_t expected) {
+std::optional<Run> oneRun(const std::string& path, std::size_t expected, bool readMembers) {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
   const int sink = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   auto listener = lx::LXJSONRPCFileHandleListener::initWithInputHandle(
       lx::FileHandle::make(fds[0], true), lx::FileHandle::make(sink, true));
-  auto counter = std::make_shared<Counter>(expected);
+  auto counter = std::make_shared<Counter>(expected, readMembers);
   listener->setDelegateQueue(lx::DispatchQueue::makeSerial(u"bench.jsonrpc.delegate"));
   listener->setDelegate(counter);
 
@@ -187,8 +212,14 @@ std::optional<std::string> defaultStream(const char* argv0) {
 int main(int argc, char** argv) {
   ::signal(SIGPIPE, SIG_IGN);
   std::vector<std::string> args;
+  bool readMembers = false;
   for (int i = 1; i < argc; ++i) {
-    if (std::string(argv[i]).rfind("--benchmark", 0) != 0) args.emplace_back(argv[i]);
+    const std::string arg = argv[i];
+    if (arg == "--read-members") {
+      readMembers = true;
+    } else if (arg.rfind("--benchmark", 0) != 0) {
+      args.push_back(arg);
+    }
   }
   std::optional<std::string> stream;
   if (!args.empty()) {
@@ -212,7 +243,7 @@ int main(int argc, char** argv) {
 
   std::optional<Run> best;
   for (int i = 1; i <= runs; ++i) {
-    const auto run = oneRun(*stream, expected);
+    const auto run = oneRun(*stream, expected, readMembers);
     if (!run) {
       std::printf("run %d: no result within %.0f s\n", i, kRunTimeoutSeconds);
       return 1;
@@ -226,8 +257,9 @@ int main(int argc, char** argv) {
   }
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("BEST vantor-listener: %.1f MB/s, %.0f msgs/s, %.3f s; maxRSS %ld MiB\n",
-              megabytes / best->seconds, static_cast<double>(best->count) / best->seconds,
-              best->seconds, usage.ru_maxrss / 1024);
+  std::printf("BEST vantor-listener%s: %.1f MB/s, %.0f msgs/s, %.3f s; maxRSS %ld MiB\n",
+              readMembers ? "+members" : "", megabytes / best->seconds,
+              static_cast<double>(best->count) / best->seconds, best->seconds,
+              usage.ru_maxrss / 1024);
   return best->count == expected ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 #include "vantorcore/jsonrpc/LXJSONRPCFileHandleListener.h"
 
 #include <fcntl.h>
+#include <limits>
 
 #include "vantorcore/platform/Exception.h"
 
@@ -10,6 +11,8 @@ LX_DEFINE_CLASS(LXJSONRPCFileHandleListener, LXJSONRPCListener)
 
 namespace {
 constexpr int kPipeCapacity = 1 << 20;
+// As much as one read may bring: the file handle bounds each read itself.
+constexpr std::size_t kMaximumRead = std::numeric_limits<std::size_t>::max();
 }  // namespace
 
 std::shared_ptr<LXJSONRPCFileHandleListener> LXJSONRPCFileHandleListener::initWithInputHandle(
@@ -50,7 +53,8 @@ void LXJSONRPCFileHandleListener::didStart() {
   inputHandle_->setReadabilityHandler([weak](FileHandle& handle) {
     auto self = weak.lock();
     ErrorPtr error;
-    Data chunk = self ? handle.availableData(&error) : Data();
+    Data chunk = self ? self->takeChunkBuffer() : Data();
+    if (self) handle.readAvailable(chunk, kMaximumRead, &error);
     if (!chunk.empty()) {
       self->didReadData(std::move(chunk));
       self->waitForReadStep();

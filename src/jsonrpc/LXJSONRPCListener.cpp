@@ -139,7 +139,27 @@ void LXJSONRPCListener::didReadData(Data chunk) {
       readStep();
     }
     releaseInput(size);
+    recycleChunkBuffer(std::move(chunk));
   });
+}
+
+Data LXJSONRPCListener::takeChunkBuffer() {
+  std::lock_guard lock(spareBuffersMutex_);
+  if (spareBuffers_.empty()) return Data();
+  Data buffer = std::move(spareBuffers_.back());
+  spareBuffers_.pop_back();
+  return buffer;
+}
+
+void LXJSONRPCListener::recycleChunkBuffer(Data buffer) {
+  // A few buffers of an ordinary read's size cover a stream in flight; one
+  // grown by a huge message is let go.
+  constexpr std::size_t kSpareBuffers = 4;
+  constexpr std::size_t kLargestSpare = 2 * kBufferCapacity + (1u << 20);
+  if (buffer.capacity() == 0 || buffer.capacity() > kLargestSpare) return;
+  buffer.clear();
+  std::lock_guard lock(spareBuffersMutex_);
+  if (spareBuffers_.size() < kSpareBuffers) spareBuffers_.push_back(std::move(buffer));
 }
 
 void LXJSONRPCListener::holdInput(std::size_t size) {

@@ -117,7 +117,9 @@ void logDecodingError(std::string_view body) {
   // its error value; bad bodies are rare enough not to matter for speed.
   ErrorPtr error;
   (void)JSONSerialization::JSONObjectWithData(body, 0, &error);
-  logFormat(u"Error unpacking JSON-RPC payload: %@", error);
+  // The reader's debug description says what is wrong and at which byte.
+  logFormat(u"Error unpacking JSON-RPC payload: %@ UserInfo={NSDebugDescription=%@}", error,
+            error->userInfo()[u"NSDebugDescription"]);
 }
 
 // The members of a body that decide what the message is. A repeated key

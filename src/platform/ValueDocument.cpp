@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <mutex>
 #include <new>
+#include <vector>
 
 namespace lx::detail {
 
@@ -83,6 +85,32 @@ std::size_t decodeValidUTF8(std::string_view in, char16_t* out) {
   return static_cast<std::size_t>(dst - out);
 }
 
+// Enough to spread the short strings of one document over the slots: the
+// first and last eight bytes and the length, mixed.
+std::size_t shortHash(std::string_view text) noexcept {
+  std::uint64_t head = 0;
+  std::uint64_t tail = 0;
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size();
+  // Fixed-size loads only: a copy of a variable length into a word stalls
+  // the load that reads it back.
+  if (n >= 8) {
+    std::memcpy(&head, p, 8);
+    std::memcpy(&tail, p + n - 8, 8);
+  } else if (n >= 4) {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + n - 4, 4);
+    head = (std::uint64_t{first} << 32) | last;
+  } else if (n > 0) {
+    head = (std::uint64_t{p[0]} << 16) | (std::uint64_t{p[n / 2]} << 8) | p[n - 1];
+  }
+  const std::uint64_t h =
+      (head ^ (tail * 0x9E3779B97F4A7C15ULL) ^ text.size()) * 0xFF51AFD7ED558CCDULL;
+  return static_cast<std::size_t>(h ^ (h >> 29));
+}
+
 }  // namespace
 
 void* allocateLargeBlock(std::size_t bytes) {
@@ -114,6 +142,55 @@ struct DocumentArena::Block {
   bool mapped;
 };
 
+namespace {
+
+// Small documents come and go by the thousand (a message's parameters), and
+// fresh memory costs a page fault per 4 KiB: the blocks of freed documents
+// wait here for the next ones. One cache for the process, because documents
+// are often made on one thread and freed on another. Sizes are powers of two
+// from 4 KiB to 1 MiB, at most 8 MiB in all.
+class BlockCache {
+ public:
+  static constexpr std::size_t kSmallest = 4096;
+  static constexpr std::size_t kLargest = 1u << 20;
+
+  // Never destroyed: documents may be freed during static destruction.
+  static BlockCache& shared() {
+    static auto* cache = new BlockCache();
+    return *cache;
+  }
+  static bool cacheable(std::size_t size) noexcept {
+    return size >= kSmallest && size <= kLargest && std::has_single_bit(size);
+  }
+  void* take(std::size_t size) noexcept {
+    std::lock_guard lock(mutex_);
+    auto& blocks = free_[classOf(size)];
+    if (blocks.empty()) return nullptr;
+    void* block = blocks.back();
+    blocks.pop_back();
+    bytes_ -= size;
+    return block;
+  }
+  bool give(void* block, std::size_t size) {
+    std::lock_guard lock(mutex_);
+    if (bytes_ + size > kCapacity) return false;
+    free_[classOf(size)].push_back(block);
+    bytes_ += size;
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t kCapacity = 8u << 20;
+  static std::size_t classOf(std::size_t size) noexcept {
+    return static_cast<std::size_t>(std::countr_zero(size) - std::countr_zero(kSmallest));
+  }
+  std::mutex mutex_;
+  std::vector<void*> free_[9];
+  std::size_t bytes_ = 0;
+};
+
+}  // namespace
+
 DocumentArena* DocumentArena::create(std::size_t expectedBytes) {
   auto* arena = new DocumentArena();
   arena->nextBlockSize_ = std::max(expectedBytes, kMinimumBlock);
@@ -128,6 +205,9 @@ void DocumentArena::addBlock(std::size_t minimum) {
     size = roundUp(size, kHugePage);
     memory = mapHugeBlock(size);
     mapped = memory != nullptr;
+  } else if (size <= BlockCache::kLargest) {
+    size = std::bit_ceil(std::max(size, BlockCache::kSmallest));
+    memory = BlockCache::shared().take(size);
   }
   if (!memory) memory = std::malloc(size);
   if (!memory) throw std::bad_alloc();
@@ -155,7 +235,8 @@ void DocumentArena::release() noexcept {
     Block* next = block->next;
     if (block->mapped) {
       munmap(block, block->size);
-    } else {
+    } else if (!BlockCache::cacheable(block->size) ||
+               !BlockCache::shared().give(block, block->size)) {
       std::free(block);
     }
     block = next;
@@ -168,7 +249,14 @@ void releaseDocument(DocumentArena* document) noexcept { document->release(); }
 
 // ---------------------------------------------------------------------------
 
-DocumentBuilder::DocumentBuilder(std::size_t expectedBytes) : expectedBytes_(expectedBytes) {}
+DocumentBuilder::DocumentBuilder(std::size_t expectedBytes)
+    : expectedBytes_(expectedBytes),
+      // About one short string per 32 bytes of text; clearing the whole
+      // table would cost a small document more than building it.
+      internMask_(std::bit_ceil(std::clamp<std::size_t>(expectedBytes / 32, 16, kInternSlots)) -
+                  1) {
+  std::fill_n(interned_, internMask_ + 1, InternedString());
+}
 
 DocumentBuilder::~DocumentBuilder() {
   if (arena_) arena_->release();
@@ -183,8 +271,8 @@ DocumentArena& DocumentBuilder::arena() {
 StringNode* DocumentBuilder::makeString(std::string_view utf8) {
   InternedString* interned = nullptr;
   if (utf8.size() <= kInternMaximumLength) {
-    const std::size_t hash = std::hash<std::string_view>{}(utf8);
-    interned = &interned_[hash & (kInternSlots - 1)];
+    const std::size_t hash = shortHash(utf8);
+    interned = &interned_[hash & internMask_];
     if (interned->node && interned->length == utf8.size() &&
         std::memcmp(interned->utf8, utf8.data(), utf8.size()) == 0)
       return interned->node;

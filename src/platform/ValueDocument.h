@@ -91,15 +91,17 @@ class DocumentBuilder {
   DocumentArena& arena();
 
   struct InternedString {
-    const char* utf8 = nullptr;
-    std::size_t length = 0;
-    StringNode* node = nullptr;
+    const char* utf8;
+    std::size_t length;
+    StringNode* node;
   };
   static constexpr std::size_t kInternSlots = 1024;
   static constexpr std::size_t kInternMaximumLength = 32;
 
   std::size_t expectedBytes_;
   DocumentArena* arena_ = nullptr;
+  std::size_t internMask_;
+  // Only the first `internMask_ + 1` slots are in use (and initialised).
   InternedString interned_[kInternSlots];
 };
 

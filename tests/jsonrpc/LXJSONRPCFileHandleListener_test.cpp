@@ -70,6 +70,21 @@ TEST_F(FileHandleListenerTest, ConversationOverPipesUntilEndOfFile) {
   EXPECT_EQ(replies.only(6), test::Replies::Outcome());
 }
 
+TEST_F(FileHandleListenerTest, WaitUntilWrittenCoversEveryMessageSentBefore) {
+  for (const char16_t* method : {u"one", u"two"})
+    listener->sendMessage(LXJSONRPCMessage::notificationWithMethod(method));
+  ASSERT_TRUE(listener->waitUntilWritten(5));
+  const Data written = output.reader->availableData();  // in the pipe already
+  EXPECT_NE(asStringView(written).find(R"("method":"two")"), std::string_view::npos);
+
+  // A message larger than the pipe holds is written only as it is read.
+  listener->sendMessage(LXJSONRPCMessage::notificationWithMethod(u"large", std::nullopt,
+                                                                 Value(String(200'000, u'x'))));
+  EXPECT_FALSE(listener->waitUntilWritten(0.05));
+  Collector drain(output.reader);
+  EXPECT_TRUE(listener->waitUntilWritten(5));
+}
+
 TEST_F(FileHandleListenerTest, WriteFailureIsLoggedAndTheMessageDropped) {
   ScopedLogCapture log;
   output.reader->closeFile();

@@ -118,6 +118,11 @@ class LXJSONRPCListener : public Object {
   /// Transports call this with every chunk received; chunks that arrive
   /// while not running are dropped. Any thread.
   void didReadData(Data chunk);
+  /// An empty buffer for the transport's next chunk: one the listener has
+  /// finished with when there is one, so that a busy stream reuses memory
+  /// already in use instead of faulting in fresh pages for every read.
+  /// Any thread.
+  Data takeChunkBuffer();
   /// Transports call this when the stream ends (null error: orderly). Any thread.
   void didTerminateWithError(ErrorPtr error);
   /// Blocks the calling transport thread while more than
@@ -139,6 +144,7 @@ class LXJSONRPCListener : public Object {
   void deliver(std::function<void()> closure);
   void holdInput(std::size_t size);
   void releaseInput(std::size_t size);
+  void recycleChunkBuffer(Data buffer);
 
   const std::shared_ptr<DispatchQueue> workQueue_;
   std::atomic<bool> running_{false};
@@ -154,6 +160,9 @@ class LXJSONRPCListener : public Object {
   std::condition_variable queuedInputDrained_;
   std::size_t queuedInput_ = 0;
   bool stopping_ = false;
+  // Chunk buffers read to the end, for the transport to fill again.
+  std::mutex spareBuffersMutex_;
+  std::vector<Data> spareBuffers_;
   mutable std::mutex delegateMutex_;
   std::weak_ptr<LXJSONRPCListenerDelegate> delegate_;
   std::shared_ptr<DispatchQueue> delegateQueue_;
