@@ -208,15 +208,20 @@ class Writer {
     return fail(u"Invalid type in JSON write (" + value.description() + u")");
   }
 
-  /// The text written, as `Out` (a string, handed over, or a data object).
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+  ~Writer() { detail::freeLargeBlock(buffer_, capacity_); }
+
+  /// The text written, as `Out` (a string or a data object), in memory
+  /// advised as huge pages when large: a result of many megabytes would
+  /// otherwise cost a page fault per 4 KiB as it is filled.
   template <class Out>
   Out take() {
-    out_.resize(size_);
-    if constexpr (std::is_same_v<Out, std::string>) {
-      return std::move(out_);
-    } else {
-      return Out(out_.begin(), out_.end());
-    }
+    Out out;
+    out.reserve(size_);
+    detail::adviseHugePages(out.data(), size_);
+    out.insert(out.end(), buffer_, buffer_ + size_);
+    return out;
   }
   ErrorPtr error() const { return error_; }
 
@@ -228,8 +233,16 @@ class Writer {
 
   // Room for `n` more bytes; returns where they go.
   char* reserve(std::size_t n) {
-    if (size_ + n > out_.size()) out_.resize(std::max(out_.size() * 2, size_ + n + 4096));
-    return out_.data() + size_;
+    if (size_ + n > capacity_) grow(size_ + n);
+    return buffer_ + size_;
+  }
+  void grow(std::size_t needed) {
+    const std::size_t capacity = std::max(capacity_ * 2, needed + 4096);
+    auto* buffer = static_cast<char*>(detail::allocateLargeBlock(capacity));
+    if (size_) std::memcpy(buffer, buffer_, size_);
+    detail::freeLargeBlock(buffer_, capacity_);
+    buffer_ = buffer;
+    capacity_ = capacity;
   }
   void append(std::string_view text) {
     std::memcpy(reserve(text.size()), text.data(), text.size());
@@ -401,9 +414,10 @@ class Writer {
     size_ += static_cast<std::size_t>(p - start);
   }
 
-  // Written up to `size_`; the rest is room. The text is written straight
-  // into what `take` hands over, never copied into a result afterwards.
-  std::string out_;
+  // Written up to `size_`; the rest is room. Large buffers are huge pages,
+  // and nothing is zero-filled before it is written.
+  char* buffer_ = nullptr;
+  std::size_t capacity_ = 0;
   std::size_t size_ = 0;
   ErrorPtr error_;
   bool pretty_;
