@@ -144,17 +144,27 @@ void LXJSONRPCListener::didReadData(Data chunk) {
 }
 
 Data LXJSONRPCListener::takeChunkBuffer() {
-  std::lock_guard lock(spareBuffersMutex_);
-  if (spareBuffers_.empty()) return Data();
-  Data buffer = std::move(spareBuffers_.back());
-  spareBuffers_.pop_back();
+  {
+    std::lock_guard lock(spareBuffersMutex_);
+    if (!spareBuffers_.empty()) {
+      Data buffer = std::move(spareBuffers_.back());
+      spareBuffers_.pop_back();
+      return buffer;
+    }
+  }
+  // Room for the largest read a transport makes, so that a recycled buffer
+  // never has to grow (and fault in fresh pages) for the next one.
+  constexpr std::size_t kChunkCapacity = 256 * 1024;
+  Data buffer;
+  buffer.reserve(kChunkCapacity);
   return buffer;
 }
 
 void LXJSONRPCListener::recycleChunkBuffer(Data buffer) {
-  // A few buffers of an ordinary read's size cover a stream in flight; one
-  // grown by a huge message is let go.
-  constexpr std::size_t kSpareBuffers = 4;
+  // As many as the transport may have in flight before it is held back
+  // (`kMaximumQueuedInput`) cover a busy stream; one grown by a huge message
+  // is let go.
+  constexpr std::size_t kSpareBuffers = kMaximumQueuedInput / (64 * 1024);
   constexpr std::size_t kLargestSpare = 2 * kBufferCapacity + (1u << 20);
   if (buffer.capacity() == 0 || buffer.capacity() > kLargestSpare) return;
   buffer.clear();
