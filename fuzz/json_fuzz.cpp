@@ -1,9 +1,12 @@
 // Feeds arbitrary bytes to the JSON reader. For any input: no crash, hang or
-// unbounded recursion; a document that reads writes back (compact and
-// pretty) to text that reads to an equal value, and the writer's output is
-// always valid UTF-8.
+// unbounded recursion; a refusal says where ("... at byte N", N within the
+// input) unless it is the fragments rule; a document that reads writes back
+// (compact and pretty) to text that reads to an equal value, and the
+// writer's output is always valid UTF-8; changing a copy of a parsed value
+// leaves the document as it was.
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "vantorcore/platform/JSON.h"
@@ -15,7 +18,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const auto value = lx::JSONSerialization::JSONObjectWithData(text, options, &error);
     if (!value) {
       if (!error) std::abort();
+      const std::string why = lx::toUTF8(lx::stringOr(&error->userInfo()[u"NSDebugDescription"]));
+      const std::size_t at = why.rfind(" at byte ");
+      if (at != std::string::npos && std::stoull(why.substr(at + 9)) > size) std::abort();
+      if (at == std::string::npos && why.rfind("JSON text did not start", 0) != 0) std::abort();
       continue;
+    }
+    lx::Value copy = *value;
+    if (lx::Array* array = copy.asArray()) {
+      array->push_back(true);
+      if (value->asArray()->size() + 1 != array->size()) std::abort();
+    } else if (lx::Dictionary* dictionary = copy.asDictionary()) {
+      dictionary->set(u"\uFFFF added by the fuzzer", 1);
+      if (value->asDictionary()->contains(u"\uFFFF added by the fuzzer")) std::abort();
     }
     for (unsigned write : {unsigned(lx::JSONWritingFragmentsAllowed),
                            unsigned(lx::JSONWritingFragmentsAllowed | lx::JSONWritingPrettyPrinted |
