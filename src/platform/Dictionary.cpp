@@ -108,12 +108,21 @@ void Dictionary::reserve(std::size_t count) {
   if (borrowed_ || count > capacity_) grow(std::max(count, size_));
 }
 
+std::size_t Dictionary::indexSlots(std::size_t count) noexcept {
+  // Half full at most, so that probe runs stay short.
+  return count < kIndexThreshold ? 0 : std::bit_ceil(count * 2);
+}
+
+void Dictionary::setIndex(std::uint32_t* slots) noexcept {
+  const std::size_t count = indexSlots(size_);
+  std::memset(slots, 0, count * sizeof(std::uint32_t));
+  index_ = slots;
+  indexMask_ = count - 1;
+}
+
 void Dictionary::buildIndex() {
   ::operator delete(index_);
-  const std::size_t slots = std::bit_ceil(std::max<std::size_t>(size_ * 2, 32));
-  index_ = static_cast<std::uint32_t*>(::operator new(slots * sizeof(std::uint32_t)));
-  std::memset(index_, 0, slots * sizeof(std::uint32_t));
-  indexMask_ = slots - 1;
+  setIndex(static_cast<std::uint32_t*>(::operator new(indexSlots(size_) * sizeof(std::uint32_t))));
   for (std::size_t i = 0; i < size_; ++i) indexEntry(i);
 }
 
@@ -125,28 +134,21 @@ void Dictionary::indexEntry(std::size_t i) noexcept {
 
 // Keys almost never repeat, so this only looks, and compacts the entries only
 // when a key does repeat.
-void Dictionary::mergeRepeatedKeys() {
-  std::size_t out = 0;
+void Dictionary::mergeRepeatedKeys(std::uint32_t* index) {
+  const bool indexed = size_ >= kIndexThreshold;
+  if (indexed) {
+    setIndex(index ? index
+                   : static_cast<std::uint32_t*>(
+                         ::operator new(indexSlots(size_) * sizeof(std::uint32_t))));
+  }
   // One bit per (length, first unit) seen: a key whose bit is clear cannot
   // have come before, which spares the scan for nearly every key.
   std::uint64_t seen = 0;
-  const bool small = size_ < kIndexThreshold;
-  if (!small) {
-    const std::size_t slots = std::bit_ceil(std::max<std::size_t>(size_ * 2, 32));
-    index_ = static_cast<std::uint32_t*>(::operator new(slots * sizeof(std::uint32_t)));
-    std::memset(index_, 0, slots * sizeof(std::uint32_t));
-    indexMask_ = slots - 1;
-  }
+  std::size_t out = 0;
   for (std::size_t i = 0; i < size_; ++i) {
     const StringView key = entries_[i].first;
     std::size_t first = out;
-    if (small) {
-      const std::uint64_t bit = std::uint64_t{1}
-                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
-      first = (seen & bit) ? 0 : out;
-      seen |= bit;
-      while (first < out && entries_[first].first != key) ++first;
-    } else {
+    if (indexed) {
       std::size_t slot = hashKey(key) & indexMask_;
       for (; index_[slot]; slot = (slot + 1) & indexMask_) {
         if (entries_[index_[slot] - 1].first == key) {
@@ -155,14 +157,33 @@ void Dictionary::mergeRepeatedKeys() {
         }
       }
       if (first == out) index_[slot] = static_cast<std::uint32_t>(out + 1);
+    } else {
+      const std::uint64_t bit = std::uint64_t{1}
+                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
+      if (seen & bit) {
+        first = 0;
+        while (first < out && entries_[first].first != key) ++first;
+      }
+      seen |= bit;
     }
     if (first < out) {
-      entries_[first].second = std::move(entries_[i].second);
+      if (borrowed_) {
+        std::memcpy(static_cast<void*>(&entries_[first].second),
+                    static_cast<const void*>(&entries_[i].second), sizeof(Value));
+      } else {
+        entries_[first].second = std::move(entries_[i].second);
+      }
     } else if (out++ != i) {
-      entries_[out - 1] = std::move(entries_[i]);
+      if (borrowed_) {
+        std::memcpy(static_cast<void*>(&entries_[out - 1]), static_cast<const void*>(&entries_[i]),
+                    sizeof(Entry));
+      } else {
+        entries_[out - 1] = std::move(entries_[i]);
+      }
     }
   }
-  for (std::size_t i = out; i < size_; ++i) entries_[i].~Entry();
+  if (!borrowed_)
+    for (std::size_t i = out; i < size_; ++i) entries_[i].~Entry();
   size_ = out;
 }
 
@@ -204,7 +225,9 @@ void Dictionary::set(SharedString key, Value value) {
   }
   if (size_ == capacity_) grow(size_ + 1);
   new (entries_ + size_++) Entry(std::move(key), std::move(value));
-  if (size_ < kIndexThreshold) return;
+  // A dictionary that merged repeated keys may keep an index below the size
+  // that builds one; it must then index this entry too.
+  if (!index_ && size_ < kIndexThreshold) return;
   // Rebuilt at half load, so probe runs stay short.
   if (!index_ || size_ * 2 > indexMask_ + 1) {
     buildIndex();

@@ -323,51 +323,12 @@ Dictionary::Entry* DocumentBuilder::setDictionary(Value* slot, std::size_t count
   return entries;
 }
 
-// Values in the arena count no references, so entries move as bytes and an
-// overwritten value is simply dropped.
 void DocumentBuilder::finishDictionary(Value* slot) {
-  using Entry = Dictionary::Entry;
   Dictionary& d = static_cast<DictionaryNode*>(slot->node_)->dictionary;
-  const bool indexed = d.size_ >= 12;
-  if (indexed) {
-    const std::size_t slots = std::bit_ceil(d.size_ * 2);
-    d.index_ = static_cast<std::uint32_t*>(arena().allocate(slots * sizeof(std::uint32_t)));
-    std::memset(d.index_, 0, slots * sizeof(std::uint32_t));
-    d.indexMask_ = slots - 1;
-  }
-  std::uint64_t seen = 0;
-  std::size_t out = 0;
-  for (std::size_t i = 0; i < d.size_; ++i) {
-    const StringView key = d.entries_[i].first;
-    std::size_t first = out;
-    if (indexed) {
-      std::size_t probe = std::hash<StringView>{}(key)&d.indexMask_;
-      for (; d.index_[probe]; probe = (probe + 1) & d.indexMask_) {
-        if (d.entries_[d.index_[probe] - 1].first == key) {
-          first = d.index_[probe] - 1;
-          break;
-        }
-      }
-      if (first == out) d.index_[probe] = static_cast<std::uint32_t>(out + 1);
-    } else {
-      // One bit per (length, first unit): a clear bit spares the scan.
-      const std::uint64_t bit = std::uint64_t{1}
-                                << ((key.size() * 31 + (key.empty() ? 0 : key[0])) & 63);
-      if (seen & bit) {
-        first = 0;
-        while (first < out && d.entries_[first].first != key) ++first;
-      }
-      seen |= bit;
-    }
-    if (first < out) {
-      std::memcpy(static_cast<void*>(&d.entries_[first].second),
-                  static_cast<const void*>(&d.entries_[i].second), sizeof(Value));
-    } else if (out++ != i) {
-      std::memcpy(static_cast<void*>(&d.entries_[out - 1]),
-                  static_cast<const void*>(&d.entries_[i]), sizeof(Entry));
-    }
-  }
-  d.size_ = out;
+  const std::size_t slots = Dictionary::indexSlots(d.size_);
+  d.mergeRepeatedKeys(
+      slots ? static_cast<std::uint32_t*>(arena().allocate(slots * sizeof(std::uint32_t)))
+            : nullptr);
 }
 
 Value DocumentBuilder::finish(Value& root) {

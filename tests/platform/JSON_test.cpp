@@ -72,6 +72,7 @@ TEST(JSONReadingTest, RejectsBadInputSayingWhatAndWhere) {
       {"[\"ok\", \"\xC3\x28\"]", u"Invalid UTF-8 at byte 8"},
       {R"(["\ud800"])", u"Invalid surrogate escape at byte 2"},
       {"[18446744073709551616]", u"Number out of range at byte 1"},
+      {"[-9223372036854775809]", u"Number out of range at byte 1"},
       {"[1e400]", u"Number out of range at byte 1"},
       {std::string(1025, '[') + std::string(1025, ']'), u"Nesting deeper than 1024 at byte 1024"},
       {std::string(100000, '['), u"Nesting deeper than 1024 at byte 1024"},

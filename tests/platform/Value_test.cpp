@@ -65,7 +65,9 @@ TEST(DictionaryTest, KeepsInsertionOrderAcrossTheIndexThreshold) {
 }
 
 TEST(DictionaryTest, BuiltFromEntriesMergesRepeatedKeys) {
-  for (int size : {3, 40}) {
+  // Two repeats: 9 + 2 entries stay below the index, 10 + 2 build it and
+  // keep it after merging down to 10.
+  for (int size : {3, 9, 10, 40}) {
     SCOPED_TRACE(size);
     std::vector<Dictionary::Entry> entries;
     for (int i = 0; i < size; ++i) entries.emplace_back(fromUTF8("k" + std::to_string(i)), i);

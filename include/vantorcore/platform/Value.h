@@ -454,9 +454,16 @@ class Dictionary {
   friend class detail::DocumentBuilder;
   [[nodiscard]] std::size_t indexOf(StringView key) const noexcept;
   void grow(std::size_t count);
+  // Slots of the index of `count` entries; 0 below the size that has one.
+  static std::size_t indexSlots(std::size_t count) noexcept;
   void buildIndex();
+  // Makes `slots` (`indexSlots(size_)` of them) the empty index.
+  void setIndex(std::uint32_t* slots) noexcept;
   void indexEntry(std::size_t i) noexcept;
-  void mergeRepeatedKeys();
+  // Merges repeated keys (first place, last value) and indexes the entries,
+  // in `index` when given, else in an index of its own. Entries a document
+  // owns count no references and move as bytes.
+  void mergeRepeatedKeys(std::uint32_t* index = nullptr);
   void destroy() noexcept;
   // Takes `other`'s entries into this empty dictionary (copies them when
   // they belong to a document).
