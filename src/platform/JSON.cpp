@@ -33,41 +33,17 @@ ErrorPtr jsonError(String description) {
 // kept for life.
 constexpr std::size_t kRetainedParserCapacity = 16u << 20;
 
-// simdjson reads up to 64 bytes past the end of its input, so the input is
-// copied into a buffer with that much room to spare.
-class PaddedInput {
- public:
-  PaddedInput() = default;
-  PaddedInput(const PaddedInput&) = delete;
-  PaddedInput& operator=(const PaddedInput&) = delete;
-  ~PaddedInput() { reset(); }
-
-  const char* copy(std::string_view text) {
-    const std::size_t needed = text.size() + simdjson::SIMDJSON_PADDING;
-    if (needed > capacity_) {
-      reset();
-      data_ = static_cast<char*>(detail::allocateLargeBlock(needed));
-      capacity_ = needed;
-    }
-    std::memcpy(data_, text.data(), text.size());
-    std::memset(data_ + text.size(), 0, simdjson::SIMDJSON_PADDING);
-    return data_;
-  }
-  [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
-  void reset() noexcept {
-    detail::freeLargeBlock(data_, capacity_);
-    data_ = nullptr;
-    capacity_ = 0;
-  }
-
- private:
-  char* data_ = nullptr;
-  std::size_t capacity_ = 0;
-};
-
 struct ThreadReader {
   simdjson::dom::parser parser;
-  PaddedInput input;
+  // The input, followed by the 64 bytes simdjson may read past its end.
+  detail::LargeBuffer input;
+
+  const char* padded(std::string_view text) {
+    input.reserve(text.size() + simdjson::SIMDJSON_PADDING, 0);
+    std::memcpy(input.data(), text.data(), text.size());
+    std::memset(input.data() + text.size(), 0, simdjson::SIMDJSON_PADDING);
+    return input.data();
+  }
 
   // Grows the parser for `length` bytes, its large buffers advised as huge
   // pages before anything touches them.
@@ -208,10 +184,6 @@ class Writer {
     return fail(u"Invalid type in JSON write (" + value.description() + u")");
   }
 
-  Writer(const Writer&) = delete;
-  Writer& operator=(const Writer&) = delete;
-  ~Writer() { detail::freeLargeBlock(buffer_, capacity_); }
-
   /// The text written, as `Out` (a string or a data object), in memory
   /// advised as huge pages when large: a result of many megabytes would
   /// otherwise cost a page fault per 4 KiB as it is filled.
@@ -220,7 +192,7 @@ class Writer {
     Out out;
     out.reserve(size_);
     detail::adviseHugePages(out.data(), size_);
-    out.insert(out.end(), buffer_, buffer_ + size_);
+    out.insert(out.end(), buffer_.data(), buffer_.data() + size_);
     return out;
   }
   ErrorPtr error() const { return error_; }
@@ -233,16 +205,9 @@ class Writer {
 
   // Room for `n` more bytes; returns where they go.
   char* reserve(std::size_t n) {
-    if (size_ + n > capacity_) grow(size_ + n);
-    return buffer_ + size_;
-  }
-  void grow(std::size_t needed) {
-    const std::size_t capacity = std::max(capacity_ * 2, needed + 4096);
-    auto* buffer = static_cast<char*>(detail::allocateLargeBlock(capacity));
-    if (size_) std::memcpy(buffer, buffer_, size_);
-    detail::freeLargeBlock(buffer_, capacity_);
-    buffer_ = buffer;
-    capacity_ = capacity;
+    if (size_ + n > buffer_.capacity())
+      buffer_.reserve(std::max(buffer_.capacity() * 2, size_ + n + 4096), size_);
+    return buffer_.data() + size_;
   }
   void append(std::string_view text) {
     std::memcpy(reserve(text.size()), text.data(), text.size());
@@ -416,8 +381,7 @@ class Writer {
 
   // Written up to `size_`; the rest is room. Large buffers are huge pages,
   // and nothing is zero-filled before it is written.
-  char* buffer_ = nullptr;
-  std::size_t capacity_ = 0;
+  detail::LargeBuffer buffer_;
   std::size_t size_ = 0;
   ErrorPtr error_;
   bool pretty_;
@@ -520,7 +484,7 @@ std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json
   ThreadReader& reader = threadReader();
   simdjson::dom::element root;
   simdjson::error_code code = reader.reserve(json.size());
-  if (!code) code = reader.parser.parse(reader.input.copy(json), json.size(), false).get(root);
+  if (!code) code = reader.parser.parse(reader.padded(json), json.size(), false).get(root);
   std::optional<Value> result;
   if (code) {
     const std::optional<std::string> where = detail::describeJSONSyntaxError(json, kMaximumDepth);

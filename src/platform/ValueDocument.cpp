@@ -113,20 +113,27 @@ std::size_t shortHash(std::string_view text) noexcept {
 
 }  // namespace
 
-void* allocateLargeBlock(std::size_t bytes) {
-  void* block = bytes >= kLargeBlock ? mapHugeBlock(roundUp(bytes, kHugePage)) : nullptr;
-  if (!block) block = std::malloc(bytes);
-  if (!block) throw std::bad_alloc();
-  return block;
+void LargeBuffer::reserve(std::size_t bytes, std::size_t kept) {
+  if (bytes <= capacity_) return;
+  char* data =
+      bytes >= kLargeBlock ? static_cast<char*>(mapHugeBlock(roundUp(bytes, kHugePage))) : nullptr;
+  if (!data) data = static_cast<char*>(std::malloc(bytes));
+  if (!data) throw std::bad_alloc();
+  if (kept) std::memcpy(data, data_, kept);
+  reset();
+  data_ = data;
+  capacity_ = bytes;
 }
 
-void freeLargeBlock(void* block, std::size_t bytes) noexcept {
-  if (!block) return;
-  if (bytes >= kLargeBlock) {
-    munmap(block, roundUp(bytes, kHugePage));
+void LargeBuffer::reset() noexcept {
+  if (!data_) return;
+  if (capacity_ >= kLargeBlock) {
+    munmap(data_, roundUp(capacity_, kHugePage));
   } else {
-    std::free(block);
+    std::free(data_);
   }
+  data_ = nullptr;
+  capacity_ = 0;
 }
 
 void adviseHugePages(void* buffer, std::size_t bytes) noexcept {

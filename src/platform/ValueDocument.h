@@ -23,10 +23,28 @@ struct DictionaryNode : Node {
       : Node(Kind::Dictionary, d), dictionary(std::move(dict)) {}
 };
 
-/// `bytes` bytes for a large buffer: mapped on a 2 MiB boundary and advised as
-/// huge pages from 4 MiB on, from malloc below. Never null.
-void* allocateLargeBlock(std::size_t bytes);
-void freeLargeBlock(void* block, std::size_t bytes) noexcept;
+/// A growable byte buffer that is never filled before it is written: mapped
+/// on a 2 MiB boundary and advised as huge pages from 4 MiB on, from malloc
+/// below, so that filling a large one costs few page faults.
+class LargeBuffer {
+ public:
+  LargeBuffer() = default;
+  LargeBuffer(const LargeBuffer&) = delete;
+  LargeBuffer& operator=(const LargeBuffer&) = delete;
+  ~LargeBuffer() { reset(); }
+
+  [[nodiscard]] char* data() noexcept { return data_; }
+  [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
+  /// Room for at least `bytes`, keeping the first `kept` bytes.
+  void reserve(std::size_t bytes, std::size_t kept);
+  /// Gives the memory back.
+  void reset() noexcept;
+
+ private:
+  char* data_ = nullptr;
+  std::size_t capacity_ = 0;
+};
+
 /// Asks for huge pages in the 2 MiB-aligned part of a buffer of 4 MiB or more
 /// that nothing has touched yet. Advice only: it may be ignored.
 void adviseHugePages(void* buffer, std::size_t bytes) noexcept;
