@@ -34,31 +34,9 @@ namespace {
 constexpr std::string_view kCRLF = "\r\n";
 constexpr std::string_view kContentLength = "Content-Length";
 
-constexpr std::size_t kRetainedParserCapacity = 16u << 20;
-
-// The calling thread's parser, for the life of one parse. After a very large
-// body its buffers are given back rather than kept for the life of the
-// thread, as the platform's JSON reader does.
-class ThreadParser {
- public:
-  ThreadParser() = default;
-  ThreadParser(const ThreadParser&) = delete;
-  ThreadParser& operator=(const ThreadParser&) = delete;
-  ~ThreadParser() {
-    if (parser_.capacity() > kRetainedParserCapacity) parser_ = simdjson::dom::parser();
-  }
-  simdjson::dom::parser* operator->() noexcept { return &parser_; }
-
- private:
-  // The default depth limit is `JSONSerialization::kMaximumDepth`, so every
-  // body accepted here also reads through `JSONObjectWithData` later.
-  static_assert(simdjson::DEFAULT_MAX_DEPTH == JSONSerialization::kMaximumDepth);
-  static simdjson::dom::parser& threadLocal() {
-    thread_local simdjson::dom::parser parser;
-    return parser;
-  }
-  simdjson::dom::parser& parser_ = threadLocal();
-};
+// Every body accepted here must also read through `JSONObjectWithData`
+// later, which allows the same depth.
+static_assert(simdjson::DEFAULT_MAX_DEPTH == JSONSerialization::kMaximumDepth);
 
 String widenASCII(std::string_view text) { return String(text.begin(), text.end()); }
 
@@ -231,7 +209,7 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
   std::memcpy(body->bytes.get(), bytes.data() + *bodyStart, bodyLength);
   std::memset(body->bytes.get() + bodyLength, 0, simdjson::SIMDJSON_PADDING);
 
-  ThreadParser parser;
+  detail::ThreadJSONParser parser;
   simdjson::dom::element root;
   const bool decoded = !parser->parse(body->bytes.get(), bodyLength, false).get(root);
   if (!decoded || !root.is_object()) {
@@ -278,7 +256,7 @@ void LXJSONRPCMessage::materializeLocked() const {
   if (!lazy_) return;
   // The body was validated when the message was made; parsing it again costs
   // less than keeping its parsed form, and only the one member is built.
-  ThreadParser parser;
+  detail::ThreadJSONParser parser;
   simdjson::dom::element root;
   std::optional<Value> member;
   if (!parser->parse(lazy_->bytes.get(), lazy_->size, false).get(root) && root.is_object()) {

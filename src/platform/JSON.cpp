@@ -28,43 +28,6 @@ ErrorPtr jsonError(String description) {
 // ---------------------------------------------------------------------------
 // Reading
 
-// Each thread keeps its parser and its padded copy of the input between
-// documents; after a very large document both are given back rather than
-// kept for life.
-constexpr std::size_t kRetainedParserCapacity = 16u << 20;
-
-struct ThreadReader {
-  simdjson::dom::parser parser;
-  // The input, followed by the 64 bytes simdjson may read past its end.
-  detail::LargeBuffer input;
-
-  const char* padded(std::string_view text) {
-    input.reserve(text.size() + simdjson::SIMDJSON_PADDING, 0);
-    std::memcpy(input.data(), text.data(), text.size());
-    std::memset(input.data() + text.size(), 0, simdjson::SIMDJSON_PADDING);
-    return input.data();
-  }
-
-  // Grows the parser for `length` bytes, its large buffers advised as huge
-  // pages before anything touches them.
-  simdjson::error_code reserve(std::size_t length) {
-    if (length <= parser.capacity()) return simdjson::SUCCESS;
-    if (const auto code = parser.allocate(length, JSONSerialization::kMaximumDepth)) return code;
-    if (const auto code = parser.doc.allocate(length)) return code;
-    const std::size_t slots = (length + 3 + 63) / 64 * 64;
-    detail::adviseHugePages(parser.doc.tape.get(), slots * sizeof(std::uint64_t));
-    detail::adviseHugePages(parser.doc.string_buf.get(), 5 * length / 3);
-    detail::adviseHugePages(parser.implementation->structural_indexes.get(),
-                            length * sizeof(std::uint32_t));
-    return simdjson::SUCCESS;
-  }
-};
-
-ThreadReader& threadReader() {
-  thread_local ThreadReader reader;
-  return reader;
-}
-
 // ---------------------------------------------------------------------------
 // Writing
 
@@ -417,6 +380,50 @@ bool isValidMember(const Value& value, std::size_t depth) {
 
 namespace detail {
 
+// A parser past this capacity is given back after its parse.
+constexpr std::size_t kRetainedParserCapacity = 16u << 20;
+
+struct ThreadJSONParser::State {
+  simdjson::dom::parser parser;
+  LargeBuffer input;
+};
+
+ThreadJSONParser::ThreadJSONParser()
+    : state_([]() -> State& {
+        thread_local State state;
+        return state;
+      }()) {}
+
+ThreadJSONParser::~ThreadJSONParser() {
+  if (state_.parser.capacity() > kRetainedParserCapacity) {
+    state_.parser = simdjson::dom::parser();
+    state_.input.reset();
+  }
+}
+
+simdjson::dom::parser* ThreadJSONParser::operator->() noexcept { return &state_.parser; }
+
+simdjson::error_code ThreadJSONParser::reserve(std::size_t length) {
+  simdjson::dom::parser& parser = state_.parser;
+  if (length <= parser.capacity()) return simdjson::SUCCESS;
+  // `allocate` sizes the structural index only; the document (tape and
+  // strings) is allocated here too, so that both are advised before use.
+  if (const auto code = parser.allocate(length, JSONSerialization::kMaximumDepth)) return code;
+  if (const auto code = parser.doc.allocate(length)) return code;
+  const std::size_t slots = (length + 3 + 63) / 64 * 64;
+  adviseHugePages(parser.doc.tape.get(), slots * sizeof(std::uint64_t));
+  adviseHugePages(parser.doc.string_buf.get(), 5 * length / 3);
+  adviseHugePages(parser.implementation->structural_indexes.get(), length * sizeof(std::uint32_t));
+  return simdjson::SUCCESS;
+}
+
+const char* ThreadJSONParser::padded(std::string_view text) {
+  state_.input.reserve(text.size() + simdjson::SIMDJSON_PADDING, 0);
+  std::memcpy(state_.input.data(), text.data(), text.size());
+  std::memset(state_.input.data() + text.size(), 0, simdjson::SIMDJSON_PADDING);
+  return state_.input.data();
+}
+
 namespace {
 
 // Recursion is bounded by the parser's depth limit.
@@ -481,10 +488,10 @@ Value valueFromJSONElement(simdjson::dom::element element, std::size_t textLengt
 
 std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json, unsigned options,
                                                            ErrorPtr* error) {
-  ThreadReader& reader = threadReader();
+  detail::ThreadJSONParser parser;
   simdjson::dom::element root;
-  simdjson::error_code code = reader.reserve(json.size());
-  if (!code) code = reader.parser.parse(reader.padded(json), json.size(), false).get(root);
+  simdjson::error_code code = parser.reserve(json.size());
+  if (!code) code = parser->parse(parser.padded(json), json.size(), false).get(root);
   std::optional<Value> result;
   if (code) {
     const std::optional<std::string> where = detail::describeJSONSyntaxError(json, kMaximumDepth);
@@ -494,10 +501,6 @@ std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view json
                               u"fragments not set."));
   } else {
     result = detail::valueFromJSONElement(root, json.size());
-  }
-  if (reader.parser.capacity() > kRetainedParserCapacity) {
-    reader.parser = simdjson::dom::parser();
-    reader.input.reset();
   }
   return result;
 }
