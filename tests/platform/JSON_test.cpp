@@ -92,6 +92,28 @@ TEST(JSONReadingTest, RejectsBadInputSayingWhatAndWhere) {
   EXPECT_TRUE(read(std::string(1024, '[') + std::string(1024, ']'))) << "at the depth limit";
 }
 
+// A document's memory changes kind at size limits: its first block is three
+// times its text (cached up to 1 MiB, mapped as huge pages from 2 MiB), and
+// the padded input and the writer's buffer are mapped from 4 MiB. Each row
+// is at a limit or one past it; the value must read, write back and outlive
+// its document alike.
+TEST(JSONReadingTest, DocumentsOnEitherSideOfTheMemoryLimits) {
+  constexpr std::size_t kMiB = 1u << 20;
+  for (const std::size_t length :
+       {kMiB / 3, kMiB / 3 + 1, 2 * kMiB / 3, 2 * kMiB / 3 + 1, 4 * kMiB - 65, 4 * kMiB - 64}) {
+    SCOPED_TRACE(length);
+    const std::string text = "[\"" + std::string(length - 4, 'x') + "\"]";
+    Value element;
+    {
+      const auto root = read(text);
+      ASSERT_TRUE(root);
+      EXPECT_EQ(JSONSerialization::stringWithJSONObject(*root), text);
+      element = root->asArray()->front();
+    }
+    EXPECT_EQ(element.asString()->size(), length - 4);
+  }
+}
+
 TEST(JSONReadingTest, RepeatedKeysKeepTheirFirstPlaceAndLastValue) {
   struct Case {
     const char* name;
