@@ -1,67 +1,109 @@
 #include "vantorcore/platform/Observable.h"
 
+#include "KeyPathObservation.h"
+
 namespace lx {
 
 namespace {
 Value valueOrNull(const std::optional<Value>& v) { return v ? *v : Value(); }
+
+Dictionary settingChange() {
+  return Dictionary{{String(KeyValueChangeKindKey), Value(KeyValueChangeSetting)}};
+}
 }  // namespace
 
-void Observable::addObserver(const std::shared_ptr<KeyValueObserver>& observer, StringView key,
+Observable::Observable() = default;
+Observable::~Observable() = default;
+
+void Observable::addObserver(const std::shared_ptr<KeyValueObserver>& observer, StringView keyPath,
                              unsigned options, void* context) {
   if (!observer) return;
-  Registration registration{observer, observer.get(), options, context};
+  auto registration = std::make_shared<Registration>();
+  registration->observer = observer;
+  registration->identity = observer.get();
+  registration->options = options;
+  registration->context = context;
+  const bool dotted = keyPath.find(u'.') != StringView::npos;
+  if (dotted) {
+    registration->path = std::make_shared<detail::KeyPathObservation>(*this, String(keyPath),
+                                                                      observer, options, context);
+  }
   {
     std::lock_guard lock(kvoMutex_);
-    auto it = registrations_.find(key);
-    if (it == registrations_.end())
-      it = registrations_.emplace(String(key), std::vector<Registration>{}).first;
+    auto it = registrations_.find(keyPath);
+    if (it == registrations_.end()) {
+      it = registrations_.emplace(String(keyPath), std::vector<RegistrationPtr>{}).first;
+    }
+    std::erase_if(it->second, [](const RegistrationPtr& r) { return r->observer.expired(); });
     it->second.push_back(registration);
   }
+  if (registration->path) registration->path->attach();
+  observerAdded(keyPath);
   if (options & KeyValueObservingOptionInitial) {
-    Dictionary change{{String(KeyValueChangeKindKey), Value(KeyValueChangeSetting)}};
+    Dictionary change = settingChange();
     if (options & KeyValueObservingOptionNew) {
-      change.set(KeyValueChangeNewKey, valueOrNull(valueForKey(key)));
+      change.set(KeyValueChangeNewKey, valueOrNull(valueForKeyPath(keyPath)));
     }
-    observer->observeValueForKeyPath(String(key), *this, change, context);
+    observer->observeValueForKeyPath(String(keyPath), *this, change, context);
   }
 }
 
-bool Observable::removeObserver(const KeyValueObserver* observer, StringView key, void* context) {
-  std::lock_guard lock(kvoMutex_);
-  auto it = registrations_.find(key);
-  if (it == registrations_.end()) return false;
-  auto& list = it->second;
-  for (auto r = list.rbegin(); r != list.rend(); ++r) {
-    if (r->identity == observer && (!context || r->context == context)) {
-      list.erase(std::next(r).base());
-      return true;
+bool Observable::removeObserver(const KeyValueObserver* observer, StringView keyPath,
+                                void* context) {
+  RegistrationPtr removed;
+  {
+    std::lock_guard lock(kvoMutex_);
+    auto it = registrations_.find(keyPath);
+    if (it == registrations_.end()) return false;
+    auto& list = it->second;
+    std::erase_if(list, [](const RegistrationPtr& r) { return r->observer.expired(); });
+    for (auto r = list.rbegin(); r != list.rend(); ++r) {
+      if ((*r)->identity == observer && (!context || (*r)->context == context)) {
+        removed = *r;
+        list.erase(std::next(r).base());
+        break;
+      }
     }
+    if (list.empty()) registrations_.erase(it);
   }
-  return false;
+  if (!removed) return false;
+  removed->removed = true;
+  if (removed->path) removed->path->detach();
+  return true;
 }
 
-std::size_t Observable::observerCount(StringView key) const {
+std::size_t Observable::observerCount(StringView keyPath) const {
   std::size_t count = 0;
-  for (auto& r : registrationsFor(key)) count += r.observer.expired() ? 0 : 1;
+  for (auto& r : registrationsFor(keyPath)) count += r->observer.expired() ? 0 : 1;
   return count;
 }
 
-std::vector<Observable::Registration> Observable::registrationsFor(StringView key) const {
-  std::lock_guard lock(kvoMutex_);
-  auto it = registrations_.find(key);
-  return it == registrations_.end() ? std::vector<Registration>{} : it->second;
+std::optional<Value> Observable::valueForKey(StringView) const { return std::nullopt; }
+
+std::optional<Value> Observable::valueForKeyPath(StringView keyPath) const {
+  const std::vector<String> components = detail::splitKeyPath(keyPath);
+  return detail::valueAlongPath(valueForKey(components[0]),
+                                std::span<const String>(components).subspan(1));
 }
 
-void Observable::notify(const std::vector<Registration>& registrations, const String& key,
+std::vector<Observable::RegistrationPtr> Observable::registrationsFor(StringView key) const {
+  std::lock_guard lock(kvoMutex_);
+  auto it = registrations_.find(key);
+  return it == registrations_.end() ? std::vector<RegistrationPtr>{} : it->second;
+}
+
+void Observable::notify(const std::vector<RegistrationPtr>& registrations, const String& key,
                         const Dictionary& change, unsigned requiredOption) {
   for (auto& r : registrations) {
-    if (requiredOption && !(r.options & requiredOption)) continue;
-    auto observer = r.observer.lock();
+    // Dotted paths hear of their steps through their own registrations.
+    if (r->path || (requiredOption && !(r->options & requiredOption))) continue;
+    if (r->removed) continue;  // removed by an earlier observer of this change
+    auto observer = r->observer.lock();
     if (!observer) continue;
     Dictionary filtered = change;
-    if (!(r.options & KeyValueObservingOptionNew)) filtered.erase(KeyValueChangeNewKey);
-    if (!(r.options & KeyValueObservingOptionOld)) filtered.erase(KeyValueChangeOldKey);
-    observer->observeValueForKeyPath(key, *this, filtered, r.context);
+    if (!(r->options & KeyValueObservingOptionNew)) filtered.erase(KeyValueChangeNewKey);
+    if (!(r->options & KeyValueObservingOptionOld)) filtered.erase(KeyValueChangeOldKey);
+    observer->observeValueForKeyPath(key, *this, filtered, r->context);
   }
 }
 
@@ -75,9 +117,9 @@ void Observable::willChangeValueForKey(StringView key) {
     if (it == pendingOld_.end()) it = pendingOld_.emplace(String(key), std::vector<Value>{}).first;
     it->second.push_back(old);
   }
-  Dictionary change{{String(KeyValueChangeKindKey), Value(KeyValueChangeSetting)},
-                    {String(KeyValueChangeOldKey), old},
-                    {String(KeyValueChangeNotificationIsPriorKey), Value(true)}};
+  Dictionary change = settingChange();
+  change.set(KeyValueChangeOldKey, old);
+  change.set(KeyValueChangeNotificationIsPriorKey, Value(true));
   notify(registrations, String(key), change, KeyValueObservingOptionPrior);
 }
 
@@ -92,14 +134,27 @@ void Observable::didChangeValueForKey(StringView key) {
     if (it != pendingOld_.end() && !it->second.empty()) {
       old = std::move(it->second.back());
       it->second.pop_back();
+      if (it->second.empty()) pendingOld_.erase(it);
     }
   }
-  Dictionary change{{String(KeyValueChangeKindKey), Value(KeyValueChangeSetting)},
-                    {String(KeyValueChangeNewKey), valueOrNull(valueForKey(key))},
-                    {String(KeyValueChangeOldKey), old}};
+  Dictionary change = settingChange();
+  change.set(KeyValueChangeNewKey, valueOrNull(valueForKey(key)));
+  change.set(KeyValueChangeOldKey, old);
   notify(registrations, String(key), change, 0);
 }
 
-std::optional<Value> Observable::valueForKey(StringView) const { return std::nullopt; }
+void Observable::announceChange(StringView key, const Value& oldValue, const Value& newValue) {
+  auto registrations = registrationsFor(key);
+  if (registrations.empty()) return;
+  const String name(key);
+  Dictionary prior = settingChange();
+  prior.set(KeyValueChangeOldKey, oldValue);
+  prior.set(KeyValueChangeNotificationIsPriorKey, Value(true));
+  notify(registrations, name, prior, KeyValueObservingOptionPrior);
+  Dictionary change = settingChange();
+  change.set(KeyValueChangeNewKey, newValue);
+  change.set(KeyValueChangeOldKey, oldValue);
+  notify(registrations, name, change, 0);
+}
 
 }  // namespace lx

@@ -15,6 +15,7 @@
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/PropertyList.h"
 #include "vantorcore/platform/String+Paths.h"
+#include "PreferencesFileMonitor.h"
 
 namespace lx {
 
@@ -76,6 +77,13 @@ std::vector<String> changedKeys(const Dictionary& before, const Dictionary& afte
   return keys;
 }
 
+std::optional<Value> valueIn(const Dictionary& values, const Dictionary& registered,
+                             StringView key) {
+  if (const Value* v = values.find(key)) return *v;
+  if (const Value* v = registered.find(key)) return *v;
+  return std::nullopt;
+}
+
 std::mutex& standardMutex() {
   static std::mutex m;
   return m;
@@ -118,6 +126,26 @@ void UserDefaults::ObserverToken::reset() {
 
 UserDefaults::UserDefaults(String path) : path_(std::move(path)) {}
 
+UserDefaults::~UserDefaults() {
+  if (watchId_) detail::PreferencesFileMonitor::shared().unwatch(watchId_);
+}
+
+void UserDefaults::observerAdded(StringView) { startWatching(); }
+
+void UserDefaults::startWatching() {
+  std::call_once(watchOnce_, [this] {
+    {
+      // Changes are differences from what was read: read before watching.
+      std::lock_guard lock(mutex_);
+      if (!loaded_) reloadLocked(nullptr);
+    }
+    std::weak_ptr<UserDefaults> weak = std::static_pointer_cast<UserDefaults>(shared_from_this());
+    watchId_ = detail::PreferencesFileMonitor::shared().watch(path_, [weak] {
+      if (auto store = weak.lock()) store->synchronize();
+    });
+  });
+}
+
 std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
   std::lock_guard lock(standardMutex());
   auto& store = standardStore();
@@ -145,7 +173,7 @@ UserDefaults::FileStamp UserDefaults::stampOfFile() const {
           static_cast<std::int64_t>(st.st_size), static_cast<std::uint64_t>(st.st_ino)};
 }
 
-std::vector<String> UserDefaults::reloadLocked(bool* readFailed) {
+std::vector<UserDefaults::Change> UserDefaults::reloadLocked(bool* readFailed) {
   FileStamp stamp = stampOfFile();
   if (loaded_ && stamp == stamp_) return {};
   Dictionary fresh;
@@ -171,22 +199,34 @@ std::vector<String> UserDefaults::reloadLocked(bool* readFailed) {
       stamp = stampOfFile();
     }
   }
-  std::vector<String> keys = loaded_ ? changedKeys(values_, fresh) : std::vector<String>{};
+  std::vector<Change> changes;
+  if (loaded_) {
+    for (String& key : changedKeys(values_, fresh)) {
+      changes.push_back({key, valueIn(values_, registered_, key), valueIn(fresh, registered_, key)});
+    }
+  }
   values_ = std::move(fresh);
   stamp_ = stamp;
   loaded_ = true;
-  return keys;
+  return changes;
+}
+
+std::optional<Value> UserDefaults::lookupLocked(StringView key) const {
+  return valueIn(values_, registered_, key);
 }
 
 std::optional<Value> UserDefaults::lookup(StringView key) {
   std::lock_guard lock(mutex_);
   if (!loaded_) reloadLocked(nullptr);
-  if (const Value* v = values_.find(key)) return *v;
-  if (const Value* v = registered_.find(key)) return *v;
-  return std::nullopt;
+  return lookupLocked(key);
 }
 
 std::optional<Value> UserDefaults::objectForKey(StringView key) { return lookup(key); }
+
+std::optional<Value> UserDefaults::valueForKey(StringView key) const {
+  // Reading may fill the cache on first use, which is not a visible change.
+  return const_cast<UserDefaults*>(this)->lookup(key);
+}
 
 std::optional<String> UserDefaults::stringForKey(StringView key) {
   std::optional<Value> v = lookup(key);
@@ -232,22 +272,24 @@ void UserDefaults::setObject(const Value& value, StringView key) {
     logFormat(u"UserDefaults: refusing to store a non-property-list value for key %@", key);
     return;
   }
-  std::vector<String> keys;
+  std::vector<Change> changes;
   {
     std::lock_guard lock(mutex_);
     const FolderLock folderLock(path_);
     // Start from what is on disk now, so that a change made meanwhile by
     // another process or store object is kept rather than overwritten.
-    keys = reloadLocked(nullptr);
+    changes = reloadLocked(nullptr);
     const Value* old = values_.find(key);
     const bool changed = value.isNull() ? old != nullptr : !(old && *old == value);
     if (changed) {
+      Change change{String(key), lookupLocked(key), std::nullopt};
       if (value.isNull()) {
         values_.erase(key);
       } else {
         values_.set(key, value);
       }
-      keys.emplace_back(key);
+      change.newValue = lookupLocked(key);
+      changes.push_back(std::move(change));
       ErrorPtr error;
       if (!PropertyList::writeFileAtomically(Value(values_), PropertyList::Format::XML, path_, 0600,
                                              &error)) {
@@ -256,7 +298,7 @@ void UserDefaults::setObject(const Value& value, StringView key) {
       stamp_ = stampOfFile();
     }
   }
-  notify(keys);
+  notify(changes);
 }
 
 void UserDefaults::removeObjectForKey(StringView key) { setObject(Value(), key); }
@@ -268,12 +310,12 @@ void UserDefaults::registerDefaults(const Dictionary& defaults) {
 
 bool UserDefaults::synchronize() {
   bool readFailed = false;
-  std::vector<String> keys;
+  std::vector<Change> changes;
   {
     std::lock_guard lock(mutex_);
-    keys = reloadLocked(&readFailed);
+    changes = reloadLocked(&readFailed);
   }
-  notify(keys);
+  notify(changes);
   return !readFailed;
 }
 
@@ -286,11 +328,24 @@ Dictionary UserDefaults::dictionaryRepresentation() {
 }
 
 UserDefaults::ObserverToken UserDefaults::addObserver(StringView key, Observer observer) {
-  std::lock_guard lock(observersMutex_);
-  const std::uint64_t id = nextObserverId_++;
-  observers_.emplace(id,
-                     std::make_pair(String(key), std::make_shared<Observer>(std::move(observer))));
-  return ObserverToken(weak_from_this(), id);
+  return addKeyObserver(String(key), std::move(observer));
+}
+
+UserDefaults::ObserverToken UserDefaults::addObserverForAllKeys(Observer observer) {
+  return addKeyObserver(std::nullopt, std::move(observer));
+}
+
+UserDefaults::ObserverToken UserDefaults::addKeyObserver(std::optional<String> key,
+                                                         Observer observer) {
+  std::uint64_t id = 0;
+  {
+    std::lock_guard lock(observersMutex_);
+    id = nextObserverId_++;
+    observers_.emplace(id, std::make_pair(std::move(key),
+                                          std::make_shared<Observer>(std::move(observer))));
+  }
+  startWatching();
+  return ObserverToken(std::static_pointer_cast<UserDefaults>(shared_from_this()), id);
 }
 
 void UserDefaults::removeObserver(std::uint64_t id) {
@@ -298,18 +353,26 @@ void UserDefaults::removeObserver(std::uint64_t id) {
   observers_.erase(id);
 }
 
-void UserDefaults::notify(const std::vector<String>& keys) {
-  if (keys.empty()) return;
-  std::vector<std::pair<String, std::shared_ptr<Observer>>> calls;
-  {
-    std::lock_guard lock(observersMutex_);
-    for (const String& key : keys) {
+void UserDefaults::notify(const std::vector<Change>& changes) {
+  for (const Change& change : changes) {
+    std::vector<std::pair<std::uint64_t, std::shared_ptr<Observer>>> calls;
+    {
+      std::lock_guard lock(observersMutex_);
       for (const auto& [id, entry] : observers_) {
-        if (entry.first == key) calls.emplace_back(key, entry.second);
+        if (!entry.first || *entry.first == change.key) calls.emplace_back(id, entry.second);
       }
     }
+    for (const auto& [id, observer] : calls) {
+      {
+        // Skip observers removed by an earlier call of this change.
+        std::lock_guard lock(observersMutex_);
+        if (!observers_.contains(id)) continue;
+      }
+      (*observer)(change.key, change.newValue);
+    }
+    announceChange(change.key, change.oldValue ? *change.oldValue : Value(),
+                   change.newValue ? *change.newValue : Value());
   }
-  for (const auto& [key, observer] : calls) (*observer)(key);
 }
 
 }  // namespace lx

@@ -171,7 +171,7 @@ TEST(UserDefaultsTest, ObserversHearLocalAndSynchronizedChanges) {
   auto defaults = freshSuite();
   std::vector<String> heard;
   std::thread::id thread;
-  auto token = defaults->addObserver(u"color", [&](const String& key) {
+  auto token = defaults->addObserver(u"color", [&](const String& key, const auto&) {
     heard.push_back(key);
     thread = std::this_thread::get_id();
     EXPECT_TRUE(defaults->objectForKey(u"color"));  // the store may be read from an observer

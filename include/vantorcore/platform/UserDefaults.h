@@ -9,14 +9,32 @@
 // property list with a dictionary at its top is renamed to
 // "<file>.corrupt-<unix time>", the line "UserDefaults: moved unreadable
 // preferences <path> aside to <new path>" is logged and the store starts
-// empty.
+// empty (an empty file too).
 //
 // Lookup order: the store's own values, then the registration domain
 // (`registerDefaults`), which is never written to disk.
 //
-// Every member may be called from any thread. Observers are called on the
+// Observation: a store is an `Observable` (one key per registration, the
+// change dictionary holding the values looked up as above), and also takes
+// closures (`addObserver(key, observer)`). Observers are called on the
 // thread that made the change, after it is complete and without the store's
 // lock held, so they may read (and even write) the store.
+//
+// While a store has observers it watches its file: a change made by another
+// process (or another store object over the same file) is read shortly
+// after, and observers of the keys whose values differ are called on a
+// dispatch engine thread, once per change even when the writer touched the
+// file several times within a few milliseconds. What the watch makes of the
+// file:
+//   replaced or rewritten       the keys that differ, with their new values
+//   removed                     every key the store had, as removed
+//   emptied, not a property list  moved aside as above; every key as removed
+//   unreadable (a folder, EACCES)  "UserDefaults: couldn't read <path>: ..."
+//                               is logged, values and observers stay as they
+//                               were until it is readable again
+// Removing the configuration folder itself ends the watch.
+//
+// Every member may be called from any thread.
 #pragma once
 
 #include <sys/types.h>
@@ -30,16 +48,18 @@
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
+#include "vantorcore/platform/Observable.h"
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
 namespace lx {
 
-class UserDefaults : public std::enable_shared_from_this<UserDefaults> {
+class UserDefaults : public Observable {
  public:
-  /// Called with the key after its value changed (set or removed, or
-  /// changed on disk and picked up by `synchronize`).
-  using Observer = std::function<void(const String& key)>;
+  /// Called with the key and its new value (absent once removed) after the
+  /// value changed: set or removed here, or changed on disk and picked up
+  /// by the watch or `synchronize`.
+  using Observer = std::function<void(const String& key, const std::optional<Value>& value)>;
 
   /// Unregisters its observer when destroyed. Move-only; a default-made or
   /// moved-from token does nothing.
@@ -117,12 +137,22 @@ class UserDefaults : public std::enable_shared_from_this<UserDefaults> {
   /// The registered defaults overlaid with the store's values.
   [[nodiscard]] Dictionary dictionaryRepresentation();
 
+  using Observable::addObserver;
   /// Calls `observer` after each change of `key`; see the file comment for
   /// the thread. The returned token unregisters it when destroyed.
   [[nodiscard]] ObserverToken addObserver(StringView key, Observer observer);
+  /// The same for a change of any key.
+  [[nodiscard]] ObserverToken addObserverForAllKeys(Observer observer);
+
+  /// The value for `key`, as `objectForKey` finds it.
+  [[nodiscard]] std::optional<Value> valueForKey(StringView key) const override;
 
   /// Use `standardUserDefaults()` or `suiteNamed()`; public for make_shared.
   explicit UserDefaults(String path);
+  ~UserDefaults() override;
+
+ protected:
+  void observerAdded(StringView keyPath) override;
 
  private:
   struct FileStamp {
@@ -132,23 +162,34 @@ class UserDefaults : public std::enable_shared_from_this<UserDefaults> {
     std::uint64_t inode = 0;
     friend bool operator==(const FileStamp&, const FileStamp&) = default;
   };
+  struct Change {
+    String key;
+    std::optional<Value> oldValue;
+    std::optional<Value> newValue;
+  };
   FileStamp stampOfFile() const;
   // Reads the file into `values_` when it changed; returns the keys whose
   // values differ. Called with `mutex_` held.
-  std::vector<String> reloadLocked(bool* readFailed);
-  void notify(const std::vector<String>& keys);
+  std::vector<Change> reloadLocked(bool* readFailed);
+  std::optional<Value> lookupLocked(StringView key) const;
+  void notify(const std::vector<Change>& changes);
+  ObserverToken addKeyObserver(std::optional<String> key, Observer observer);
   void removeObserver(std::uint64_t id);
+  void startWatching();
   std::optional<Value> lookup(StringView key);
 
   const String path_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   Dictionary values_;
   Dictionary registered_;
   FileStamp stamp_;
   bool loaded_ = false;
   std::mutex observersMutex_;
   std::uint64_t nextObserverId_ = 1;
-  std::map<std::uint64_t, std::pair<String, std::shared_ptr<Observer>>> observers_;
+  // By id; an absent key observes every key.
+  std::map<std::uint64_t, std::pair<std::optional<String>, std::shared_ptr<Observer>>> observers_;
+  std::once_flag watchOnce_;
+  std::uint64_t watchId_ = 0;  // set once under watchOnce_
 };
 
 }  // namespace lx
