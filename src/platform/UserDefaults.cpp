@@ -117,7 +117,7 @@ UserDefaults::ObserverToken::~ObserverToken() { reset(); }
 
 void UserDefaults::ObserverToken::reset() {
   if (id_ == 0) return;
-  if (auto store = store_.lock()) store->removeObserver(id_);
+  if (auto store = store_.lock()) store->removeKeyObserver(id_);
   store_.reset();
   id_ = 0;
 }
@@ -348,7 +348,7 @@ UserDefaults::ObserverToken UserDefaults::addKeyObserver(std::optional<String> k
   return ObserverToken(std::static_pointer_cast<UserDefaults>(shared_from_this()), id);
 }
 
-void UserDefaults::removeObserver(std::uint64_t id) {
+void UserDefaults::removeKeyObserver(std::uint64_t id) {
   std::lock_guard lock(observersMutex_);
   observers_.erase(id);
 }

@@ -174,7 +174,7 @@ class UserDefaults : public Observable {
   std::optional<Value> lookupLocked(StringView key) const;
   void notify(const std::vector<Change>& changes);
   ObserverToken addKeyObserver(std::optional<String> key, Observer observer);
-  void removeObserver(std::uint64_t id);
+  void removeKeyObserver(std::uint64_t id);
   void startWatching();
   std::optional<Value> lookup(StringView key);
 

@@ -1,0 +1,95 @@
+// Models, listeners and waiting helpers shared by the observation tests.
+#pragma once
+
+#include <sys/mman.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "vantorcore/platform/Observable.h"
+
+namespace lx::test {
+
+/// An observable bag of values; `set` announces the change.
+class Model : public Observable {
+ public:
+  void set(StringView key, Value value) {
+    willChangeValueForKey(key);
+    {
+      std::lock_guard lock(mutex_);
+      values_[String(key)] = std::move(value);
+    }
+    didChangeValueForKey(key);
+  }
+  std::optional<Value> valueForKey(StringView key) const override {
+    std::lock_guard lock(mutex_);
+    auto it = values_.find(String(key));
+    return it == values_.end() ? std::nullopt : std::optional<Value>(it->second);
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<String, Value> values_;
+};
+
+/// Collects values from any thread and lets a test wait for them. The wait
+/// is bounded so that a lost delivery fails the test instead of hanging it.
+template <class T>
+class Inbox {
+ public:
+  void push(T value) {
+    std::lock_guard lock(mutex_);
+    items_.push_back(std::move(value));
+    changed_.notify_all();
+  }
+  /// Waits until `done(items)` holds; false if it never does.
+  bool waitUntil(const std::function<bool(const std::vector<T>&)>& done) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return done(items_); });
+  }
+  std::vector<T> items() {
+    std::lock_guard lock(mutex_);
+    return items_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<T> items_;
+};
+
+/// Memory at a fixed address, so that tests can place objects where they
+/// choose: a new object where a dead one lived, or two objects whose
+/// addresses print with a common prefix. Null when the address is taken.
+class FixedAddress {
+ public:
+  explicit FixedAddress(std::uintptr_t address, std::size_t size = 4096) : size_(size) {
+    void* p = ::mmap(reinterpret_cast<void*>(address), size, PROT_READ | PROT_WRITE,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    memory_ = (p == MAP_FAILED || p != reinterpret_cast<void*>(address)) ? nullptr : p;
+  }
+  ~FixedAddress() {
+    if (memory_) ::munmap(memory_, size_);
+  }
+  FixedAddress(const FixedAddress&) = delete;
+  FixedAddress& operator=(const FixedAddress&) = delete;
+  [[nodiscard]] void* get() const { return memory_; }
+
+  /// A `T` made at this address, destroyed (not freed) with its last owner.
+  template <class T>
+  std::shared_ptr<T> make() {
+    return std::shared_ptr<T>(new (memory_) T, [](T* p) { p->~T(); });
+  }
+
+ private:
+  std::size_t size_;
+  void* memory_;
+};
+
+}  // namespace lx::test
