@@ -37,9 +37,8 @@ std::shared_ptr<LXKVObservation> LXKVObservation::initWithObserver(
     const ObjectPtr& observer, const std::shared_ptr<Observable>& object, StringView keyPath,
     std::string selector, Value userInfo, unsigned options) {
   if (!observer || !object) return nullptr;
-  auto observation = std::make_shared<LXKVObservation>(observer, object, String(keyPath),
-                                                       std::move(selector), nullptr,
-                                                       std::move(userInfo));
+  auto observation = std::make_shared<LXKVObservation>(
+      observer, object, String(keyPath), std::move(selector), nullptr, std::move(userInfo));
   observation->registerWithTarget(options);
   return observation;
 }
@@ -82,10 +81,11 @@ void LXKVObservation::observeValueForKeyPath(const String& keyPath, Object&,
 String LXKVObservation::description() const {
   const ObjectPtr observer = observer_.lock();
   return stringWithFormat(
-      u"<%@ %p ivars:   keyPath: %@   observer: %@ %p   selector: %@   target: %@ %p   userInfo: %@",
+      u"<%@ %p ivars:   keyPath: %@   observer: %@ %p   selector: %@   target: %@ %p   userInfo: "
+      u"%@",
       className(), this, keyPath_, observer ? observer->className() : String(u"(null)"),
-      observer.get(), operation_ ? String(u"(closure)") : fromUTF8(selector_),
-      target_->className(), target_.get(), userInfo_);
+      observer.get(), operation_ ? String(u"(closure)") : fromUTF8(selector_), target_->className(),
+      target_.get(), userInfo_);
 }
 
 }  // namespace lx

@@ -64,8 +64,7 @@ void LXPreferencesObservation::observeValueForKeyPath(const String&, Object&,
                                                       const Dictionary& change, void* context) {
   if (context != observationContext()) return;
   const Value* value = change.find(KeyValueChangeNewKey);
-  dispatchChangeWithValue(value && !value->isNull() ? std::optional<Value>(*value)
-                                                    : std::nullopt);
+  dispatchChangeWithValue(value && !value->isNull() ? std::optional<Value>(*value) : std::nullopt);
 }
 
 void LXPreferencesObservation::dispatchChangeWithValue(const std::optional<Value>& value) {

@@ -99,9 +99,10 @@ void LXPreferencesObservationCenter::addObserver(const ObjectPtr& observer, Stri
     KeyTable& keys = observers_[observer];
     auto it = keys.find(key);
     if (it == keys.end()) {
-      it = keys.emplace(String(key), std::make_shared<LXPreferencesObservation>(
-                                         store, String(key), observer, std::move(selector), nullptr))
-               .first;
+      it =
+          keys.emplace(String(key), std::make_shared<LXPreferencesObservation>(
+                                        store, String(key), observer, std::move(selector), nullptr))
+              .first;
     }
     observation = it->second;
     observation->increment();
@@ -112,7 +113,8 @@ void LXPreferencesObservationCenter::addObserver(const ObjectPtr& observer, Stri
 
 void LXPreferencesObservationCenter::deliverInitialValue(
     const std::shared_ptr<LXPreferencesObservation>& observation) {
-  observation->dispatchChangeWithValue(observation->userDefaults()->objectForKey(observation->key()));
+  observation->dispatchChangeWithValue(
+      observation->userDefaults()->objectForKey(observation->key()));
 }
 
 void LXPreferencesObservationCenter::removeObserver(const ObjectPtr& observerOrToken) {

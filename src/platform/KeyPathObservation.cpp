@@ -108,10 +108,10 @@ void KeyPathObservation::relink() {
     if (same(previous[i], wanted[i])) continue;
     leave(i, previous[i]);
     if (wanted[i].raw) {
-      wanted[i].raw->addObserver(self, components_[i],
-                                 KeyValueObservingOptionPrior | KeyValueObservingOptionOld |
-                                     KeyValueObservingOptionNew,
-                                 &kStepContext);
+      wanted[i].raw->addObserver(
+          self, components_[i],
+          KeyValueObservingOptionPrior | KeyValueObservingOptionOld | KeyValueObservingOptionNew,
+          &kStepContext);
     }
   }
 }
@@ -168,7 +168,8 @@ void KeyPathObservation::deliver(const Dictionary& change) {
   if (detached_) return;
   std::shared_ptr<Object> rootOwner = rootOwner_.lock();
   if (rootShared_ && !rootOwner) return;  // the root is being destroyed
-  if (auto client = client_.lock()) client->observeValueForKeyPath(keyPath_, root_, change, context_);
+  if (auto client = client_.lock())
+    client->observeValueForKeyPath(keyPath_, root_, change, context_);
 }
 
 }  // namespace lx::detail

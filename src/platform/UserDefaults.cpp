@@ -9,13 +9,13 @@
 #include <ctime>
 #include <filesystem>
 
+#include "PreferencesFileMonitor.h"
 #include "vantorcore/platform/Bundle.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/PropertyList.h"
 #include "vantorcore/platform/String+Paths.h"
-#include "PreferencesFileMonitor.h"
 
 namespace lx {
 
@@ -202,7 +202,8 @@ std::vector<UserDefaults::Change> UserDefaults::reloadLocked(bool* readFailed) {
   std::vector<Change> changes;
   if (loaded_) {
     for (String& key : changedKeys(values_, fresh)) {
-      changes.push_back({key, valueIn(values_, registered_, key), valueIn(fresh, registered_, key)});
+      changes.push_back(
+          {key, valueIn(values_, registered_, key), valueIn(fresh, registered_, key)});
     }
   }
   values_ = std::move(fresh);
@@ -341,8 +342,8 @@ UserDefaults::ObserverToken UserDefaults::addKeyObserver(std::optional<String> k
   {
     std::lock_guard lock(observersMutex_);
     id = nextObserverId_++;
-    observers_.emplace(id, std::make_pair(std::move(key),
-                                          std::make_shared<Observer>(std::move(observer))));
+    observers_.emplace(
+        id, std::make_pair(std::move(key), std::make_shared<Observer>(std::move(observer))));
   }
   startWatching();
   return ObserverToken(std::static_pointer_cast<UserDefaults>(shared_from_this()), id);

@@ -70,8 +70,8 @@ TEST(LXKVONotificationCenterTest, TheTableKeyDecidesWhatIsADuplicate) {
     auto otherListener = std::make_shared<KVOListener>();
     ASSERT_TRUE(center.addObserver(listener, model, u"title", kSelector));
     auto second = center.addObserver(c.sameObserver ? listener : otherListener,
-                                     c.sameObject ? model : otherModel,
-                                     fromUTF8(c.secondKeyPath), c.secondSelector);
+                                     c.sameObject ? model : otherModel, fromUTF8(c.secondKeyPath),
+                                     c.secondSelector);
     EXPECT_EQ(second != nullptr, c.secondAccepted);
     model->set(u"title", Value(u"x"));
     EXPECT_EQ(listener->calls + otherListener->calls, c.callsPerChangeOfTitle);
@@ -102,9 +102,9 @@ TEST(LXKVONotificationCenterTest, ChangesArriveWithKeyPathChangeAndUserInfo) {
   auto model = std::make_shared<Model>();
   model->set(u"title", Value(u"before"));
   auto listener = std::make_shared<KVOListener>();
-  center.addObserver(listener, model, u"title", kSelector, Value(u"info"),
-                     KeyValueObservingOptionNew | KeyValueObservingOptionOld |
-                         KeyValueObservingOptionInitial);
+  center.addObserver(
+      listener, model, u"title", kSelector, Value(u"info"),
+      KeyValueObservingOptionNew | KeyValueObservingOptionOld | KeyValueObservingOptionInitial);
   ASSERT_EQ(listener->calls, 1);  // the initial call, before addObserver returned
   model->set(u"title", Value(u"after"));
   ASSERT_EQ(listener->calls, 2);
@@ -244,7 +244,8 @@ TEST(LXKVONotificationCenterTest, TheCategoryUsesTheDefaultCenter) {
   lx_removeObserver(model, listener.get(), u"title", kSelector);
   model->set(u"title", Value(9));
   EXPECT_EQ(listener->calls, 1);
-  EXPECT_TRUE(LXKVONotificationCenter::defaultCenter().observingKeysForObserver(listener.get()).empty());
+  EXPECT_TRUE(
+      LXKVONotificationCenter::defaultCenter().observingKeysForObserver(listener.get()).empty());
 }
 
 TEST(LXKVONotificationCenterTest, DescriptionNamesEveryPart) {
@@ -272,9 +273,9 @@ TEST(LXKVONotificationCenterTest, RemovalInsideAChangeStopsLaterCalls) {
                        ++calls;
                        center.removeObserver(listener.get());  // both, mid-delivery
                      });
-  second = center.addObserver(listener, model, u"title",
-                              [&](const String&, const ObjectPtr&, const Dictionary&,
-                                  const Value&) { ++calls; });
+  second = center.addObserver(
+      listener, model, u"title",
+      [&](const String&, const ObjectPtr&, const Dictionary&, const Value&) { ++calls; });
   model->set(u"title", Value(1));
   model->set(u"title", Value(2));
   EXPECT_EQ(calls, 1);

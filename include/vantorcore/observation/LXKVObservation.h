@@ -31,16 +31,14 @@ class LXKVObservation : public Object, public KeyValueObserver {
   /// "observeTitle:ofObject:change:userInfo:"). Null when `observer` or
   /// `object` is null. With the initial option the first call happens before
   /// this returns.
-  static std::shared_ptr<LXKVObservation> initWithObserver(const ObjectPtr& observer,
-                                                           const std::shared_ptr<Observable>& object,
-                                                           StringView keyPath, std::string selector,
-                                                           Value userInfo, unsigned options);
+  static std::shared_ptr<LXKVObservation> initWithObserver(
+      const ObjectPtr& observer, const std::shared_ptr<Observable>& object, StringView keyPath,
+      std::string selector, Value userInfo, unsigned options);
   /// The same with a closure; `observer` only decides whether the closure
   /// is still wanted (a dead observer's closure is not called).
-  static std::shared_ptr<LXKVObservation> initWithObserver(const ObjectPtr& observer,
-                                                           const std::shared_ptr<Observable>& object,
-                                                           StringView keyPath, Operation operation,
-                                                           Value userInfo, unsigned options);
+  static std::shared_ptr<LXKVObservation> initWithObserver(
+      const ObjectPtr& observer, const std::shared_ptr<Observable>& object, StringView keyPath,
+      Operation operation, Value userInfo, unsigned options);
 
   /// Removes the registration from the observed object; calls after the
   /// first do nothing. Safe from any thread and from inside a change.
