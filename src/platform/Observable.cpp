@@ -7,6 +7,19 @@ namespace lx {
 namespace {
 Value valueOrNull(const std::optional<Value>& v) { return v ? *v : Value(); }
 
+// Moves the registrations of dead observers out of `list`, so that the
+// caller can destroy them after releasing its lock (a dotted path's
+// registration leaves other objects when destroyed).
+std::vector<std::shared_ptr<void>> takeDead(auto& list) {
+  std::vector<std::shared_ptr<void>> dead;
+  std::erase_if(list, [&](const auto& r) {
+    if (!r->observer.expired()) return false;
+    dead.push_back(r);
+    return true;
+  });
+  return dead;
+}
+
 Dictionary settingChange() {
   return Dictionary{{String(KeyValueChangeKindKey), Value(KeyValueChangeSetting)}};
 }
@@ -28,13 +41,14 @@ void Observable::addObserver(const std::shared_ptr<KeyValueObserver>& observer, 
     registration->path = std::make_shared<detail::KeyPathObservation>(*this, String(keyPath),
                                                                       observer, options, context);
   }
+  std::vector<std::shared_ptr<void>> dead;
   {
     std::lock_guard lock(kvoMutex_);
     auto it = registrations_.find(keyPath);
     if (it == registrations_.end()) {
       it = registrations_.emplace(String(keyPath), std::vector<RegistrationPtr>{}).first;
     }
-    std::erase_if(it->second, [](const RegistrationPtr& r) { return r->observer.expired(); });
+    dead = takeDead(it->second);
     it->second.push_back(registration);
   }
   if (registration->path) registration->path->attach();
@@ -51,12 +65,13 @@ void Observable::addObserver(const std::shared_ptr<KeyValueObserver>& observer, 
 bool Observable::removeObserver(const KeyValueObserver* observer, StringView keyPath,
                                 void* context) {
   RegistrationPtr removed;
+  std::vector<std::shared_ptr<void>> dead;
   {
     std::lock_guard lock(kvoMutex_);
     auto it = registrations_.find(keyPath);
     if (it == registrations_.end()) return false;
     auto& list = it->second;
-    std::erase_if(list, [](const RegistrationPtr& r) { return r->observer.expired(); });
+    dead = takeDead(list);
     for (auto r = list.rbegin(); r != list.rend(); ++r) {
       if ((*r)->identity == observer && (!context || (*r)->context == context)) {
         removed = *r;
@@ -70,6 +85,15 @@ bool Observable::removeObserver(const KeyValueObserver* observer, StringView key
   removed->removed = true;
   if (removed->path) removed->path->detach();
   return true;
+}
+
+void Observable::dropDeadObservers(StringView keyPath) {
+  std::vector<std::shared_ptr<void>> dead;  // destroyed after the lock is released
+  std::lock_guard lock(kvoMutex_);
+  auto it = registrations_.find(keyPath);
+  if (it == registrations_.end()) return;
+  dead = takeDead(it->second);
+  if (it->second.empty()) registrations_.erase(it);
 }
 
 std::size_t Observable::observerCount(StringView keyPath) const {

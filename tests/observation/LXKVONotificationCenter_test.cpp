@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "observation/ObservationTestSupport.h"
+#include "support/ObservationSupport.h"
 #include "vantorcore/observation/Observable+LXKVONotification.h"
 #include "vantorcore/platform/StringFormat.h"
 

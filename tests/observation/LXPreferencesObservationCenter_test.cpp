@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "observation/ObservationTestSupport.h"
+#include "support/ObservationSupport.h"
 #include "support/TestSupport.h"
 #include "vantorcore/observation/UserDefaults+LXPreferences.h"
 #include "vantorcore/platform/String+Paths.h"

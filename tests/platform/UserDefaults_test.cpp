@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "support/ObservationSupport.h"
 #include "support/TestSupport.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/Object.h"
@@ -171,8 +172,10 @@ TEST(UserDefaultsTest, ObserversHearLocalAndSynchronizedChanges) {
   auto defaults = freshSuite();
   std::vector<String> heard;
   std::thread::id thread;
-  auto token = defaults->addObserver(u"color", [&](const String& key, const auto&) {
+  std::vector<std::optional<Value>> values;
+  auto token = defaults->addObserver(u"color", [&](const String& key, const auto& value) {
     heard.push_back(key);
+    values.push_back(value);
     thread = std::this_thread::get_id();
     EXPECT_TRUE(defaults->objectForKey(u"color"));  // the store may be read from an observer
   });
@@ -189,11 +192,124 @@ TEST(UserDefaultsTest, ObserversHearLocalAndSynchronizedChanges) {
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(defaults->stringForKey(u"color"), u"blue");
   EXPECT_EQ(heard.size(), 2u);
+  EXPECT_EQ(values, (std::vector<std::optional<Value>>{Value(u"red"), Value(u"blue")}));
 
   UserDefaults::ObserverToken moved = std::move(token);
   moved.reset();
   defaults->removeObjectForKey(u"color");
   EXPECT_EQ(heard.size(), 2u);
+}
+
+struct ChangeRecorder : KeyValueObserver {
+  std::vector<Dictionary> changes;
+  void observeValueForKeyPath(const String&, Object&, const Dictionary& change, void*) override {
+    changes.push_back(change);
+  }
+};
+
+TEST(UserDefaultsTest, KeyValueObserversGetOldAndNewValuesWithRegisteredFallbacks) {
+  auto defaults = freshSuite();
+  defaults->registerDefaults({{u"size", Value(10)}});
+  auto recorder = std::make_shared<ChangeRecorder>();
+  defaults->addObserver(
+      recorder, u"size",
+      KeyValueObservingOptionNew | KeyValueObservingOptionOld | KeyValueObservingOptionPrior);
+  defaults->setObject(Value(12), u"size");
+  defaults->removeObjectForKey(u"size");  // back to the registered value
+  ASSERT_EQ(recorder->changes.size(), 4u);
+  EXPECT_EQ(*recorder->changes[0].find(u"notificationIsPrior"), Value(true));
+  EXPECT_EQ(*recorder->changes[1].find(u"old"), Value(10));
+  EXPECT_EQ(*recorder->changes[1].find(u"new"), Value(12));
+  EXPECT_EQ(*recorder->changes[3].find(u"new"), Value(10));
+}
+
+// Runs a shell command: another process touching the store's file.
+void runElsewhere(const std::string& command) {
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+std::string plistWith(const std::string& key, int value) {
+  return "<plist version=\"1.0\"><dict><key>" + key + "</key><integer>" + std::to_string(value) +
+         "</integer></dict></plist>";
+}
+
+TEST(UserDefaultsTest, TheFileWatchReportsWhatAnotherProcessDid) {
+  struct Case {
+    const char* name;
+    std::string command;  // %F is the store's file
+    std::optional<Value> delivered;
+    bool movedAside;
+  };
+  const Case cases[] = {
+      {"replaced by rename", "printf '" + plistWith("volume", 11) + "' > %F.tmp && mv %F.tmp %F",
+       Value(11), false},
+      {"rewritten in place", "printf '" + plistWith("volume", 12) + "' > %F", Value(12), false},
+      {"removed", "rm %F", std::nullopt, false},
+      {"truncated", ": > %F", std::nullopt, true},
+      {"not a property list", "printf 'garbage' > %F", std::nullopt, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto defaults = freshSuite();
+    defaults->setObject(Value(1), u"volume");
+    test::Inbox<std::optional<Value>> inbox;
+    auto token = defaults->addObserver(
+        u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
+    ScopedLogCapture log;
+    std::string command = c.command;
+    const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
+    for (std::size_t at; (at = command.find("%F")) != std::string::npos;) {
+      command.replace(at, 2, file);
+    }
+    runElsewhere(command);
+    ASSERT_TRUE(inbox.waitUntil([](const auto& items) { return !items.empty(); }));
+    EXPECT_EQ(inbox.items()[0], c.delivered);
+    EXPECT_EQ(defaults->objectForKey(u"volume"), c.delivered);
+    const auto lines = log.lines();
+    EXPECT_EQ(!lines.empty() && lines[0].find(u"aside") != String::npos, c.movedAside);
+  }
+}
+
+TEST(UserDefaultsTest, AnUnreadableFileKeepsTheValuesUntilItIsReadableAgain) {
+  auto defaults = freshSuite();
+  defaults->setObject(Value(1), u"volume");
+  test::Inbox<std::optional<Value>> inbox;
+  auto token = defaults->addObserver(
+      u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
+  const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
+  {
+    ScopedLogCapture log;
+    // A folder in the file's place cannot be read, even by root.
+    runElsewhere("rm " + file + " && mkdir " + file);
+    ASSERT_TRUE(test::eventually([&] {
+      for (const String& line : log.lines()) {
+        if (line.starts_with(u"UserDefaults: couldn't read")) return true;
+      }
+      return false;
+    }));
+  }
+  EXPECT_EQ(defaults->objectForKey(u"volume"), Value(1));
+  runElsewhere("rmdir " + file + " && printf '" + plistWith("volume", 2) + "' > " + file);
+  ASSERT_TRUE(inbox.waitUntil([](const auto& items) { return !items.empty(); }));
+  EXPECT_EQ(inbox.items(), (std::vector<std::optional<Value>>{Value(2)}));
+}
+
+TEST(UserDefaultsTest, OneWriteThatTouchesTheFileRepeatedlyIsOneChange) {
+  auto defaults = freshSuite();
+  test::Inbox<String> inbox;
+  auto token = defaults->addObserverForAllKeys(
+      [&](const String& key, const std::optional<Value>&) { inbox.push(key); });
+  const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
+  runElsewhere("printf '" + plistWith("volume", 3) + "' > " + file + " && chmod 600 " + file +
+               " && touch " + file + " && touch " + file);
+  // A later change to another key marks the end of the first one's events.
+  runElsewhere(
+      "printf '<plist version=\"1.0\"><dict><key>volume</key><integer>3</integer>"
+      "<key>done</key><true/></dict></plist>' > " +
+      file + ".tmp && mv " + file + ".tmp " + file);
+  ASSERT_TRUE(inbox.waitUntil(
+      [](const auto& keys) { return std::find(keys.begin(), keys.end(), u"done") != keys.end(); }));
+  EXPECT_EQ(inbox.items(), (std::vector<String>{u"volume", u"done"}));
 }
 
 }  // namespace

@@ -104,6 +104,10 @@ class Observable : public Object {
   virtual void observerAdded(StringView /*keyPath*/) {}
 
  private:
+  friend class detail::KeyPathObservation;
+  // Drops the registrations for `keyPath` whose observers have died.
+  void dropDeadObservers(StringView keyPath);
+
   struct Registration {
     std::weak_ptr<KeyValueObserver> observer;
     const KeyValueObserver* identity;

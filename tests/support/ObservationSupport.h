@@ -1,4 +1,4 @@
-// Models, listeners and waiting helpers shared by the observation tests.
+// Models, inboxes and fixed addresses shared by the observation tests.
 #pragma once
 
 #include <sys/mman.h>
@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include "vantorcore/platform/Observable.h"
@@ -63,6 +64,17 @@ class Inbox {
   std::condition_variable changed_;
   std::vector<T> items_;
 };
+
+/// Polls `condition` until it holds, for what cannot signal (log lines);
+/// false if it never does within a generous bound.
+inline bool eventually(const std::function<bool()>& condition) {
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > giveUp) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
 
 /// Memory at a fixed address, so that tests can place objects where they
 /// choose: a new object where a dead one lived, or two objects whose
