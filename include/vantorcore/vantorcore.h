@@ -85,6 +85,14 @@
 #include "vantorcore/concurrency/Thread+LXAdditions.h"
 #include "vantorcore/concurrency/Timer+Tolerance.h"
 
+#include "vantorcore/observation/LXKVONotificationCenter.h"
+#include "vantorcore/observation/LXKVObservation.h"
+#include "vantorcore/observation/LXPreferencesObservation.h"
+#include "vantorcore/observation/LXPreferencesObservationCenter+Publisher.h"
+#include "vantorcore/observation/LXPreferencesObservationCenter.h"
+#include "vantorcore/observation/Observable+LXKVONotification.h"
+#include "vantorcore/observation/UserDefaults+LXPreferences.h"
+
 #include "vantorcore/socket/GCDAsyncSocket.h"
 
 #include "vantorcore/jsonrpc/Error+LXJSONRPC.h"
