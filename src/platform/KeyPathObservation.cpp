@@ -127,6 +127,9 @@ int KeyPathObservation::indexOfLink(const Object& object) {
 void KeyPathObservation::observeValueForKeyPath(const String&, Object& object,
                                                 const Dictionary& change, void* context) {
   if (context != &kStepContext || detached_) return;
+  // Keep the root alive while we walk from it; a dying root hears nothing.
+  const std::shared_ptr<Object> rootOwner = rootOwner_.lock();
+  if (rootShared_ && !rootOwner) return;
   const int index = indexOfLink(object);
   if (index < 0) return;
   const auto rest = std::span<const String>(components_).subspan(index + 1);
@@ -166,8 +169,6 @@ void KeyPathObservation::observeValueForKeyPath(const String&, Object& object,
 
 void KeyPathObservation::deliver(const Dictionary& change) {
   if (detached_) return;
-  std::shared_ptr<Object> rootOwner = rootOwner_.lock();
-  if (rootShared_ && !rootOwner) return;  // the root is being destroyed
   if (auto client = client_.lock())
     client->observeValueForKeyPath(keyPath_, root_, change, context_);
 }

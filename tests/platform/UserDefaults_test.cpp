@@ -1,7 +1,10 @@
 #include "vantorcore/platform/UserDefaults.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <cstdio>
 
 #include <atomic>
 #include <filesystem>
@@ -168,7 +171,7 @@ TEST(UserDefaultsTest, ConcurrentWritersLoseNothing) {
   EXPECT_EQ(all.size(), 4u * kPerThread);
 }
 
-TEST(UserDefaultsTest, ObserversHearLocalAndSynchronizedChanges) {
+TEST(UserDefaultsTest, ObserversHearLocalChangesWithTheirValues) {
   auto defaults = freshSuite();
   std::vector<String> heard;
   std::thread::id thread;
@@ -183,21 +186,25 @@ TEST(UserDefaultsTest, ObserversHearLocalAndSynchronizedChanges) {
   defaults->setObject(Value(u"red"), u"color");  // no change, no call
   defaults->setObject(Value(1), u"other");
   EXPECT_EQ(heard, std::vector<String>{u"color"});
+  EXPECT_EQ(values, (std::vector<std::optional<Value>>{Value(u"red")}));
   EXPECT_EQ(thread, std::this_thread::get_id());
-
-  // Another object over the same file writes; synchronize picks it up.
-  UserDefaults::suiteNamed(lastPathComponent(stringByDeletingPathExtension(defaults->path())))
-      ->setObject(Value(u"blue"), u"color");
-  EXPECT_EQ(defaults->stringForKey(u"color"), u"red");  // cached until synchronize
-  EXPECT_TRUE(defaults->synchronize());
-  EXPECT_EQ(defaults->stringForKey(u"color"), u"blue");
-  EXPECT_EQ(heard.size(), 2u);
-  EXPECT_EQ(values, (std::vector<std::optional<Value>>{Value(u"red"), Value(u"blue")}));
 
   UserDefaults::ObserverToken moved = std::move(token);
   moved.reset();
   defaults->removeObjectForKey(u"color");
-  EXPECT_EQ(heard.size(), 2u);
+  EXPECT_EQ(heard.size(), 1u);
+}
+
+TEST(UserDefaultsTest, AnUnobservedStoreReadsOtherWritersOnSynchronize) {
+  auto defaults = freshSuite();
+  defaults->setObject(Value(u"red"), u"color");
+  // Another object over the same file writes; with no observers nothing
+  // watches the file, so the cache stands until synchronize.
+  UserDefaults::suiteNamed(lastPathComponent(stringByDeletingPathExtension(defaults->path())))
+      ->setObject(Value(u"blue"), u"color");
+  EXPECT_EQ(defaults->stringForKey(u"color"), u"red");
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(defaults->stringForKey(u"color"), u"blue");
 }
 
 struct ChangeRecorder : KeyValueObserver {
@@ -276,22 +283,28 @@ TEST(UserDefaultsTest, AnUnreadableFileKeepsTheValuesUntilItIsReadableAgain) {
   test::Inbox<std::optional<Value>> inbox;
   auto token = defaults->addObserver(
       u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
-  const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
+  const std::string file = fileSystemRepresentation(defaults->path());
+  const std::string spare = file + ".spare";
+  // A folder swapped into the file's place in one step cannot be read, even
+  // by root.
+  ASSERT_EQ(::mkdir(spare.c_str(), 0700), 0);
+  ASSERT_EQ(::renameat2(AT_FDCWD, spare.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE), 0);
   {
     ScopedLogCapture log;
-    // A folder in the file's place cannot be read, even by root.
-    runElsewhere("rm " + file + " && mkdir " + file);
     ASSERT_TRUE(test::eventually([&] {
       for (const String& line : log.lines()) {
-        if (line.starts_with(u"UserDefaults: couldn't read")) return true;
+        if (line.starts_with(u"UserDefaults: couldn't read " + defaults->path())) return true;
       }
       return false;
     }));
   }
   EXPECT_EQ(defaults->objectForKey(u"volume"), Value(1));
-  runElsewhere("rmdir " + file + " && printf '" + plistWith("volume", 2) + "' > " + file);
+  EXPECT_TRUE(inbox.items().empty());
+  test::writeFile(spare, plistWith("volume", 2));
+  ASSERT_EQ(::renameat2(AT_FDCWD, spare.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE), 0);
   ASSERT_TRUE(inbox.waitUntil([](const auto& items) { return !items.empty(); }));
   EXPECT_EQ(inbox.items(), (std::vector<std::optional<Value>>{Value(2)}));
+  ::rmdir(spare.c_str());
 }
 
 TEST(UserDefaultsTest, OneWriteThatTouchesTheFileRepeatedlyIsOneChange) {
