@@ -156,10 +156,13 @@ TEST(LXPreferencesObservationCenterTest, ClosureTokensAreSeparateAndStopAtRemova
   store->setObject(Value(2), u"k");
   EXPECT_EQ(first, 1);
   EXPECT_EQ(second, 2);
+  std::weak_ptr<LXPreferencesObservation> dropped = b;
   b.reset();  // the centre keeps a dropped token until it is removed
-  EXPECT_EQ(store->observerCount(u"k"), 1u);
   store->setObject(Value(3), u"k");
   EXPECT_EQ(second, 3);
+  center->removeObserver(dropped.lock());
+  EXPECT_TRUE(dropped.expired());
+  EXPECT_EQ(store->observerCount(u"k"), 0u);
   EXPECT_FALSE(center->addObserverForKey(u"k", nullptr));
 }
 
@@ -196,7 +199,7 @@ TEST(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue
   auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
   test::Inbox<std::optional<Value>> inbox;
   auto token = center->addObserverForKey(
-      u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
+      u"volume", [inbox](const String&, const std::optional<Value>& value) { inbox.push(value); });
   // Another program replaces the file the way careful writers do.
   const std::string path = fileSystemRepresentation(store->path());
   const std::string command =
@@ -206,6 +209,7 @@ TEST(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue
   ASSERT_EQ(std::system(command.c_str()), 0);
   ASSERT_TRUE(inbox.waitUntil([](const auto& items) { return !items.empty(); }));
   EXPECT_EQ(inbox.items()[0], Value(11));
+  center->removeObserver(token);
 }
 
 TEST(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesChange) {
@@ -223,9 +227,12 @@ TEST(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesC
       auto listener = std::make_shared<PrefsListener>();
       for (int i = 0; i < kRounds; ++i) {
         center->addObserver(listener, u"k", "changed:");
-        auto token = center->addObserverForKey(u"k", [&](const String&, const auto&) {
-          center->removeObserver(listener, String(u"k"));  // removal from a callback
-        });
+        // Removal from a callback, which may still run (on the writer's
+        // thread) after the token is removed: it holds what it uses.
+        auto token =
+            center->addObserverForKey(u"k", [center, listener](const String&, const auto&) {
+              center->removeObserver(listener, String(u"k"));
+            });
         if (i % 10 == 0) listener = std::make_shared<PrefsListener>();  // the old one dies
         center->removeObserver(token);
       }

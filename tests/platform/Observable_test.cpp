@@ -244,7 +244,7 @@ TEST(ObservableTest, RemovalDuringDeliveryStopsTheRemovedObserver) {
 }
 
 TEST(ObservableTest, ANewObserverAtADeadOnesAddressIsRemovedAsItself) {
-  test::FixedAddress slot(0x7e1000000000);
+  test::FixedAddress slot(0x300000000);
   if (!slot.get()) GTEST_SKIP() << "the fixed address is taken";
   auto model = std::make_shared<Model>();
   int deadContext = 0, liveContext = 0;

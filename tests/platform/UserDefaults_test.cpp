@@ -261,7 +261,8 @@ TEST(UserDefaultsTest, TheFileWatchReportsWhatAnotherProcessDid) {
     defaults->setObject(Value(1), u"volume");
     test::Inbox<std::optional<Value>> inbox;
     auto token = defaults->addObserver(
-        u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
+        u"volume",
+        [inbox](const String&, const std::optional<Value>& value) { inbox.push(value); });
     ScopedLogCapture log;
     std::string command = c.command;
     const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
@@ -282,7 +283,7 @@ TEST(UserDefaultsTest, AnUnreadableFileKeepsTheValuesUntilItIsReadableAgain) {
   defaults->setObject(Value(1), u"volume");
   test::Inbox<std::optional<Value>> inbox;
   auto token = defaults->addObserver(
-      u"volume", [&](const String&, const std::optional<Value>& value) { inbox.push(value); });
+      u"volume", [inbox](const String&, const std::optional<Value>& value) { inbox.push(value); });
   const std::string file = fileSystemRepresentation(defaults->path());
   const std::string spare = file + ".spare";
   // A folder swapped into the file's place in one step cannot be read, even
@@ -311,7 +312,7 @@ TEST(UserDefaultsTest, OneWriteThatTouchesTheFileRepeatedlyIsOneChange) {
   auto defaults = freshSuite();
   test::Inbox<String> inbox;
   auto token = defaults->addObserverForAllKeys(
-      [&](const String& key, const std::optional<Value>&) { inbox.push(key); });
+      [inbox](const String& key, const std::optional<Value>&) { inbox.push(key); });
   const std::string file = "'" + fileSystemRepresentation(defaults->path()) + "'";
   runElsewhere("printf '" + plistWith("volume", 3) + "' > " + file + " && chmod 600 " + file +
                " && touch " + file + " && touch " + file);

@@ -41,28 +41,34 @@ class Model : public Observable {
 
 /// Collects values from any thread and lets a test wait for them. The wait
 /// is bounded so that a lost delivery fails the test instead of hanging it.
+/// A cheap handle: capture it by value in callbacks, so that a delivery
+/// still running on another thread when the test ends has somewhere to go.
 template <class T>
 class Inbox {
  public:
-  void push(T value) {
-    std::lock_guard lock(mutex_);
-    items_.push_back(std::move(value));
-    changed_.notify_all();
+  void push(T value) const {
+    std::lock_guard lock(state_->mutex);
+    state_->items.push_back(std::move(value));
+    state_->changed.notify_all();
   }
   /// Waits until `done(items)` holds; false if it never does.
-  bool waitUntil(const std::function<bool(const std::vector<T>&)>& done) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return done(items_); });
+  bool waitUntil(const std::function<bool(const std::vector<T>&)>& done) const {
+    std::unique_lock lock(state_->mutex);
+    return state_->changed.wait_for(lock, std::chrono::seconds(20),
+                                    [&] { return done(state_->items); });
   }
-  std::vector<T> items() {
-    std::lock_guard lock(mutex_);
-    return items_;
+  std::vector<T> items() const {
+    std::lock_guard lock(state_->mutex);
+    return state_->items;
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<T> items_;
+  struct State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<T> items;
+  };
+  std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 /// Polls `condition` until it holds, for what cannot signal (log lines);
@@ -79,6 +85,8 @@ inline bool eventually(const std::function<bool()>& condition) {
 /// Memory at a fixed address, so that tests can place objects where they
 /// choose: a new object where a dead one lived, or two objects whose
 /// addresses print with a common prefix. Null when the address is taken.
+/// Keep to low addresses (below 512 GiB): the thread sanitizer aborts on
+/// fixed mappings outside its application ranges.
 class FixedAddress {
  public:
   explicit FixedAddress(std::uintptr_t address, std::size_t size = 4096) : size_(size) {
