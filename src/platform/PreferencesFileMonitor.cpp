@@ -9,6 +9,8 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "vantorcore/platform/DispatchEngine.h"
@@ -58,15 +60,16 @@ PreferencesFileMonitor::PreferencesFileMonitor() : engine_(std::make_unique<Engi
 std::uint64_t PreferencesFileMonitor::watch(const String& path, std::function<void()> changed) {
   if (fd_ < 0) return 0;
   const std::string folder = fileSystemRepresentation(stringByDeletingLastPathComponent(path));
+  // A store not yet written may have no folder; its first writer makes it.
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
   std::lock_guard lock(mutex_);
   const int descriptor = ::inotify_add_watch(fd_, folder.c_str(), kFolderEvents);
   if (descriptor < 0) {
     logFormat(u"UserDefaults: cannot watch %s: %s", folder.c_str(), std::strerror(errno));
     return 0;
   }
-  Folder& entry = folders_[descriptor];
-  entry.path = folder;
-  ++entry.references;
+  ++folderReferences_[descriptor];
   auto watch = std::make_shared<Watch>();
   watch->descriptor = descriptor;
   watch->name = fileSystemRepresentation(lastPathComponent(path));
@@ -81,10 +84,10 @@ void PreferencesFileMonitor::unwatch(std::uint64_t id) {
   auto it = watches_.find(id);
   if (it == watches_.end()) return;
   it->second->timer.cancel();
-  auto folder = folders_.find(it->second->descriptor);
-  if (folder != folders_.end() && --folder->second.references == 0) {
+  auto folder = folderReferences_.find(it->second->descriptor);
+  if (folder != folderReferences_.end() && --folder->second == 0) {
     ::inotify_rm_watch(fd_, folder->first);
-    folders_.erase(folder);
+    folderReferences_.erase(folder);
   }
   watches_.erase(it);
 }
@@ -116,7 +119,7 @@ void PreferencesFileMonitor::readEvents() {
         }
         if (event->mask & IN_IGNORED) {
           // The folder went away; its stores are no longer watched.
-          folders_.erase(event->wd);
+          folderReferences_.erase(event->wd);
           for (const auto& [id, watch] : watches_) {
             if (watch->descriptor == event->wd) watch->descriptor = -1;
           }

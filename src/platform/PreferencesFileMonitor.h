@@ -12,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <string>
 
 #include "vantorcore/platform/String.h"
 
@@ -36,10 +35,6 @@ class PreferencesFileMonitor {
  private:
   PreferencesFileMonitor();
   struct Watch;
-  struct Folder {
-    std::string path;
-    int references = 0;
-  };
   void waitForEvents();
   void readEvents();
   void schedule(std::uint64_t id);
@@ -49,7 +44,7 @@ class PreferencesFileMonitor {
   std::unique_ptr<Engine> engine_;
   std::mutex mutex_;
   std::uint64_t nextId_ = 1;
-  std::map<int, Folder> folders_;  // by watch descriptor
+  std::map<int, int> folderReferences_;  // by watch descriptor
   std::map<std::uint64_t, std::shared_ptr<Watch>> watches_;
 };
 
