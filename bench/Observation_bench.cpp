@@ -176,10 +176,12 @@ std::size_t formatInteger(char* out, std::int64_t value) {
 }
 
 // A writer process that replaces the suite's file (temporary file, then
-// rename) with each number it reads from `commands`.
-pid_t startWriter(const std::string& path, int commands) {
+// rename) with each number it reads from `commands` until the parent closes
+// `parentEnd`.
+pid_t startWriter(const std::string& path, int commands, int parentEnd) {
   const pid_t pid = ::fork();
   if (pid != 0) return pid;
+  ::close(parentEnd);  // or the end of input would never come
   const std::string temporary = path + ".writer";
   std::int64_t value;
   while (::read(commands, &value, sizeof value) == sizeof value) {
@@ -207,7 +209,8 @@ void BM_PreferenceChangeFromAnotherProcess(benchmark::State& state) {
   });
   int pipeEnds[2];
   if (::pipe(pipeEnds) != 0) return state.SkipWithError("pipe");
-  const pid_t writer = startWriter(fileSystemRepresentation(store->path()), pipeEnds[0]);
+  const pid_t writer =
+      startWriter(fileSystemRepresentation(store->path()), pipeEnds[0], pipeEnds[1]);
   ::close(pipeEnds[0]);
   std::int64_t i = 0;
   for (auto _ : state) {
