@@ -1,5 +1,7 @@
 #include "vantorcore/platform/Observable.h"
 
+#include <algorithm>
+
 #include "KeyPathObservation.h"
 
 namespace lx {
@@ -124,9 +126,17 @@ void Observable::notify(const std::vector<RegistrationPtr>& registrations, const
     if (r->removed) continue;  // removed by an earlier observer of this change
     auto observer = r->observer.lock();
     if (!observer) continue;
+    const bool dropNew =
+        !(r->options & KeyValueObservingOptionNew) && change.contains(KeyValueChangeNewKey);
+    const bool dropOld =
+        !(r->options & KeyValueObservingOptionOld) && change.contains(KeyValueChangeOldKey);
+    if (!dropNew && !dropOld) {
+      observer->observeValueForKeyPath(key, *this, change, r->context);
+      continue;
+    }
     Dictionary filtered = change;
-    if (!(r->options & KeyValueObservingOptionNew)) filtered.erase(KeyValueChangeNewKey);
-    if (!(r->options & KeyValueObservingOptionOld)) filtered.erase(KeyValueChangeOldKey);
+    if (dropNew) filtered.erase(KeyValueChangeNewKey);
+    if (dropOld) filtered.erase(KeyValueChangeOldKey);
     observer->observeValueForKeyPath(key, *this, filtered, r->context);
   }
 }
@@ -141,6 +151,10 @@ void Observable::willChangeValueForKey(StringView key) {
     if (it == pendingOld_.end()) it = pendingOld_.emplace(String(key), std::vector<Value>{}).first;
     it->second.push_back(old);
   }
+  const bool anyPrior = std::any_of(registrations.begin(), registrations.end(), [](const auto& r) {
+    return (r->options & KeyValueObservingOptionPrior) && !r->path;
+  });
+  if (!anyPrior) return;
   Dictionary change = settingChange();
   change.set(KeyValueChangeOldKey, old);
   change.set(KeyValueChangeNotificationIsPriorKey, Value(true));
