@@ -132,14 +132,20 @@ const TextAttributes& LXTranscript::connectionLabelAttributes() { return default
 
 bool LXTranscript::waitUntilWritten(double timeoutSeconds) {
   auto done = std::make_shared<std::atomic<bool>>(false);
-  transcriptQueue()->async([done] { done->store(true); });
+  const std::shared_ptr<RunLoop> loop = RunLoop::current();
+  transcriptQueue()->async([done, loop] {
+    done->store(true);
+    loop->perform([] {});  // ends the pass the waiter is blocked in
+  });
   const auto giveUp =
       std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
-  const std::shared_ptr<RunLoop> loop = RunLoop::current();
   while (!done->load()) {
     if (std::chrono::steady_clock::now() > giveUp) return false;
-    loop->runMode(DefaultRunLoopMode, Date::distantPast());
-    std::this_thread::sleep_for(std::chrono::microseconds(100));
+    // Blocks until a hand-over or the marker arrives; a loop with nothing
+    // to wait on returns at once and is polled instead.
+    if (!loop->runMode(DefaultRunLoopMode, Date::now().addingTimeInterval(0.05))) {
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
   }
   return true;
 }
