@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "transcript/TranscriptFiles.h"
+#include "transcript/TranscriptWork.h"
 #include "vantorcore/files/FileManager+Folders.h"
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/StringFormat.h"
@@ -98,6 +99,8 @@ String timestampLine(const DateFormatter& formatter, Date date) {
 
 }  // namespace
 
+constexpr double kTimerSlack = 0.001;
+
 struct LXTranscript::PendingMessage {
   std::shared_ptr<LXUUID> uuid;
   String text;
@@ -128,12 +131,17 @@ const LXTranscript::Styles& LXTranscript::defaultStyles() {
   return *styles;
 }
 
+transcript::WorkList& LXTranscript::work() {
+  static auto* list = new transcript::WorkList(transcriptQueue());
+  return *list;
+}
+
 const TextAttributes& LXTranscript::connectionLabelAttributes() { return defaultStyles().caption; }
 
 bool LXTranscript::waitUntilWritten(double timeoutSeconds) {
   auto done = std::make_shared<std::atomic<bool>>(false);
   const std::shared_ptr<RunLoop> loop = RunLoop::current();
-  transcriptQueue()->async([done, loop] {
+  work().perform([done, loop] {
     done->store(true);
     loop->perform([] {});  // ends the pass the waiter is blocked in
   });
@@ -247,9 +255,9 @@ void LXTranscript::appendTranscript(const LXTranscriptConnection& connection, St
 void LXTranscript::appendTranscript(std::shared_ptr<LXUUID> uuid, StringView text, bool isOutgoing,
                                     bool coalesce) {
   if (text.empty()) return;
-  transcriptQueue()->async(
-      [self = self(), message = PendingMessage{std::move(uuid), String(text), isOutgoing, coalesce,
-                                               Date::now()}] { self->appendOnQueue(message); });
+  work().append([self = self(), message = PendingMessage{std::move(uuid), String(text), isOutgoing,
+                                                         coalesce, Date::now()}](
+                    transcript::LineBatch& lines) { self->appendOnQueue(message, lines); });
 }
 
 std::uint64_t LXTranscript::indexOfConnection(const std::shared_ptr<LXUUID>& uuid,
@@ -267,7 +275,7 @@ std::uint64_t LXTranscript::indexOfConnection(const std::shared_ptr<LXUUID>& uui
   return it->second->index();
 }
 
-void LXTranscript::appendOnQueue(const PendingMessage& message) {
+void LXTranscript::appendOnQueue(const PendingMessage& message, transcript::LineBatch& lines) {
   paceFlush();
   const AttributedString* caption = nullptr;
   const std::uint64_t index = indexOfConnection(message.uuid, &caption);
@@ -297,29 +305,35 @@ void LXTranscript::appendOnQueue(const PendingMessage& message) {
     if (caption) styled.append(*caption);
     styled.append(shown, style);
     const std::string logLine = toUTF8(prefix + shown);
-    transcript::appendToFile(sharedLog, logLine);
-    transcript::appendToFile(sessionLog, logLine);
+    lines.add(sharedLog, logLine);
+    lines.add(sessionLog, logLine);
   }
   flushedContents_->append(styled);
 }
 
 // --- Flushing ------------------------------------------------------------------
 
+// Postponing moves a deadline rather than the timer: re-aiming a run-loop
+// timer wakes the main thread, which would cost a wake-up per message. The
+// timer, when it fires before the deadline, is aimed at it then.
 void LXTranscript::paceFlush() {
   if (flushTimer_) {
     if (deferrals_.load() >= kMaximumDeferrals) {
-      flushTimerDidFire(flushTimer_.get());
+      handOverNow();
     } else {
       deferrals_.fetch_add(1);
-      flushTimer_->setFireDate(Date::now().addingTimeInterval(kFlushDelay));
+      flushDeadline_ = Date::now().addingTimeInterval(kFlushDelay);
     }
     return;
   }
   deferrals_.store(0);
+  flushDeadline_ = Date::now().addingTimeInterval(kFlushDelay);
   std::weak_ptr<LXTranscript> weak = self();
-  flushTimer_ = Timer::make(kFlushDelay, false, [weak](Timer& timer) {
+  // Repeating only so that it stays valid for re-aiming; it is invalidated
+  // once it has handed over.
+  flushTimer_ = Timer::make(flushDeadline_, kFlushDelay, true, [weak](Timer& timer) {
     if (auto t = weak.lock()) {
-      transcriptQueue()->async([t, fired = &timer] { t->flushTimerDidFire(fired); });
+      work().perform([t, fired = &timer] { t->flushTimerDidFire(fired); });
     }
   });
   flushTimer_->setTolerance(kFlushDelay * 0.1);
@@ -329,13 +343,23 @@ void LXTranscript::paceFlush() {
 void LXTranscript::flushTimerDidFire(const Timer* fired) {
   // A timer that fired while a forced flush replaced it has nothing left to do.
   if (flushTimer_.get() != fired) return;
+  // Dates and the timer's monotonic deadline round differently; a
+  // millisecond of slack keeps a timer that is due from re-aiming itself.
+  if (flushDeadline_.timeIntervalSinceDate(Date::now()) > kTimerSlack) {
+    flushTimer_->setFireDate(flushDeadline_);
+    return;
+  }
+  handOverNow();
+}
+
+void LXTranscript::handOverNow() {
   flushTimer_->invalidate();
   flushTimer_.reset();
   flush();
 }
 
 void LXTranscript::flush() {
-  transcriptQueue()->async([self = self()] { self->flushOnQueue(); });
+  work().perform([self = self()] { self->flushOnQueue(); });
 }
 
 void LXTranscript::connectionFlushTranscript(const LXTranscriptConnection&) { flush(); }
@@ -357,7 +381,7 @@ void LXTranscript::appendFlushedContents(const std::shared_ptr<MutableAttributed
 // --- Clearing, session logs and rotation ---------------------------------------
 
 void LXTranscript::clearTranscript() {
-  transcriptQueue()->async([self = self()] {
+  work().perform([self = self()] {
     self->flushedContents_->clear();
     self->connections_.clear();
   });
@@ -380,7 +404,7 @@ void LXTranscript::resetLocalLogFile() {
 }
 
 void LXTranscript::logDidRotate() {
-  transcriptQueue()->async([self = self()] {
+  work().perform([self = self()] {
     transcript::appendToFile(
         logFilePath(),
         toUTF8(stringWithFormat(u"%@ [%lu] (continued)\n\n", self->displayName(),

@@ -184,7 +184,7 @@ TEST(LXTranscriptTest, QuietPeriodHandsOverStyledText) {
   time.advance(1.1);
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   EXPECT_TRUE(recorder.shown.empty());
-  time.advance(0.1);
+  time.advance(0.2);
   ASSERT_TRUE(test::spinUntil([&] { return !recorder.shown.empty(); }));
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   const AttributedString& shown = recorder.shown.at(0);
@@ -198,6 +198,25 @@ TEST(LXTranscriptTest, QuietPeriodHandsOverStyledText) {
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   EXPECT_EQ(recorder.shown.size(), 2U);
   EXPECT_TRUE(recorder.shown[1].empty());
+}
+
+TEST(LXTranscriptTest, EachMessagePostponesTheHandOver) {
+  test::ManualClockScope time;
+  auto transcript = test::pinnedTranscript(String(u"W"));
+  test::DisplayRecorder recorder(transcript);
+  test::FakeConnection connection;
+  transcript->appendTranscript(connection, u"first", false);
+  ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  time.advance(1.0);
+  transcript->appendTranscript(connection, u"second", false);  // due 1.2 s from here
+  ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  time.advance(0.3);  // the first deadline has passed
+  for (int pass = 0; pass < 3; ++pass) ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  EXPECT_TRUE(recorder.shown.empty());
+  EXPECT_EQ(transcript->deferrals(), 1U);
+  time.advance(1.0);
+  ASSERT_TRUE(test::spinUntil([&] { return !recorder.shown.empty(); }));
+  EXPECT_NE(recorder.shown[0].string().find(u"1: second\n"), String::npos);
 }
 
 TEST(LXTranscriptTest, EmptyOrAbsentNamesShowAsNotConnected) {

@@ -25,11 +25,14 @@
 // (`waitUntilWritten` runs the run loop while it waits). The registry
 // functions are for the main thread.
 //
-// Files are opened for each line and closed right after, so when the log
-// controller moves "Transcript.log" aside no handle keeps writing into the
-// archive. A file that cannot be opened or written (a "Logs" folder that
-// could not be made, a full disk) loses that line in that file only; the
-// next line tries again. Nothing is reported to callers.
+// Files are opened for each round of queued lines (one line when the
+// queue keeps up, up to 1 MiB under load) and closed right after; a
+// rotation notice is handled only after the lines queued before it are
+// written, so when the log controller moves "Transcript.log" aside no
+// handle keeps writing into the archive. A file that cannot be opened or
+// written (a "Logs" folder that could not be made, a full disk) loses that
+// round's lines in that file only; the next round tries again. Nothing is
+// reported to callers.
 #pragma once
 
 #include <atomic>
@@ -49,6 +52,11 @@
 #include "vantorcore/transcript/LXTranscriptConnectionCache.h"
 
 namespace lx {
+
+namespace transcript {
+class LineBatch;
+class WorkList;
+}  // namespace transcript
 
 /// Posted on the main thread, object the transcript, before new text is
 /// handed over.
@@ -184,10 +192,12 @@ class LXTranscript : public Object {
 
  private:
   struct PendingMessage;
+  static transcript::WorkList& work();
   std::shared_ptr<LXTranscript> self();
-  void appendOnQueue(const PendingMessage& message);
+  void appendOnQueue(const PendingMessage& message, transcript::LineBatch& lines);
   void paceFlush();
   void flushTimerDidFire(const Timer* fired);
+  void handOverNow();
   void flushOnQueue();
   void appendFlushedContents(const std::shared_ptr<MutableAttributedString>& contents);
   void logDidRotate();
@@ -197,6 +207,7 @@ class LXTranscript : public Object {
   // Touched on the transcript queue only.
   std::map<LXUUID::Bytes, std::shared_ptr<LXTranscriptConnectionCache>> connections_;
   std::shared_ptr<Timer> flushTimer_;
+  Date flushDeadline_;
   std::shared_ptr<MutableAttributedString> flushedContents_;
   std::optional<Date> lastMessageDate_;
   std::optional<String> lastMessage_;
