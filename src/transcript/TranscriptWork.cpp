@@ -51,7 +51,9 @@ void WorkList::drain() {
       }
       round.swap(pending_);
     }
-    for (Work& work : round) work(lines);
+    // Each piece of work is dropped as soon as it has run, so what it holds
+    // (a transcript, say) is released before anything queued after it runs.
+    for (Work& work : round) std::exchange(work, nullptr)(lines);
     round.clear();
     lines.writeOut();
   }

@@ -64,7 +64,12 @@ class LogsFolder {
         String(LXTranscriptNotificationLogDidRotate), nullptr,
         [this](const Notification&) { ++posted; });
   }
-  ~LogsFolder() { LXTranscriptLogController::sharedInstance()->setCreationDateSource(nullptr); }
+  // Leaves an empty logs folder, as transcripts expect one.
+  ~LogsFolder() {
+    LXTranscriptLogController::sharedInstance()->setCreationDateSource(nullptr);
+    fs::remove_all(path());
+    fs::create_directories(path());
+  }
 
   static fs::path path() { return fs::path(toUTF8(LXTranscript::logFilePath())).parent_path(); }
 
@@ -183,6 +188,7 @@ TEST(LXTranscriptLogControllerTest, MissingLogsFolderIsLeftAlone) {
   controller->rotateLogsIfNeeded();
   EXPECT_EQ(test::readFile(LogsFolder::path()), "a file where the folder belongs");
   fs::remove(LogsFolder::path());
+  fs::create_directories(LogsFolder::path());
 }
 
 TEST(LXTranscriptLogControllerTest, MissingExecutableNameIsReportedAndRotationGoesOn) {
@@ -276,6 +282,8 @@ TEST(LXTranscriptLogControllerTest, BirthTimesOrderRealFiles) {
   controller->setDelegate({});
   EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 1.log"), "newer");
   EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 2.log"), "older");
+  fs::remove_all(LogsFolder::path());
+  fs::create_directories(LogsFolder::path());
 }
 
 }  // namespace
