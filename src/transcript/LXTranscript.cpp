@@ -292,19 +292,19 @@ void LXTranscript::appendOnQueue(const PendingMessage& message, transcript::Line
     text.insert(0, timestampLine(*dateFormatter_, message.date));
   }
 
-  const String prefix =
-      stringWithFormat(u"%@ [%lu]: %s", displayName(), static_cast<unsigned long>(index),
-                       message.isOutgoing ? "-> " : "");
+  const std::string prefix = toUTF8(displayName()) + " [" + std::to_string(index) +
+                             "]: " + (message.isOutgoing ? "-> " : "");
   const String sharedLog = logFilePath();
   const String sessionLog = localLogFilePath();
   const TextAttributes& style = message.isOutgoing ? outgoingAttributes() : incomingAttributes();
   AttributedString styled;
+  std::string logLine;
   for (StringView line : linesOf(text)) {
     if (line.size() < 2) continue;
-    String shown = String(line) + u"\n";
     if (caption) styled.append(*caption);
-    styled.append(shown, style);
-    const std::string logLine = toUTF8(prefix + shown);
+    styled.append(line, style);
+    styled.append(u"\n", style);
+    logLine.assign(prefix).append(toUTF8(line)).push_back('\n');
     lines.add(sharedLog, logLine);
     lines.add(sessionLog, logLine);
   }
