@@ -11,6 +11,7 @@ packages=(
   libboost-url1.81-dev libboost1.81-dev libcurl4-openssl-dev libxml2-dev
   gettext shared-mime-info libsecret-1-dev
   nlohmann-json3-dev
+  libfontconfig-dev libspdlog-dev
 )
 
 missing=()

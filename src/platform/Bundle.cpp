@@ -170,11 +170,22 @@ void Bundle::ensureInfoLoaded() const {
   if (infoLoaded_) return;
   infoLoaded_ = true;
   std::ifstream in(fs::path(toUTF8(path_)) / "Info.plist", std::ios::binary);
-  if (!in) return;
-  const Data bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  if (std::optional<Value> plist = PropertyList::read(bytes); plist && plist->isDictionary()) {
-    info_ = *plist->asDictionary();
+  if (in) {
+    const Data bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (std::optional<Value> plist = PropertyList::read(bytes); plist && plist->isDictionary()) {
+      info_ = *plist->asDictionary();
+    }
   }
+  nameMainExecutable();
+}
+
+// A Linux program rarely ships an Info.plist, yet code that checks the main
+// bundle's executable name (log rotation, support folders) should find the
+// name the process runs under, as it would in a packaged application.
+void Bundle::nameMainExecutable() const {
+  if (!isMain_ || info_.find(u"CFBundleExecutable")) return;
+  const String name = ProcessInfo::processName();
+  if (!name.empty()) info_.set(u"CFBundleExecutable", name);
 }
 
 std::optional<String> Bundle::bundleIdentifier() const {
@@ -200,6 +211,7 @@ void Bundle::setInfoDictionary(Dictionary info) {
   std::lock_guard lock(mutex_);
   infoLoaded_ = true;
   info_ = std::move(info);
+  nameMainExecutable();
 }
 
 std::optional<Value> Bundle::objectForInfoDictionaryKey(StringView key) const {

@@ -9,10 +9,15 @@ namespace lx {
 
 namespace {
 
+Date systemDate() noexcept {
+  using namespace std::chrono;
+  return Date(duration<double>(system_clock::now().time_since_epoch()).count());
+}
+
 class SystemClock final : public Clock {
  public:
   TimePoint now() const noexcept override { return std::chrono::steady_clock::now(); }
-  Date currentDate() const noexcept override { return Date::now(); }
+  Date currentDate() const noexcept override { return systemDate(); }
   std::optional<Duration> realWaitUntil(TimePoint deadline) const override {
     auto remaining = deadline - now();
     return remaining < Duration::zero() ? Duration::zero() : remaining;
@@ -109,7 +114,7 @@ void Clock::notifyAdvanced() {
   for (auto& fn : observers) (*fn)();
 }
 
-ManualClock::ManualClock() : now_(std::chrono::steady_clock::now()), date_(Date::now()) {}
+ManualClock::ManualClock() : now_(std::chrono::steady_clock::now()), date_(systemDate()) {}
 
 Clock::TimePoint ManualClock::now() const noexcept {
   std::lock_guard lock(mutex_);
@@ -137,5 +142,13 @@ void ManualClock::advance(Duration by) {
 }
 
 void ManualClock::advanceSeconds(double seconds) { advance(durationFromSeconds(seconds)); }
+
+void ManualClock::setCurrentDate(Date date) {
+  {
+    std::lock_guard lock(mutex_);
+    date_ = date;
+  }
+  notifyAdvanced();
+}
 
 }  // namespace lx

@@ -1,13 +1,12 @@
 #include "vantorcore/platform/Date.h"
 
-#include <chrono>
+#include "vantorcore/platform/Clock.h"
 
 namespace lx {
 
-Date Date::now() noexcept {
-  using namespace std::chrono;
-  return Date(duration<double>(system_clock::now().time_since_epoch()).count());
-}
+// Through the replaceable clock, so code that stamps or compares dates runs
+// on a test's manual time just as its timers do.
+Date Date::now() noexcept { return Clock::current()->currentDate(); }
 
 double Date::timeIntervalSinceNow() const noexcept { return seconds_ - now().seconds_; }
 

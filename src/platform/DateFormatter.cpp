@@ -76,6 +76,45 @@ bool writesASCIIDigits(const icu::Locale& locale) {
   return U_SUCCESS(status) && system && std::strcmp(system->getName(), "latn") == 0;
 }
 
+icu::DateFormat::EStyle icuStyle(DateFormatterStyle style) {
+  switch (style) {
+    case DateFormatterStyle::Short:
+      return icu::DateFormat::kShort;
+    case DateFormatterStyle::Medium:
+      return icu::DateFormat::kMedium;
+    case DateFormatterStyle::Long:
+      return icu::DateFormat::kLong;
+    case DateFormatterStyle::Full:
+      return icu::DateFormat::kFull;
+    case DateFormatterStyle::None:
+      break;
+  }
+  return icu::DateFormat::kNone;
+}
+
+// The formatter for the owner's settings: the locale's own pattern for a
+// pair of styles, else the explicit pattern.
+std::unique_ptr<icu::SimpleDateFormat> makeFormatter(const icu::Locale& locale,
+                                                     const String& format,
+                                                     DateFormatterStyle dateStyle,
+                                                     DateFormatterStyle timeStyle) {
+  if (dateStyle != DateFormatterStyle::None || timeStyle != DateFormatterStyle::None) {
+    std::unique_ptr<icu::DateFormat> styled(
+        icu::DateFormat::createDateTimeInstance(icuStyle(dateStyle), icuStyle(timeStyle), locale));
+    // ICU's styled formatters are SimpleDateFormats for every Gregorian locale.
+    auto* simple = dynamic_cast<icu::SimpleDateFormat*>(styled.get());
+    if (!simple) return nullptr;
+    styled.release();
+    return std::unique_ptr<icu::SimpleDateFormat>(simple);
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::UnicodeString pattern(false, reinterpret_cast<const UChar*>(format.data()),
+                                   static_cast<int32_t>(format.size()));
+  auto f = std::make_unique<icu::SimpleDateFormat>(pattern, locale, status);
+  if (U_FAILURE(status)) return nullptr;
+  return f;
+}
+
 }  // namespace
 
 LX_DEFINE_CLASS(DateFormatter, Object)
@@ -94,13 +133,10 @@ struct DateFormatter::Impl {
     stale = false;
     formatter.reset();
     parser.reset();
-    UErrorCode status = U_ZERO_ERROR;
     const icu::Locale locale =
         owner.locale_ ? icu::Locale::createFromName(owner.locale_->c_str()) : icu::Locale();
-    const icu::UnicodeString pattern(false, reinterpret_cast<const UChar*>(owner.format_.data()),
-                                     static_cast<int32_t>(owner.format_.size()));
-    auto f = std::make_unique<icu::SimpleDateFormat>(pattern, locale, status);
-    if (U_FAILURE(status)) return nullptr;
+    auto f = makeFormatter(locale, owner.format_, owner.dateStyle_, owner.timeStyle_);
+    if (!f) return nullptr;
     if (owner.timeZone_) {
       const icu::UnicodeString zone(false, reinterpret_cast<const UChar*>(owner.timeZone_->data()),
                                     static_cast<int32_t>(owner.timeZone_->size()));
@@ -123,6 +159,18 @@ DateFormatter::~DateFormatter() = default;
 
 void DateFormatter::setDateFormat(StringView pattern) {
   format_ = String(pattern);
+  dateStyle_ = DateFormatterStyle::None;
+  timeStyle_ = DateFormatterStyle::None;
+  impl_->stale = true;
+}
+
+void DateFormatter::setDateStyle(DateFormatterStyle style) {
+  dateStyle_ = style;
+  impl_->stale = true;
+}
+
+void DateFormatter::setTimeStyle(DateFormatterStyle style) {
+  timeStyle_ = style;
   impl_->stale = true;
 }
 

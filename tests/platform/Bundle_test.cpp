@@ -53,6 +53,26 @@ TEST(BundleTest, SetInfoDictionaryDescribesTheHost) {
   EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.example.frame-host"), nullptr);
 }
 
+TEST(BundleTest, MainBundleNamesTheProcessAsItsExecutable) {
+  Bundle& main = Bundle::main();
+  const Dictionary saved = main.infoDictionary();
+  const struct {
+    const char* name;
+    Dictionary info;
+    Value executable;
+  } cases[] = {
+      {"no key", {}, Value(ProcessInfo::processName())},
+      {"a named executable wins", {{u"CFBundleExecutable", u"Host"}}, Value(u"Host")},
+      {"an empty name is kept as given", {{u"CFBundleExecutable", u""}}, Value(u"")},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    main.setInfoDictionary(c.info);
+    EXPECT_EQ(main.objectForInfoDictionaryKey(u"CFBundleExecutable"), c.executable);
+  }
+  main.setInfoDictionary(saved);
+}
+
 TEST(BundleTest, FrameworkBundleIsFoundByIdentifier) {
   Bundle& framework = Bundle::framework();
   EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.vantor.VantorCore"), &framework);

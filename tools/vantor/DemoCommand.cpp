@@ -30,6 +30,7 @@
 #include "vantorcore/text/String+Collation.h"
 #include "vantorcore/text/String+PathAdditions.h"
 #include "vantorcore/text/String+PunyCode.h"
+#include "vantorcore/transcript/LXTranscript.h"
 
 namespace vantor {
 namespace {
@@ -167,6 +168,28 @@ Exchange makeExchange(std::size_t i) {
           std::move(expected)};
 }
 
+// The child as the transcript sees it: one connection with its own UUID.
+class ChildConnection final : public lx::LXTranscriptConnection {
+ public:
+  std::shared_ptr<lx::LXUUID> uuid() const override { return uuid_; }
+
+ private:
+  std::shared_ptr<lx::LXUUID> uuid_ = lx::LXUUID::UUID();
+};
+
+// Appends a message's JSON body (the framed data after its header) to the
+// session's transcript, as a host that logs its conversation does.
+void logMessage(lx::LXTranscript& transcript, const ChildConnection& child,
+                const lx::LXJSONRPCMessage& message, bool isOutgoing) {
+  const std::optional<lx::Data> data = message.messageData();
+  if (!data) return;
+  const std::string_view framed(reinterpret_cast<const char*>(data->data()), data->size());
+  const std::size_t body = framed.find("\r\n\r\n");
+  transcript.appendTranscript(
+      child, lx::fromUTF8(body == std::string_view::npos ? framed : framed.substr(body + 4)),
+      isOutgoing);
+}
+
 // What the reply closures and the delegate touch. They share it rather than
 // point into the caller's frame: when the child goes away early, requests
 // sent after that are answered only when the listener is destroyed, which
@@ -186,6 +209,9 @@ struct Conversation {
   std::size_t cancelledRight = 0;
   bool terminated = false;
   bool pong = false;
+  std::shared_ptr<lx::LXTranscript> transcript = lx::LXTranscript::transcriptWithDisplayName(
+      lx::String(u"jsonrpc serve --stdio"), u"vantor.demo.jsonrpc");
+  ChildConnection child;
   Countdown outstanding;  // burst replies and "notified"
   Countdown cancelled{kCancelledRequests};
 };
@@ -197,6 +223,7 @@ class DemoHost : public lx::LXJSONRPCListenerDelegate {
 
   void didReceiveMessage(lx::LXJSONRPCListener&,
                          const std::shared_ptr<lx::LXJSONRPCMessage>& message) override {
+    logMessage(*state_->transcript, state_->child, *message, false);
     std::lock_guard lock(state_->mutex);
     state_->received.push_back(message);
     if (message->messageType() == lx::LXJSONRPCMessageType::Notification &&
@@ -254,6 +281,28 @@ std::thread countLogLines(int fd, std::size_t& lines) {
   });
 }
 
+// Where the conversation was logged, and how its log reads back.
+void transcriptSection(lx::LXTranscript& transcript) {
+  std::cout << "Transcript of the conversation\n";
+  // The hand-over to the display waits for this (the main) thread's run loop.
+  const bool written = lx::LXTranscript::waitUntilWritten();
+  const lx::AttributedString shown = transcript.displayTranscriptLog();
+  const lx::String& text = shown.string();
+  row("shared log", lx::toUTF8(lx::LXTranscript::logFilePath()));
+  row("session log", lx::toUTF8(transcript.localLogFilePath()));
+  row("lines in the session log", std::to_string(std::count(text.begin(), text.end(), u'\n')) +
+                                      (written ? "" : " (still writing)"));
+  std::size_t start = text.find(u"1: ");
+  for (int shownLines = 0; shownLines < 3 && start != lx::String::npos; ++shownLines) {
+    const std::size_t end = text.find(u'\n', start);
+    lx::String line = text.substr(start, end - start);
+    if (line.size() > 72) line = line.substr(0, 71) + u"…";
+    std::cout << "    " << lx::toUTF8(line) << "\n";
+    start = end == lx::String::npos ? end : text.find(u"1: ", end);
+  }
+  std::cout << "  (vantor transcript show --session <session log> shows it all)\n\n";
+}
+
 // Runs the conversation and prints its summary; false when anything did not
 // match.
 bool jsonrpcSection() {
@@ -293,6 +342,7 @@ bool jsonrpcSection() {
   const auto send = [&](std::shared_ptr<lx::LXJSONRPCMessage> message) {
     sentBytes += framedSize(*message);
     ++sentMessages;
+    logMessage(*state->transcript, state->child, *message, true);
     listener->sendMessage(std::move(message));
   };
   const auto begin = Clock::now();
@@ -301,12 +351,14 @@ bool jsonrpcSection() {
     const auto& request = state->exchanges[i].request;
     sentBytes += framedSize(*request);
     ++sentMessages;
+    logMessage(*state->transcript, state->child, *request, true);
     {
       std::lock_guard lock(state->mutex);
       state->sentAt[i] = Clock::now();
     }
     listener->sendRequest(
         request, [state, i](std::shared_ptr<lx::LXJSONRPCMessage> response, lx::ErrorPtr) {
+          if (response) logMessage(*state->transcript, state->child, *response, false);
           std::lock_guard lock(state->mutex);
           if (response) {
             state->roundTripMs[i] =
@@ -432,6 +484,7 @@ bool jsonrpcSection() {
              static_cast<unsigned long>(kCancelledRequests)));
   row("child's exit status", count(static_cast<std::size_t>(exitStatus)));
   std::cout << "\n";
+  transcriptSection(*state->transcript);
   return totalMismatches == 0 && cancelledArrived && state->cancelledRight == kCancelledRequests &&
          exitStatus == 0 && !state->terminated;
 }

@@ -34,7 +34,9 @@ class Bundle {
 
   /// The bundle of the running executable: its path is the executable's
   /// folder and its info dictionary is read from "Info.plist" in that folder
-  /// on first use (an empty dictionary when there is none or it is unreadable).
+  /// on first use (an empty dictionary when there is none or it is
+  /// unreadable). Its "CFBundleExecutable" is the process name unless the
+  /// dictionary names one.
   static Bundle& main();
 
   /// The library's own bundle. Its path is the folder of the binary holding
@@ -83,6 +85,8 @@ class Bundle {
 
   /// Replaces the info dictionary (hosts without an Info.plist describe
   /// themselves this way). Affects later `bundleWithIdentifier` look-ups.
+  /// The main bundle keeps the process name as "CFBundleExecutable" when
+  /// `info` has none.
   void setInfoDictionary(Dictionary info);
 
   /// The value under `key` in the info dictionary, or absent.
@@ -105,6 +109,7 @@ class Bundle {
   struct Registry;
   Bundle(String path, String localeFolder, String defaultTable);
   void ensureInfoLoaded() const;
+  void nameMainExecutable() const;
 
   String path_;
   String localeFolder_;

@@ -79,6 +79,10 @@ class ManualClock final : public Clock {
   void advance(Duration by);
   /// `advance` by a number of seconds.
   void advanceSeconds(double seconds);
+  /// Sets the wall-clock date alone, forwards or backwards, as when the
+  /// user or a time server resets the system time: monotonic time (and so
+  /// every timer's remaining wait) is unchanged.
+  void setCurrentDate(Date date);
 
  private:
   mutable std::mutex mutex_;

@@ -14,7 +14,8 @@ class Date {
   constexpr Date() noexcept = default;
   constexpr explicit Date(double secondsSince1970) noexcept : seconds_(secondsSince1970) {}
 
-  /// The current wall-clock time.
+  /// The current wall-clock time: the date of `Clock::current()`, so a
+  /// test's manual clock moves it too.
   static Date now() noexcept;
   static constexpr Date withTimeIntervalSinceReferenceDate(double seconds) noexcept {
     return Date(seconds + kTimeIntervalSince1970ToReferenceDate);

@@ -1,0 +1,290 @@
+#include "vantorcore/transcript/LXTranscriptLogController.h"
+
+#include <gtest/gtest.h>
+#include <unicode/timezone.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "transcript/TranscriptTestSupport.h"
+#include "vantorcore/platform/Bundle.h"
+#include "vantorcore/platform/Log.h"
+
+namespace lx {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double kDay = 86400;
+/// 2026-11-24 00:00:00 UTC, the cut-off in these tests.
+constexpr double kCutOff = 1795478400.0;
+
+/// Pins ICU's default time zone for the life of the object.
+class TimeZoneScope {
+ public:
+  explicit TimeZoneScope(const char* zone) : saved_(icu::TimeZone::createDefault()) {
+    icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone(zone));
+  }
+  ~TimeZoneScope() { icu::TimeZone::adoptDefault(saved_); }
+
+ private:
+  icu::TimeZone* saved_;
+};
+
+class FixedKeepCount final : public LXTranscriptLogControllerDelegate {
+ public:
+  explicit FixedKeepCount(std::int64_t keep) : keep_(keep) {}
+  std::int64_t transcriptLogExpiresAfterHowManyDaysForController(
+      LXTranscriptLogController&) override {
+    ++calls;
+    return keep_;
+  }
+  int calls = 0;
+
+ private:
+  std::int64_t keep_;
+};
+
+/// The logs folder with files made afresh: name => creation date, which the
+/// controller reads from this table; contents are the names themselves.
+class LogsFolder {
+ public:
+  explicit LogsFolder(std::map<std::string, double> created) : created_(std::move(created)) {
+    fs::remove_all(path());
+    fs::create_directories(path());
+    for (const auto& [name, date] : created_) test::writeFile(path() / name, name);
+    auto controller = LXTranscriptLogController::sharedInstance();
+    controller->setCreationDateSource([this](const String& file) -> std::optional<Date> {
+      auto it = created_.find(fs::path(toUTF8(file)).filename().string());
+      if (it == created_.end()) return std::nullopt;
+      return Date(it->second);
+    });
+    rotations_ = NotificationCenter::defaultCenter().addObserver(
+        String(LXTranscriptNotificationLogDidRotate), nullptr,
+        [this](const Notification&) { ++posted; });
+  }
+  // Leaves an empty logs folder, as transcripts expect one.
+  ~LogsFolder() {
+    LXTranscriptLogController::sharedInstance()->setCreationDateSource(nullptr);
+    fs::remove_all(path());
+    fs::create_directories(path());
+  }
+
+  static fs::path path() { return fs::path(toUTF8(LXTranscript::logFilePath())).parent_path(); }
+
+  /// File name => contents (the name the file was made with).
+  std::map<std::string, std::string> contents() const {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : fs::directory_iterator(path())) {
+      found[entry.path().filename().string()] = test::readFile(entry.path());
+    }
+    return found;
+  }
+
+  int posted = 0;
+
+ private:
+  std::map<std::string, double> created_;
+  NotificationCenter::Token rotations_;
+};
+
+struct RotationCase {
+  const char* name;
+  std::map<std::string, double> created;
+  std::optional<std::int64_t> keep;  // absent: no delegate
+  std::map<std::string, std::string> after;
+  bool posted;
+};
+
+TEST(LXTranscriptLogControllerTest, RotationRenumbersKeepsAndDeletes) {
+  const double yesterday = kCutOff - kDay / 2, older = kCutOff - 2 * kDay;
+  const auto dated = [&](int n) {  // n logs, newest first, a day apart
+    std::map<std::string, double> files = {{"Transcript.log", yesterday}};
+    for (int i = 1; i < n; ++i)
+      files["Transcript " + std::to_string(i) + ".log"] = yesterday - i * kDay;
+    return files;
+  };
+  const RotationCase cases[] = {
+      {"yesterday's log with an archive and a stranger, keep 7",
+       {{"Transcript.log", yesterday}, {"Transcript 1.log", older}, {".DS_Store", older}},
+       7,
+       {{"Transcript 1.log", "Transcript.log"},
+        {"Transcript 2.log", "Transcript 1.log"},
+        {".DS_Store", ".DS_Store"}},
+       true},
+      {"log begun after the cut-off stays",
+       {{"Transcript.log", kCutOff + 1}, {"Transcript 1.log", older}},
+       7,
+       {{"Transcript.log", "Transcript.log"}, {"Transcript 1.log", "Transcript 1.log"}},
+       false},
+      {"log begun at the cut-off stays",
+       {{"Transcript.log", kCutOff}},
+       7,
+       {{"Transcript.log", "Transcript.log"}},
+       false},
+      {"log begun just before the cut-off moves",
+       {{"Transcript.log", kCutOff - 0.001}},
+       7,
+       {{"Transcript 1.log", "Transcript.log"}},
+       true},
+      {"keep 3 of five",
+       dated(5),
+       3,
+       {{"Transcript 1.log", "Transcript.log"}, {"Transcript 2.log", "Transcript 1.log"}},
+       true},
+      {"keep 2 of five", dated(5), 2, {{"Transcript 1.log", "Transcript.log"}}, true},
+      {"keep 1 deletes all", dated(3), 1, {}, true},
+      {"keep 0 deletes all", dated(3), 0, {}, true},
+      {"-1 means 7: seven of eight",
+       dated(8),
+       -1,
+       {{"Transcript 1.log", "Transcript.log"},
+        {"Transcript 2.log", "Transcript 1.log"},
+        {"Transcript 3.log", "Transcript 2.log"},
+        {"Transcript 4.log", "Transcript 3.log"},
+        {"Transcript 5.log", "Transcript 4.log"},
+        {"Transcript 6.log", "Transcript 5.log"}},
+       true},
+      {"no delegate deletes every log, not other files",
+       {{"Transcript.log", yesterday},
+        {"Transcript 1.log", older},
+        {"notes.txt", older},
+        {"Transcript x.log", older}},
+       std::nullopt,
+       {{"notes.txt", "notes.txt"}, {"Transcript x.log", "Transcript x.log"}},
+       true},
+      {"order comes from dates, not names",
+       {{"Transcript.log", older}, {"Transcript 1.log", yesterday}},
+       7,
+       {{"Transcript 1.log", "Transcript 1.log"}, {"Transcript 2.log", "Transcript.log"}},
+       true},
+      {"nothing to rotate posts nothing",
+       {{"other.log", older}},
+       7,
+       {{"other.log", "other.log"}},
+       false},
+  };
+  auto controller = LXTranscriptLogController::sharedInstance();
+  controller->setRotationDate(Date(kCutOff));
+  for (const RotationCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    LogsFolder folder(c.created);
+    auto delegate = c.keep ? std::make_shared<FixedKeepCount>(*c.keep) : nullptr;
+    controller->setDelegate(delegate);
+    controller->rotateLogsIfNeeded();
+    EXPECT_EQ(folder.contents(), c.after);
+    EXPECT_EQ(folder.posted, c.posted ? 1 : 0);
+    // Asked whenever there are logs, even when nothing moves.
+    if (delegate) EXPECT_EQ(delegate->calls, c.created.count("Transcript.log") ? 1 : 0);
+  }
+  controller->setDelegate({});
+}
+
+TEST(LXTranscriptLogControllerTest, MissingLogsFolderIsLeftAlone) {
+  auto controller = LXTranscriptLogController::sharedInstance();
+  fs::remove_all(LogsFolder::path());
+  test::writeFile(LogsFolder::path(), "a file where the folder belongs");
+  controller->rotateLogsIfNeeded();
+  EXPECT_EQ(test::readFile(LogsFolder::path()), "a file where the folder belongs");
+  fs::remove(LogsFolder::path());
+  fs::create_directories(LogsFolder::path());
+}
+
+TEST(LXTranscriptLogControllerTest, MissingExecutableNameIsReportedAndRotationGoesOn) {
+  auto controller = LXTranscriptLogController::sharedInstance();
+  controller->setRotationDate(Date(kCutOff));
+  Bundle& main = Bundle::main();
+  const Dictionary saved = main.infoDictionary();
+  Dictionary unnamed = saved;
+  unnamed.set(u"CFBundleExecutable", u"");
+  main.setInfoDictionary(unnamed);
+  std::vector<String> logged;
+  LogSink previous = setLogSink([&](const String& line) { logged.push_back(line); });
+  LogsFolder folder({{"Transcript.log", kCutOff - 1}});
+  controller->rotateLogsIfNeeded();
+  setLogSink(previous);
+  main.setInfoDictionary(saved);
+  EXPECT_EQ(logged, std::vector<String>{u"CONDITION FAILED: No application name found"});
+  EXPECT_EQ(folder.posted, 1);
+}
+
+TEST(LXTranscriptLogControllerTest, NextFireDateIsOneSecondIntoTheDayAfter) {
+  const struct {
+    const char* zone;
+    double now;
+    double expected;
+  } cases[] = {
+      {"UTC", kCutOff + kDay - 1, kCutOff + kDay + 1},  // 23:59:59
+      {"UTC", kCutOff, kCutOff + kDay + 1},             // 00:00:00
+      {"UTC", kCutOff + 1, kCutOff + kDay + 1},         // 00:00:01
+      {"UTC", kCutOff + 0.5, kCutOff + kDay + 1},       // 00:00:00.5
+      {"Europe/Berlin", kCutOff - 3600, kCutOff + kDay - 3600 + 1},
+      // Noon of 2026-03-29 in Berlin, a 23-hour day.
+      {"Europe/Berlin", 1774778400.0, 1774821601.0},
+      // Noon of 2026-10-25 in Berlin, a 25-hour day.
+      {"Europe/Berlin", 1792926000.0, 1792969201.0},
+  };
+  test::ManualClockScope time;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.zone) + " " + std::to_string(c.now));
+    TimeZoneScope zone(c.zone);
+    time.clock().setCurrentDate(Date(c.now));
+    EXPECT_EQ(LXTranscriptLogController::nextFireDate(), Date(c.expected));
+  }
+}
+
+TEST(LXTranscriptLogControllerTest, DailyTickRotatesAcrossMidnightAndSurvivesAClockSetBack) {
+  TimeZoneScope zone("UTC");
+  test::ManualClockScope time;
+  time.clock().setCurrentDate(Date(kCutOff + kDay - 2));  // 23:59:58 on the cut-off day
+  auto controller = LXTranscriptLogController::sharedInstance();
+  controller->setRotationDate(Date(kCutOff));
+  controller->setDelegate({});
+  auto keep = std::make_shared<FixedKeepCount>(-1);
+  controller->setDelegate(keep);
+  controller->rescheduleRotationTimer();
+  EXPECT_EQ(controller->rotationTimer()->fireDate(), Date(kCutOff + kDay + 1));
+
+  LogsFolder folder({{"Transcript.log", kCutOff - 10}, {"Transcript 1.log", kCutOff - kDay}});
+  time.advance(2);  // midnight: not yet
+  ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  EXPECT_EQ(folder.posted, 0);
+  time.advance(1);  // 00:00:01
+  ASSERT_TRUE(test::spinUntil([&] { return folder.posted == 1; }));
+  EXPECT_EQ(folder.contents(),
+            (std::map<std::string, std::string>{{"Transcript 1.log", "Transcript.log"},
+                                                {"Transcript 2.log", "Transcript 1.log"}}));
+  EXPECT_EQ(controller->rotationTimer()->fireDate(), Date(kCutOff + 2 * kDay + 1));
+
+  // The clock is set back across midnight: the next tick is aimed at the
+  // coming 00:00:01 again, and the log begun after the cut-off stays put.
+  LogsFolder fresh({{"Transcript.log", kCutOff + kDay + 2}});
+  time.clock().setCurrentDate(Date(kCutOff + kDay - 30));
+  controller->rotateTimerFired();
+  EXPECT_EQ(controller->rotationTimer()->fireDate(), Date(kCutOff + kDay + 1));
+  EXPECT_EQ(fresh.posted, 0);
+  EXPECT_EQ(fresh.contents(),
+            (std::map<std::string, std::string>{{"Transcript.log", "Transcript.log"}}));
+  controller->setDelegate({});
+}
+
+TEST(LXTranscriptLogControllerTest, BirthTimesOrderRealFiles) {
+  auto controller = LXTranscriptLogController::sharedInstance();
+  fs::remove_all(LogsFolder::path());
+  fs::create_directories(LogsFolder::path());
+  test::writeFile(LogsFolder::path() / "Transcript 1.log", "older");
+  test::writeFile(LogsFolder::path() / "Transcript.log", "newer");
+  controller->setRotationDate(Date::now().addingTimeInterval(kDay));
+  auto keep = std::make_shared<FixedKeepCount>(7);
+  controller->setDelegate(keep);
+  controller->rotateLogsIfNeeded();
+  controller->setDelegate({});
+  EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 1.log"), "newer");
+  EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 2.log"), "older");
+  fs::remove_all(LogsFolder::path());
+  fs::create_directories(LogsFolder::path());
+}
+
+}  // namespace
+}  // namespace lx
