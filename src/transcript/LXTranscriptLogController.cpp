@@ -46,19 +46,9 @@ Date dateOf(icu::Calendar& calendar, Date fallback) {
   return U_FAILURE(status) ? fallback : Date(millis / kMillisecondsPerSecond);
 }
 
-// "Transcript.log" or "Transcript <n>.log": the files rotation works on.
-bool isTranscriptLogName(StringView name) {
-  if (name == transcript::kLogFileName) return true;
-  constexpr StringView prefix = u"Transcript ";
-  constexpr StringView suffix = u".log";
-  if (name.size() <= prefix.size() + suffix.size() || !name.starts_with(prefix) ||
-      !name.ends_with(suffix)) {
-    return false;
-  }
-  const StringView number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
-  return std::all_of(number.begin(), number.end(),
-                     [](char16_t c) { return c >= u'0' && c <= u'9'; });
-}
+// The Finder-style folder metadata file is the one entry rotation never
+// touches; every other entry of the folder is a log to rotate or delete.
+constexpr StringView kFolderMetadataName = u".DS_Store";
 
 std::optional<Date> fileSystemCreationDate(const String& path) {
   FileManager manager;
@@ -152,7 +142,7 @@ void LXTranscriptLogController::rotateLogsIfNeeded() {
   // Newest first; a file without a date counts as the oldest.
   std::vector<std::pair<String, Date>> logs;
   for (const String& name : *names) {
-    if (!isTranscriptLogName(name)) continue;
+    if (name == kFolderMetadataName) continue;
     const String path = *folder + u"/" + name;
     logs.emplace_back(path, creationDateOfFile(path).value_or(Date::distantPast()));
   }

@@ -30,7 +30,7 @@ namespace lx {
 /// Registration options (bit set).
 enum LXPreferencesObservationOptions : unsigned {
   /// Deliver the key's current value once, right after registration.
-  LXPreferencesObservationOptionInitial = 1u << 1,
+  LXPreferencesObservationOptionInitial = 1u << 0,
 };
 
 class LXPreferencesObservationCenter : public Object {

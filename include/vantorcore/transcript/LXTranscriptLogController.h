@@ -5,8 +5,9 @@
 // current log "Transcript.log" becomes "Transcript 1.log", older archives
 // "Transcript <n>.log" move up by one, and what lies beyond the keep count
 // is deleted; then `LXTranscriptNotificationLogDidRotate` is posted and every
-// living transcript continues the new log with a "(continued)" line. Other
-// files of the folder are left alone.
+// living transcript continues the new log with a "(continued)" line. Every
+// entry of the folder except ".DS_Store" takes part, whatever its name: the
+// folder is the logs' own, so anything else found there is an old log too.
 //
 // Creation dates are the files' birth times (statx). On a file system that
 // records none (some network and FUSE file systems, kernels before 4.11) the
