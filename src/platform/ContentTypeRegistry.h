@@ -7,9 +7,9 @@
 #include <optional>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "platform/StringMap.h"
 #include "vantorcore/platform/ContentType.h"
 
 namespace lx {
@@ -29,13 +29,6 @@ struct ContentType::Declaration {
 };
 
 namespace detail {
-
-struct StringHash {
-  using is_transparent = void;
-  std::size_t operator()(StringView s) const noexcept { return std::hash<StringView>{}(s); }
-};
-template <class T>
-using StringMap = std::unordered_map<String, T, StringHash, std::equal_to<>>;
 
 class ContentTypeRegistry : public std::enable_shared_from_this<ContentTypeRegistry> {
  public:
