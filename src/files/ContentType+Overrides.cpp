@@ -4,7 +4,7 @@
 #include <mutex>
 
 #include "files/TypeLookupTables.h"
-#include "platform/StringMap.h"
+#include "vantorcore/platform/StringMap.h"
 
 namespace lx {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/StringMap.h"
+#include "vantorcore/platform/StringMap.h"
 #include "vantorcore/platform/ContentType.h"
 
 namespace lx {
