@@ -260,12 +260,14 @@ class ContentTypeRegistryBuilder {
       if (aBuiltIn) return a->builtInRank < b->builtInRank;
       return a->mimeTypes.front() < b->mimeTypes.front();
     };
-    for (auto& [extension, owners] : registry_->byExtension_) {
-      std::sort(owners.begin(), owners.end(), [&](const Declaration* a, const Declaration* b) {
-        const int wa = weights_.at(a).at(extension);
-        const int wb = weights_.at(b).at(extension);
-        return wa != wb ? wa > wb : builtInFirst(a, b);
-      });
+    for (auto& entry : registry_->byExtension_) {
+      const String& extension = entry.first;  // clang 14 lambdas cannot capture bindings
+      std::sort(entry.second.begin(), entry.second.end(),
+                [&](const Declaration* a, const Declaration* b) {
+                  const int wa = weights_.at(a).at(extension);
+                  const int wb = weights_.at(b).at(extension);
+                  return wa != wb ? wa > wb : builtInFirst(a, b);
+                });
     }
     for (auto& [mimeType, owners] : registry_->byMIMEType_) {
       std::sort(owners.begin(), owners.end(), builtInFirst);
