@@ -77,8 +77,10 @@ ContentType ContentType::dynamicType(const String& tag, StringView tagClass,
   d->conformsTo = {supertype.identifier()};
   (tagClass == UTTagClassFilenameExtension ? d->extensions : d->mimeTypes) = {tag};
   d->conformance = supertype.declaration_->conformance;
-  d->conformance.insert(std::upper_bound(d->conformance.begin(), d->conformance.end(), d->key),
-                        d->key);
+  d->conformance.insert(
+      std::upper_bound(d->conformance.begin(), d->conformance.end(), StringView(d->key)),
+      StringView(d->key));
+  d->dynamicSupertype = supertype;
   return ContentType(std::move(d));
 }
 
@@ -186,7 +188,7 @@ const std::vector<String>& ContentType::conformsToIdentifiers() const noexcept {
 
 std::vector<ContentType> ContentType::supertypes() const {
   std::vector<ContentType> types;
-  for (const String& key : declaration_->conformance) {
+  for (const StringView key : declaration_->conformance) {
     if (key == declaration_->key) continue;
     if (auto type = typeWithIdentifier(key)) types.push_back(std::move(*type));
   }

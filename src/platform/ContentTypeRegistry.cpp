@@ -143,10 +143,15 @@ class ContentTypeRegistryBuilder {
 
   std::shared_ptr<const ContentTypeRegistry> build(const std::vector<String>& folders) {
     registry_ = std::make_shared<ContentTypeRegistry>();
-    addBuiltInTable();
     Database database;
     database.read(folders);
-    addDatabase(database);
+    const std::vector<String> types = database.types();
+    // Declarations never move: there is room for every type there can be.
+    const std::size_t most = builtInContentTypes().size() + types.size();
+    registry_->declarations_.reserve(most);
+    registry_->byKey_.reserve(most);
+    addBuiltInTable();
+    addDatabase(database, types);
     computeConformance();
     indexTags();
     return registry_;
@@ -154,18 +159,25 @@ class ContentTypeRegistryBuilder {
 
  private:
   Declaration& declare(String identifier, Declaration::Origin origin) {
+    // Within the capacity `build` reserved, so earlier declarations stay put.
     Declaration& d = registry_->declarations_.emplace_back();
     d.key = asciiLowercase(identifier);
     d.identifier = std::move(identifier);
     d.origin = origin;
+    d.position = registry_->declarations_.size() - 1;
     registry_->byKey_.emplace(d.key, &d);
     return d;
   }
 
-  void addExtension(Declaration& d, const String& extension, int weight) {
-    appendUnique(d.extensions, extension);
-    int& stored = weights_[&d].try_emplace(extension, weight).first->second;
-    stored = std::max(stored, weight);
+  static void addExtension(Declaration& d, const String& extension, int weight) {
+    const auto it = std::find(d.extensions.begin(), d.extensions.end(), extension);
+    if (it == d.extensions.end()) {
+      d.extensions.push_back(extension);
+      d.extensionWeights.push_back(weight);
+    } else {
+      int& stored = d.extensionWeights[static_cast<std::size_t>(it - d.extensions.begin())];
+      stored = std::max(stored, weight);
+    }
   }
 
   void addBuiltInTable() {
@@ -191,12 +203,11 @@ class ContentTypeRegistryBuilder {
     return identifier;
   }
 
-  void addDatabase(const Database& database) {
+  void addDatabase(const Database& database, const std::vector<String>& types) {
     StringMap<Declaration*> owners;  // canonical MIME type => declaration
     for (Declaration& d : registry_->declarations_) {
       for (const String& m : d.mimeTypes) owners.try_emplace(database.canonical(m), &d);
     }
-    const std::vector<String> types = database.types();
     for (const String& type : types) {
       auto [it, isNew] = owners.try_emplace(type, nullptr);
       if (isNew) {
@@ -232,19 +243,35 @@ class ContentTypeRegistryBuilder {
     }
   }
 
+  // A walk over resolved parents per type, with a visit mark per type, so
+  // that cycles end and nothing is copied but pointers.
   void computeConformance() {
-    for (Declaration& d : registry_->declarations_) {
-      std::vector<String> found{d.key};
-      for (std::size_t i = 0; i < found.size(); ++i) {
-        const Declaration* current = registry_->find(found[i]);
-        if (!current) continue;
-        for (const String& parent : current->conformsTo) {
-          String key = asciiLowercase(parent);
-          if (registry_->find(key)) appendUnique(found, key);
+    auto& declarations = registry_->declarations_;
+    std::vector<std::vector<const Declaration*>> parents(declarations.size());
+    for (const Declaration& d : declarations) {
+      for (const String& parent : d.conformsTo) {
+        const bool lower = std::none_of(parent.begin(), parent.end(),
+                                        [](char16_t c) { return c >= u'A' && c <= u'Z'; });
+        if (const Declaration* p = registry_->find(lower ? parent : asciiLowercase(parent))) {
+          parents[d.position].push_back(p);
         }
       }
-      std::sort(found.begin(), found.end());
-      d.conformance = std::move(found);
+    }
+    std::vector<std::size_t> visitedBy(declarations.size(), declarations.size());
+    std::vector<const Declaration*> found;
+    for (Declaration& d : declarations) {
+      found.assign(1, &d);
+      visitedBy[d.position] = d.position;
+      for (std::size_t i = 0; i < found.size(); ++i) {
+        for (const Declaration* parent : parents[found[i]->position]) {
+          if (visitedBy[parent->position] == d.position) continue;
+          visitedBy[parent->position] = d.position;
+          found.push_back(parent);
+        }
+      }
+      d.conformance.reserve(found.size());
+      for (const Declaration* type : found) d.conformance.emplace_back(type->key);
+      std::sort(d.conformance.begin(), d.conformance.end());
     }
   }
 
@@ -264,8 +291,8 @@ class ContentTypeRegistryBuilder {
       const String& extension = entry.first;  // clang 14 lambdas cannot capture bindings
       std::sort(entry.second.begin(), entry.second.end(),
                 [&](const Declaration* a, const Declaration* b) {
-                  const int wa = weights_.at(a).at(extension);
-                  const int wb = weights_.at(b).at(extension);
+                  const int wa = weightOf(*a, extension);
+                  const int wb = weightOf(*b, extension);
                   return wa != wb ? wa > wb : builtInFirst(a, b);
                 });
     }
@@ -274,8 +301,12 @@ class ContentTypeRegistryBuilder {
     }
   }
 
+  static int weightOf(const Declaration& d, const String& extension) {
+    const auto it = std::find(d.extensions.begin(), d.extensions.end(), extension);
+    return d.extensionWeights[static_cast<std::size_t>(it - d.extensions.begin())];
+  }
+
   std::shared_ptr<ContentTypeRegistry> registry_;
-  std::unordered_map<const Declaration*, StringMap<int>> weights_;
 };
 
 std::shared_ptr<const ContentTypeRegistry> ContentTypeRegistry::current() {

@@ -2,15 +2,14 @@
 // the declaration record that every type value shares.
 #pragma once
 
-#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
-#include "vantorcore/platform/StringMap.h"
 #include "vantorcore/platform/ContentType.h"
+#include "vantorcore/platform/StringMap.h"
 
 namespace lx {
 
@@ -20,12 +19,18 @@ struct ContentType::Declaration {
   String identifier;
   String key;  // the identifier lower-cased: what comparisons use
   Origin origin = Origin::Dynamic;
-  std::size_t builtInRank = 0;      // position in the built-in table
-  std::vector<String> conformsTo;   // direct supertypes, as declared
-  std::vector<String> extensions;   // lower-case, preferred first
-  std::vector<String> mimeTypes;    // lower-case, preferred first
-  std::vector<String> conformance;  // keys of itself and every supertype, sorted
-  String declaringFolder;           // shared-mime-info folder of database types
+  std::size_t position = 0;           // in the registry's declarations
+  std::size_t builtInRank = 0;        // position in the built-in table
+  std::vector<String> conformsTo;     // direct supertypes, as declared
+  std::vector<String> extensions;     // lower-case, preferred first
+  std::vector<int> extensionWeights;  // glob weight of each extension
+  std::vector<String> mimeTypes;      // lower-case, preferred first
+  // Keys of itself and every supertype, sorted. They point into keys owned
+  // by this registry's declarations, or, for a dynamic type, into its own
+  // key and its supertype's declaration, which `dynamicSupertype` keeps.
+  std::vector<StringView> conformance;
+  std::optional<ContentType> dynamicSupertype;
+  String declaringFolder;  // shared-mime-info folder of database types
 };
 
 namespace detail {
@@ -52,7 +57,7 @@ class ContentTypeRegistry : public std::enable_shared_from_this<ContentTypeRegis
  private:
   friend class ContentTypeRegistryBuilder;
 
-  std::deque<Declaration> declarations_;  // stable addresses
+  std::vector<Declaration> declarations_;  // reserved up front: addresses stay
   StringMap<const Declaration*> byKey_;
   StringMap<std::vector<const Declaration*>> byExtension_;
   StringMap<std::vector<const Declaration*>> byMIMEType_;
