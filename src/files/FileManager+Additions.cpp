@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "files/BootDiskSource.h"
-#include "files/MIMETypeTable.h"
 #include "vantorcore/files/FileManager+Additions.h"
+#include "vantorcore/platform/ContentType.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/ProcessInfo.h"
@@ -173,8 +173,8 @@ bool lx_itemAtPath(const FileManager& manager, StringView path, StringView other
 std::optional<String> lx_MIMETypeForFilename(const FileManager& manager, StringView filename) {
   const String extension = pathExtension(filename);
   if (extension.empty()) return std::nullopt;
-  if (auto type = detail::mimeTypeForExtension(lowercaseString(extension))) return String(*type);
-  return std::nullopt;
+  const auto type = ContentType::typeWithFilenameExtension(extension);
+  return type ? type->preferredMIMEType() : std::nullopt;
 }
 
 }  // namespace lx

@@ -5,6 +5,9 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <limits>
+
+#include "vantorcore/platform/OSRelease.h"
 
 namespace lx {
 
@@ -33,6 +36,26 @@ std::optional<String> ProcessInfo::hostName() {
   char buf[HOST_NAME_MAX + 1] = {};
   if (gethostname(buf, sizeof buf - 1) != 0) return std::nullopt;
   return fromUTF8(buf);
+}
+
+OperatingSystemVersion ProcessInfo::operatingSystemVersion() {
+  OperatingSystemVersion version;
+  const auto text = OSRelease::value(u"VERSION_ID");
+  if (!text) return version;
+  std::int64_t* parts[] = {&version.majorVersion, &version.minorVersion, &version.patchVersion};
+  std::size_t i = 0;
+  for (std::int64_t* part : parts) {
+    if (part != parts[0]) {
+      if (i >= text->size() || (*text)[i] != u'.') break;
+      ++i;
+    }
+    for (; i < text->size() && (*text)[i] >= u'0' && (*text)[i] <= u'9'; ++i) {
+      const int digit = (*text)[i] - u'0';
+      constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+      *part = *part > (kMax - digit) / 10 ? kMax : *part * 10 + digit;
+    }
+  }
+  return version;
 }
 
 }  // namespace lx

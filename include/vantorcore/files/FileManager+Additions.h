@@ -40,8 +40,9 @@ bool lx_directoryExistsAtPath(const FileManager& manager, StringView path);
 /// compare equal.
 bool lx_itemAtPath(const FileManager& manager, StringView path, StringView otherPath);
 
-/// The MIME type for the name's extension (case-insensitive), or absent
-/// when the extension is unknown or there is none.
+/// The preferred MIME type of the content type for the name's extension
+/// (case-insensitive, see platform/ContentType.h), or absent when the
+/// extension is unknown or there is none.
 ///   'a.png' => 'image/png', 'b.tar.GZ' => 'application/gzip',
 ///   'README' => absent, 'x.unknownext' => absent
 std::optional<String> lx_MIMETypeForFilename(const FileManager& manager, StringView filename);
