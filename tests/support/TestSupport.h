@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <initializer_list>
+#include <optional>
 #include <string>
 
 #include "vantorcore/platform/Object.h"
@@ -28,6 +29,11 @@ void writeFile(const std::filesystem::path& path, std::string_view contents);
 
 /// Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& path);
+
+/// Runs `program` with python3, with `input` on its standard input, and
+/// returns its standard output; absent when python3 cannot be started or
+/// exits with a status other than 0.
+std::optional<std::string> runPython(const std::string& program, std::string_view input = {});
 
 /// Sets an environment variable for the life of the object, then restores
 /// the value it had (the temporary home installs every variable we touch).
