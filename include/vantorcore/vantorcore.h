@@ -1,6 +1,7 @@
 // Everything of VantorCore in one include.
 #pragma once
 
+#include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Bundle.h"
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/Clock.h"
@@ -25,6 +26,7 @@
 #include "vantorcore/platform/PercentEncoding.h"
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/PropertyList.h"
+#include "vantorcore/platform/Responder.h"
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/Scanner.h"
 #include "vantorcore/platform/String+Paths.h"
@@ -36,6 +38,7 @@
 #include "vantorcore/platform/URLComponents.h"
 #include "vantorcore/platform/UserDefaults.h"
 #include "vantorcore/platform/Value.h"
+#include "vantorcore/platform/ValueClasses.h"
 #include "vantorcore/platform/ValueTransformer.h"
 
 #include "vantorcore/text/Array+Additions.h"
