@@ -361,8 +361,9 @@ class Writer {
     }
     const std::uint64_t index = newEntry(Entry::of(&v));
     const std::size_t firstRef = refs_.size();
+    const std::size_t refCount = v.isArray() ? v.asArray()->size() : 2 * v.asDictionary()->size();
+    refs_.resize(firstRef + refCount);
     if (const Array* items = v.asArray()) {
-      refs_.resize(firstRef + items->size());
       for (std::size_t i = 0; i < items->size(); ++i) {
         const auto child = add((*items)[i], depth + 1);
         if (!child) return std::nullopt;
@@ -371,7 +372,6 @@ class Writer {
     } else {
       const Dictionary& dict = *v.asDictionary();
       const std::size_t n = dict.size();
-      refs_.resize(firstRef + 2 * n);
       std::size_t i = 0;
       for (const auto& [key, item] : dict) {
         refs_[firstRef + i] = stringEntry(key, nullptr);
@@ -382,7 +382,7 @@ class Writer {
       }
     }
     entries_[index].firstRef = firstRef;
-    entries_[index].refCount = refs_.size() - firstRef;
+    entries_[index].refCount = refCount;
     return index;
   }
 

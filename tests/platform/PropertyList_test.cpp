@@ -108,6 +108,8 @@ TEST(PropertyListTest, EveryValueTypeSurvivesBothFormats) {
       {"uid", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{7})}})},
       {"array", Value(Array{1, u"two", Array{}, Dictionary{}})},
       {"dictionary", Value(Dictionary{{u"z", 1}, {u"a", Array{true}}, {u"\u00fc", Data{1}}})},
+      {"containers inside containers",
+       Value(Array{Array{1, 2}, Dictionary{{u"a", Array{3, Dictionary{{u"b", 4}}}}}, 5})},
       {"unsorted keys", Value(Dictionary{{u"zebra", 1}, {u"apple", 2}, {u"mango", 3}})},
   };
   for (Format format : {Format::XML, Format::Binary}) {
@@ -136,9 +138,9 @@ TEST(PropertyListTest, ValuesWithoutAPropertyListFormAreRefused) {
     Value value;
     std::optional<Format> onlyIn;
   } cases[] = {
-      {"null", Value()},
-      {"object", Value(std::make_shared<Object>())},
-      {"null in array", Value(Array{1, Value()})},
+      {"null", Value(), std::nullopt},
+      {"object", Value(std::make_shared<Object>()), std::nullopt},
+      {"null in array", Value(Array{1, Value()}), std::nullopt},
       {"string with NUL (XML)", Value(String(u"a\0b", 3)), Format::XML},
       {"key with NUL (XML)", Value(Dictionary{{String(u"k\0", 2), 1}}), Format::XML},
   };
