@@ -120,8 +120,6 @@ LX_DEFINE_CLASS(JCItem, Object)
 LX_DEFINE_CLASS(JCBlob, Object)
 LX_DEFINE_CLASS(JCAccount, Object)
 
-inline void PrintTo(const Value& value, std::ostream* os) { *os << toUTF8(value.description()); }
-
 namespace {
 
 constexpr double k2024_03_01_14_05 = 1709301900;  // 2024-03-01 14:05:00 GMT

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "vantorcore/platform/Object.h"
@@ -75,3 +76,8 @@ inline void expectTable(String (*function)(StringView), std::initializer_list<Un
 }
 
 }  // namespace lx::test
+
+namespace lx {
+/// Prints values in failure messages as their description.
+inline void PrintTo(const Value& value, std::ostream* out) { *out << toUTF8(value.description()); }
+}  // namespace lx
