@@ -22,14 +22,27 @@ class Describer {
     if (const Date* date = v.asDate()) {
       return Value(Dictionary{{u"$date", Value(date->timeIntervalSince1970())}});
     }
+    // Containers count as levels too: an array in "$objects" may hold its
+    // own UID.
+    if ((v.isArray() || v.isDictionary()) && depth >= KeyedArchiveDescription::kMaximumDepth) {
+      return Value(Dictionary{{u"$deeper", Value(true)}});
+    }
     if (const Array* items = v.asArray()) {
       Array out;
       out.reserve(items->size());
-      for (const Value& item : *items) out.push_back(value(item, depth));
+      for (const Value& item : *items) out.push_back(value(item, depth + 1));
       return Value(std::move(out));
     }
-    if (const Dictionary* dict = v.asDictionary()) return keys(*dict, depth);
+    if (const Dictionary* dict = v.asDictionary()) return keys(*dict, depth + 1);
     return v;
+  }
+
+  Value keys(const Dictionary& dict, std::size_t depth) {
+    Dictionary out;
+    for (const auto& [key, item] : dict) {
+      if (key != ka::kClassKey) out.set(key, value(item, depth));
+    }
+    return Value(std::move(out));
   }
 
  private:
@@ -40,7 +53,7 @@ class Describer {
     }
     const Value& stored = objects_[index];
     const Dictionary* dict = stored.asDictionary();
-    if (!dict) return value(stored, depth);
+    if (!dict) return value(stored, depth + 1);
     if (shown_[index]) return Value(Dictionary{{u"$ref", Value(index)}});
     if (depth >= KeyedArchiveDescription::kMaximumDepth) {
       return Value(Dictionary{{u"$ref", Value(index)}, {u"$deeper", Value(true)}});
@@ -50,14 +63,6 @@ class Describer {
     out.set(u"$class", className(*dict));
     const Value rest = keys(*dict, depth + 1);
     out.addEntries(*rest.asDictionary());
-    return Value(std::move(out));
-  }
-
-  Value keys(const Dictionary& dict, std::size_t depth) {
-    Dictionary out;
-    for (const auto& [key, item] : dict) {
-      if (key != ka::kClassKey) out.set(key, value(item, depth));
-    }
     return Value(std::move(out));
   }
 
@@ -92,7 +97,7 @@ std::optional<Value> KeyedArchiveDescription::describe(const Value& propertyList
       {u"archiver", top[ka::kArchiverKey]},
       {u"version", top[ka::kVersionKey]},
       {u"objects", Value(objects.size())},
-      {u"top", describer.value(top[ka::kTopKey], 0)},
+      {u"top", describer.keys(*top[ka::kTopKey].asDictionary(), 0)},
   });
 }
 

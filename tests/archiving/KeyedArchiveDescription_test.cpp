@@ -86,6 +86,15 @@ TEST(KeyedArchiveDescriptionTest, EdgesOfTheGraph) {
     EXPECT_EQ(depthOf(*description, &cut), c.shown);
     EXPECT_EQ(cut, c.cut);
   }
+  // A plain array in "$objects" that holds its own UID ends at the limit.
+  const auto selfHolding = KeyedArchiveDescription::describe(archiveWith({Value(Array{uid(1)})}));
+  ASSERT_TRUE(selfHolding);
+  std::size_t levels = 0;
+  const Value* at = &(*(*selfHolding->asDictionary())[u"top"].asDictionary())[u"root"];
+  for (; at->isArray(); at = &(*at->asArray())[0]) ++levels;
+  EXPECT_EQ(*at, Value(Dictionary{{u"$deeper", Value(true)}}));
+  EXPECT_EQ(levels, KeyedArchiveDescription::kMaximumDepth / 2);
+
   // UIDs out of range are shown, not followed.
   const auto dangling = KeyedArchiveDescription::describe(archiveWith({Value(u"x")}, 9));
   ASSERT_TRUE(dangling);
