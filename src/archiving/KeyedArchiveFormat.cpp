@@ -16,7 +16,11 @@ const Class& urlClass() {
   return cls;
 }
 
-Value uid(std::uint64_t index) { return Value(Dictionary{{kUIDKey, Value(index)}}); }
+Value uid(std::uint64_t index) {
+  // One shared key text for the many UIDs of an archive.
+  static const SharedString key(kUIDKey);
+  return Value(Dictionary{{key, Value(index)}});
+}
 
 std::optional<std::uint64_t> uidIndex(const Value& value) {
   const Dictionary* d = value.asDictionary();

@@ -38,9 +38,9 @@ std::optional<Data> KeyedArchiver::archivedDataWithRootObject(const Value& root,
                                                               ErrorPtr* error) {
   KeyedArchiver archiver(requiringSecureCoding);
   archiver.encodeObject(root);
-  std::optional<Data> data = archiver.encodedData();
-  if (!data) setError(error, archiver.encodingError());
-  return data;
+  archiver.finishEncoding();
+  if (!archiver.data_) setError(error, archiver.encodingError());
+  return std::move(archiver.data_);
 }
 
 void KeyedArchiver::fail(String description) {
@@ -53,8 +53,21 @@ std::uint64_t KeyedArchiver::append(Value value) {
   return objects_.size() - 1;
 }
 
+const Value& KeyedArchiver::uid(std::uint64_t index) {
+  if (index >= uids_.size()) uids_.resize(index + 1);
+  if (uids_[index].isNull()) uids_[index] = ka::uid(index);
+  return uids_[index];
+}
+
+const SharedString& KeyedArchiver::internedKey(StringView key) {
+  if (const auto found = keys_.find(key); found != keys_.end()) return found->second;
+  SharedString text(key);
+  const StringView stable = text.view();
+  return keys_.emplace(stable, std::move(text)).first->second;
+}
+
 void KeyedArchiver::set(StringView key, Value value) {
-  if (!finished_) frames_.back().keys.set(key, std::move(value));
+  if (!finished_) frames_.back().keys.set(internedKey(key), std::move(value));
 }
 
 // ---------------------------------------------------------------------------
@@ -63,7 +76,7 @@ void KeyedArchiver::set(StringView key, Value value) {
 void KeyedArchiver::encodeObject(const Value& value, StringView key) {
   if (finished_) return;
   const std::uint64_t index = encodeValue(value);
-  set(key, ka::uid(index));
+  set(key, uid(index));
 }
 
 void KeyedArchiver::encodeObject(const Value& root) {
@@ -75,7 +88,7 @@ void KeyedArchiver::encodeConditionalObject(const Value& value, StringView key) 
   if (!object) return encodeObject(value, key);
   if (finished_) return;
   const auto found = objectIndexes_.find(object.get());
-  set(key, ka::uid(found == objectIndexes_.end() ? 0 : found->second));
+  set(key, uid(found == objectIndexes_.end() ? 0 : found->second));
   if (found == objectIndexes_.end()) {
     conditionals_.push_back(Conditional{frames_.back().index, String(key), object});
   }
@@ -96,7 +109,7 @@ void KeyedArchiver::encodeValueOfObjCType(const char* type, const void* address)
   const std::string_view t = type ? type : "";
   if (t == "#") {
     const Class* cls = *static_cast<const Class* const*>(address);
-    return set(key, ka::uid(cls ? classRecord(*cls) : 0));
+    return set(key, uid(cls ? classRecord(*cls) : 0));
   }
   const std::optional<Value> value = KeylessCoding::valueForObjCType(type, address);
   if (!value) {
@@ -143,20 +156,20 @@ std::uint64_t KeyedArchiver::encodeValue(const Value& value) {
   if (const Array* items = value.asArray()) {
     Array refs;
     refs.reserve(items->size());
-    for (const Value& item : *items) refs.push_back(ka::uid(encodeValue(item)));
-    keys.set(u"NS.objects", Value(std::move(refs)));
-    keys.set(ka::kClassKey, ka::uid(classRecord(ValueClasses::array())));
+    for (const Value& item : *items) refs.push_back(uid(encodeValue(item)));
+    keys.set(internedKey(u"NS.objects"), Value(std::move(refs)));
+    keys.set(internedKey(ka::kClassKey), uid(classRecord(ValueClasses::array())));
   } else {
     Array keyRefs, valueRefs;
     keyRefs.reserve(value.asDictionary()->size());
     valueRefs.reserve(value.asDictionary()->size());
     for (const auto& [key, item] : *value.asDictionary()) {
-      keyRefs.push_back(ka::uid(encodeString(key)));
-      valueRefs.push_back(ka::uid(encodeValue(item)));
+      keyRefs.push_back(uid(encodeString(key)));
+      valueRefs.push_back(uid(encodeValue(item)));
     }
-    keys.set(u"NS.keys", Value(std::move(keyRefs)));
-    keys.set(u"NS.objects", Value(std::move(valueRefs)));
-    keys.set(ka::kClassKey, ka::uid(classRecord(ValueClasses::dictionary())));
+    keys.set(internedKey(u"NS.keys"), Value(std::move(keyRefs)));
+    keys.set(internedKey(u"NS.objects"), Value(std::move(valueRefs)));
+    keys.set(internedKey(ka::kClassKey), uid(classRecord(ValueClasses::dictionary())));
   }
   objects_[index] = Value(std::move(keys));
   return index;
@@ -175,7 +188,7 @@ std::uint64_t KeyedArchiver::encodePlatformObject(Dictionary keys, const Class& 
   // The object takes its place before its class record, as in the
   // platform's archives.
   const std::uint64_t index = append(Value());
-  keys.set(ka::kClassKey, ka::uid(classRecord(cls)));
+  keys.set(internedKey(ka::kClassKey), uid(classRecord(cls)));
   objects_[index] = Value(std::move(keys));
   return index;
 }
@@ -197,8 +210,7 @@ std::uint64_t KeyedArchiver::encodeObjectReference(const ObjectPtr& original) {
     const std::uint64_t baseIndex = base ? encodeObjectReference(URLObject::make(*base)) : 0;
     const std::uint64_t relative = encodeString(SharedString(url->url().relativeString()));
     index = encodePlatformObject(
-        Dictionary{{u"NS.base", ka::uid(baseIndex)}, {u"NS.relative", ka::uid(relative)}},
-        ka::urlClass());
+        Dictionary{{u"NS.base", uid(baseIndex)}, {u"NS.relative", uid(relative)}}, ka::urlClass());
   } else {
     return encodeCodedObject(object);
   }
@@ -235,7 +247,7 @@ std::uint64_t KeyedArchiver::encodeCodedObject(const ObjectPtr& object) {
   coding->encodeWithCoder(*this);
   Dictionary keys = std::move(frames_.back().keys);
   frames_.pop_back();
-  keys.set(ka::kClassKey, ka::uid(classRecord(cls)));
+  keys.set(internedKey(ka::kClassKey), uid(classRecord(cls)));
   objects_[index] = Value(std::move(keys));
   return index;
 }
@@ -264,7 +276,7 @@ void KeyedArchiver::finishEncoding() {
     const auto found = objectIndexes_.find(c.object.get());
     if (found == objectIndexes_.end()) continue;
     Dictionary* holder = c.holder == 0 ? &frames_.front().keys : objects_[c.holder].asDictionary();
-    if (holder) holder->set(c.key, ka::uid(found->second));
+    if (holder) holder->set(c.key, uid(found->second));
   }
   finished_ = true;
   if (encodingError_) return;

@@ -173,7 +173,8 @@ class Reader {
         return bytes(offset);
       case 0x8: {
         if (low > 7 || !fits(at, low + 1u)) break;
-        return Value(Dictionary{{kUIDKey, Value(readBigEndian(d_.data() + at, low + 1u))}});
+        static const SharedString key(kUIDKey);  // shared by every UID read
+        return Value(Dictionary{{key, Value(readBigEndian(d_.data() + at, low + 1u))}});
       }
       case 0xA:
       case 0xC:

@@ -115,6 +115,9 @@ class KeyedArchiver : public Coder {
   std::uint64_t classRecord(const Class& cls);
   std::uint64_t append(Value value);
   void set(StringView key, Value value);
+  const SharedString& internedKey(StringView key);
+  // UID values, made once each: copies share them.
+  const Value& uid(std::uint64_t index);
   void fail(String description);
 
   bool requiresSecureCoding_;
@@ -126,6 +129,9 @@ class KeyedArchiver : public Coder {
   std::vector<ObjectPtr> written_;  // keeps identities unique while writing
   std::unordered_map<StringView, std::uint64_t> stringIndexes_;
   std::vector<SharedString> strings_;  // owns the views above
+  // Key texts, made once: objects of a class repeat the same keys.
+  std::unordered_map<StringView, SharedString> keys_;
+  std::vector<Value> uids_;
   std::unordered_map<const Class*, std::uint64_t> classIndexes_;
   std::vector<Conditional> conditionals_;
   ErrorPtr encodingError_;
