@@ -1,5 +1,6 @@
-// `vantor archive dump FILE` and `vantor archive keyed [-o FILE] [--xml]`:
-// keyed archives shown as JSON, and JSON written as a keyed archive.
+// `vantor archive dump|read FILE` and `vantor archive keyed [-o FILE]
+// [--xml]`: keyed archives shown as JSON or unarchived, and JSON written as a
+// keyed archive.
 #include <iostream>
 #include <iterator>
 #include <string>
@@ -8,14 +9,17 @@
 #include "StreamIO.h"
 #include "vantorcore/archiving/KeyedArchiveDescription.h"
 #include "vantorcore/archiving/KeyedArchiver.h"
+#include "vantorcore/archiving/KeyedUnarchiver.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/JSON.h"
 #include "vantorcore/platform/PropertyList.h"
+#include "vantorcore/platform/ValueClasses.h"
 
 namespace {
 
 constexpr char kUsage[] =
     "usage: vantor archive dump FILE\n"
+    "       vantor archive read FILE\n"
     "       vantor archive keyed [-o FILE] [--xml]\n"
     "\n"
     "dump prints the archive in FILE as JSON: its object graph with each object's\n"
@@ -23,6 +27,9 @@ constexpr char kUsage[] =
     "(\"$ref\") after that; data as {\"$data\": base64}, dates as {\"$date\": seconds\n"
     "since 1970}, \"$null\" as null. Property lists that are no archive it knows are\n"
     "refused.\n"
+    "\n"
+    "read unarchives FILE's root object (any registered class, no secure coding)\n"
+    "and prints its class, with the member count of arrays and dictionaries.\n"
     "\n"
     "keyed reads one JSON document from standard input and writes a keyed archive\n"
     "of it (binary, or XML with --xml) to standard output or FILE: objects become\n"
@@ -72,6 +79,28 @@ int dump(const std::string& path) {
   return vantor::fail("archive", path + ": not a keyed archive (a property list of another kind)");
 }
 
+int read(const std::string& path) {
+  lx::ErrorPtr error;
+  const std::optional<lx::Data> data = lx::readFileContents(lx::fromUTF8(path), &error);
+  auto unarchiver = data ? lx::KeyedUnarchiver::initForReadingFromData(*data, &error) : nullptr;
+  if (!unarchiver) {
+    return vantor::fail("archive", path + ": " + lx::toUTF8(error->localizedDescription()));
+  }
+  unarchiver->setRequiresSecureCoding(false);
+  const lx::Value root = unarchiver->decodeObject();
+  if (unarchiver->error()) {
+    return vantor::fail("archive",
+                        path + ": " + lx::toUTF8(unarchiver->error()->localizedDescription()));
+  }
+  std::string line = lx::toUTF8(lx::ValueClasses::classOf(root).name());
+  if (const lx::Array* items = root.asArray()) {
+    line += " of " + std::to_string(items->size()) + " members";
+  } else if (const lx::Dictionary* dict = root.asDictionary()) {
+    line += " of " + std::to_string(dict->size()) + " members";
+  }
+  return vantor::writeOut(line + "\n") ? 0 : vantor::fail("archive", "cannot write output");
+}
+
 int keyed(vantor::Arguments args) {
   std::string output;
   lx::PropertyList::Format format = lx::PropertyList::Format::Binary;
@@ -111,6 +140,10 @@ int run(vantor::Arguments args) {
   if (args[0] == "dump") {
     if (args.size() != 2) return vantor::usageError(self(), "dump takes one FILE");
     return dump(args[1]);
+  }
+  if (args[0] == "read") {
+    if (args.size() != 2) return vantor::usageError(self(), "read takes one FILE");
+    return read(args[1]);
   }
   if (args[0] == "keyed") return keyed(args.subspan(1));
   return vantor::usageError(self(), "unknown mode '" + args[0] + "'");
