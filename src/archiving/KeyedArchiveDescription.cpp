@@ -53,12 +53,18 @@ class Describer {
     }
     const Value& stored = objects_[index];
     const Dictionary* dict = stored.asDictionary();
-    if (!dict) return value(stored, depth + 1);
+    if (!dict && !stored.isArray()) return value(stored, depth + 1);
+    // Containers are shown once, whatever refers to them: an archive whose
+    // arrays refer to each other twice over would otherwise unfold
+    // exponentially.
     if (shown_[index]) return Value(Dictionary{{u"$ref", Value(index)}});
     if (depth >= KeyedArchiveDescription::kMaximumDepth) {
       return Value(Dictionary{{u"$ref", Value(index)}, {u"$deeper", Value(true)}});
     }
     shown_[index] = true;
+    if (!dict) {
+      return Value(Dictionary{{u"$uid", Value(index)}, {u"$array", value(stored, depth + 1)}});
+    }
     Dictionary out{{u"$uid", Value(index)}};
     out.set(u"$class", className(*dict));
     const Value rest = keys(*dict, depth + 1);

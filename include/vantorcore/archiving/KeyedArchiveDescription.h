@@ -11,7 +11,8 @@
 // Each object shown the first time as { "$uid": n, "$class": name, keys... }
 // and afterwards as { "$ref": n }; "$null" as null; strings and numbers as
 // themselves; data as { "$data": "<base64>" }; dates as { "$date": seconds
-// since 1970 }; arrays of UIDs ("NS.objects", "NS.keys") as arrays. Objects
+// since 1970 }; arrays of UIDs ("NS.objects", "NS.keys") as arrays; a plain
+// array among the archive's objects as { "$uid": n, "$array": [...] }. Objects
 // nested deeper than `kMaximumDepth` are shown as { "$ref": n, "$deeper":
 // true } so that the result stays printable.
 //
