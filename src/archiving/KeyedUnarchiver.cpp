@@ -82,9 +82,9 @@ struct DepthGuard {
 
 }  // namespace
 
-KeyedUnarchiver::KeyedUnarchiver(Dictionary top, Array objects)
+KeyedUnarchiver::KeyedUnarchiver(Dictionary top)
     : top_(std::move(top)),
-      objects_(std::move(objects)),
+      objects_(*top_[ka::kObjectsKey].asArray()),
       decoded_(objects_.size()),
       states_(objects_.size(), State::Undecoded) {
   frames_.push_back(Frame{top_[ka::kTopKey].asDictionary()});
@@ -105,8 +105,7 @@ std::unique_ptr<KeyedUnarchiver> KeyedUnarchiver::initForReadingFromData(DataVie
     setError(error, Error::make(String(NSCocoaErrorDomain), NSCoderReadCorruptError, info));
     return nullptr;
   }
-  Array objects = *(*top)[ka::kObjectsKey].asArray();
-  return std::make_unique<KeyedUnarchiver>(*top, std::move(objects));
+  return std::make_unique<KeyedUnarchiver>(std::move(*plist->asDictionary()));
 }
 
 Value KeyedUnarchiver::unarchivedObjectOfClasses(std::span<const Class* const> classes,
@@ -416,24 +415,24 @@ Value KeyedUnarchiver::decodePlatformObject(std::uint64_t index, StringView clas
     case Kind::Array:
       return decodeMembers(index, object[u"NS.objects"], allowed);
     case Kind::Dictionary: {
-      const Value keys = decodeMembers(index, object[u"NS.keys"], allowed);
-      if (error()) return Value();
-      const Value values = decodeMembers(index, object[u"NS.objects"], allowed);
-      if (error()) return Value();
-      if (keys.asArray()->size() != values.asArray()->size()) return malformed();
-      std::vector<Dictionary::Entry> entries;
-      entries.reserve(keys.asArray()->size());
-      for (std::size_t i = 0; i < keys.asArray()->size(); ++i) {
-        const SharedString* key = (*keys.asArray())[i].asString();
-        if (!key) {
+      const Array* keys = object[u"NS.keys"].asArray();
+      const Array* values = object[u"NS.objects"].asArray();
+      if (!keys || !values || keys->size() != values->size()) return malformed();
+      Dictionary entries;
+      entries.reserve(keys->size());
+      for (std::size_t i = 0; i < keys->size(); ++i) {
+        const Value key = decodeEntry((*keys)[i], allowed);
+        Value value = decodeEntry((*values)[i], allowed);
+        if (error()) return Value();
+        if (!key.isString()) {
           return corrupt(
               stringWithFormat(u"Dictionary %llu of the archive has a key that is not "
                                u"a string.",
                                static_cast<unsigned long long>(index)));
         }
-        entries.emplace_back(*key, (*values.asArray())[i]);
+        entries.set(*key.asString(), std::move(value));
       }
-      return Value(Dictionary(std::move(entries)));
+      return Value(std::move(entries));
     }
     case Kind::UUID: {
       const Data* bytes = object[u"NS.uuidbytes"].asData();

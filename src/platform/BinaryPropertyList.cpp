@@ -211,12 +211,12 @@ class Reader {
     }
     const std::uint8_t* p = d_.data() + at;
     if (kind == 0x4) return Value(Data(p, p + n));
-    String s(n, u'\0');
+    text_.resize(n);
     for (std::uint64_t i = 0; i < n; ++i) {
       // ASCII strings with bytes above 0x7F are read as Latin-1.
-      s[i] = kind == 0x5 ? p[i] : static_cast<char16_t>((p[2 * i] << 8) | p[2 * i + 1]);
+      text_[i] = kind == 0x5 ? p[i] : static_cast<char16_t>((p[2 * i] << 8) | p[2 * i + 1]);
     }
-    return Value(std::move(s));
+    return Value(StringView(text_));
   }
 
   std::optional<Value> array(std::uint64_t offset, std::size_t depth, std::uint64_t* total) {
@@ -243,7 +243,7 @@ class Reader {
         !references(at, 2 * n, &refs)) {
       return fail(u"The property list holds a malformed dictionary.");
     }
-    std::vector<Dictionary::Entry> entries;
+    Dictionary entries;
     entries.reserve(n);
     for (std::uint64_t i = 0; i < n; ++i) {
       const std::uint64_t keyIndex = reference(refs, i), valueIndex = reference(refs, n + i);
@@ -252,9 +252,9 @@ class Reader {
       if (!key->isString()) return fail(u"A dictionary key in the property list is not a string.");
       std::optional<Value> item = object(valueIndex, depth + 1);
       if (!item || !addExpanded(total, valueIndex)) return std::nullopt;
-      entries.emplace_back(*key->asString(), std::move(*item));
+      entries.set(*key->asString(), std::move(*item));  // a repeated key keeps its first place
     }
-    return Value(Dictionary(std::move(entries)));
+    return Value(std::move(entries));
   }
 
   enum State : std::uint8_t { kUnread, kReading, kRead };
@@ -266,6 +266,7 @@ class Reader {
   std::vector<Value> values_;
   std::vector<std::uint8_t> state_;
   std::vector<std::uint64_t> expanded_;
+  String text_;  // a string's characters on their way into its value
   String failure_;
 };
 

@@ -94,7 +94,7 @@ class KeyedUnarchiver : public Coder {
   void finishDecoding();
 
   /// Use `initForReadingFromData`; public only for `std::make_unique`.
-  KeyedUnarchiver(Dictionary top, Array objects);
+  explicit KeyedUnarchiver(Dictionary top);
   ~KeyedUnarchiver() override;
 
  protected:
@@ -130,7 +130,7 @@ class KeyedUnarchiver : public Coder {
   Value corrupt(String description);
 
   Dictionary top_;
-  Array objects_;
+  const Array& objects_;  // "$objects" of `top_`
   std::vector<Value> decoded_;
   std::vector<State> states_;
   std::vector<Frame> frames_;
