@@ -18,6 +18,7 @@
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/JSON.h"
+#include "vantorcore/platform/KeylessCoding.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/NotificationCenter.h"
 #include "vantorcore/platform/Object.h"
@@ -35,6 +36,7 @@
 #include "vantorcore/platform/Thread.h"
 #include "vantorcore/platform/Timer.h"
 #include "vantorcore/platform/URL.h"
+#include "vantorcore/platform/URLObject.h"
 #include "vantorcore/platform/URLComponents.h"
 #include "vantorcore/platform/UserDefaults.h"
 #include "vantorcore/platform/Value.h"
@@ -71,6 +73,10 @@
 #include "vantorcore/text/URLComponents+URLEncode.h"
 #include "vantorcore/text/VantorCoreLocale.h"
 
+#include "vantorcore/archiving/KeyedArchiveDescription.h"
+#include "vantorcore/archiving/KeyedArchiver+Additions.h"
+#include "vantorcore/archiving/KeyedArchiver.h"
+#include "vantorcore/archiving/KeyedUnarchiver.h"
 #include "vantorcore/archiving/LXJSONCoder.h"
 
 #include "vantorcore/concurrency/LXAsyncBlockNSOperation.h"
