@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libicu-dev libssl-dev zlib1g-dev libsqlite3-dev libsimdjson-dev libplist-dev
+  libplist-utils python3
   libboost-url1.81-dev libboost1.81-dev libcurl4-openssl-dev libxml2-dev
   gettext shared-mime-info libsecret-1-dev
   nlohmann-json3-dev

@@ -1,6 +1,7 @@
 // Everything of VantorCore in one include.
 #pragma once
 
+#include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Bundle.h"
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/Clock.h"
@@ -20,6 +21,7 @@
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/JSON.h"
+#include "vantorcore/platform/KeylessCoding.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/NotificationCenter.h"
 #include "vantorcore/platform/OSRelease.h"
@@ -29,6 +31,7 @@
 #include "vantorcore/platform/PercentEncoding.h"
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/PropertyList.h"
+#include "vantorcore/platform/Responder.h"
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/Scanner.h"
 #include "vantorcore/platform/SharedMimeInfo.h"
@@ -39,9 +42,11 @@
 #include "vantorcore/platform/Thread.h"
 #include "vantorcore/platform/Timer.h"
 #include "vantorcore/platform/URL.h"
+#include "vantorcore/platform/URLObject.h"
 #include "vantorcore/platform/URLComponents.h"
 #include "vantorcore/platform/UserDefaults.h"
 #include "vantorcore/platform/Value.h"
+#include "vantorcore/platform/ValueClasses.h"
 #include "vantorcore/platform/ValueTransformer.h"
 
 #include "vantorcore/text/Array+Additions.h"
@@ -74,6 +79,10 @@
 #include "vantorcore/text/URLComponents+URLEncode.h"
 #include "vantorcore/text/VantorCoreLocale.h"
 
+#include "vantorcore/archiving/KeyedArchiveDescription.h"
+#include "vantorcore/archiving/KeyedArchiver+Additions.h"
+#include "vantorcore/archiving/KeyedArchiver.h"
+#include "vantorcore/archiving/KeyedUnarchiver.h"
 #include "vantorcore/archiving/LXJSONCoder.h"
 
 #include "vantorcore/concurrency/LXAsyncBlockNSOperation.h"

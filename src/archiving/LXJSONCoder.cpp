@@ -219,6 +219,10 @@ void LXJSONKeyedArchiver::setObject(Value value, StringView key) {
   stack_.back().body.set(key, std::move(value));
 }
 
+void LXJSONKeyedArchiver::encodeBytes(DataView bytes, StringView key) {
+  encodeObject(Value(Data(bytes.begin(), bytes.end())), key);
+}
+
 void LXJSONKeyedArchiver::encodeString(StringView value, StringView key) {
   setObject(Value(value), key);
 }
@@ -474,6 +478,12 @@ Value LXJSONKeyedUnarchiver::decodeObject() {
   if (value.isArray()) return decodeArrayOfClass(cls);
   if (value.isString()) return value;
   return cls ? Value(cls->instantiateWithCoder(*this)) : Value();
+}
+
+std::optional<Data> LXJSONKeyedUnarchiver::decodeBytesForKey(StringView key) {
+  const Value value = decodeObjectForKey(key);
+  if (const Data* data = value.asData()) return *data;
+  return std::nullopt;
 }
 
 Value LXJSONKeyedUnarchiver::decodeObjectForKey(StringView key) {

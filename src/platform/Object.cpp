@@ -25,6 +25,14 @@ String Object::description() const {
 
 std::size_t Object::hash() const noexcept { return std::hash<const void*>{}(this); }
 
+std::shared_ptr<Object> Object::replacementObjectForCoder(Coder& /*coder*/) {
+  return weak_from_this().lock();
+}
+
+std::shared_ptr<Object> Object::awakeAfterUsingCoder(Coder& /*coder*/) {
+  return weak_from_this().lock();
+}
+
 bool Object::isKindOfClass(const Class& cls) const { return objectClass().isSubclassOfClass(cls); }
 
 bool Object::respondsToSelector(std::string_view selector) const {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/BinaryPropertyList.h"
 #include "vantorcore/platform/FileIO.h"
 
 namespace lx {
@@ -39,6 +40,11 @@ ErrorPtr plistError(std::int64_t code, String description) {
       Dictionary{{String(NSLocalizedDescriptionKey), Value(std::move(description))}});
 }
 
+ErrorPtr writeError(StringView reason) {
+  return plistError(NSPropertyListWriteInvalidError,
+                    u"The property list couldn\u2019t be written: " + String(reason));
+}
+
 ErrorPtr corruptError(StringView reason) {
   return plistError(
       NSPropertyListReadCorruptError,
@@ -48,138 +54,8 @@ ErrorPtr corruptError(StringView reason) {
 }
 
 // ---------------------------------------------------------------------------
-// Guards run before the backing library sees the bytes. libplist 2.2 recurses
-// once per nesting level (deep XML overflows the stack), walks the ancestor
-// chain for every binary object (deep binary documents take quadratic time)
-// and copies shared binary objects (a small document can expand without bound).
-
-std::uint64_t readBigEndian(const std::uint8_t* p, std::size_t size) {
-  std::uint64_t v = 0;
-  for (std::size_t i = 0; i < size; ++i) v = (v << 8) | p[i];
-  return v;
-}
-
-// Whether the binary document's object graph, seen from its top object, is a
-// shallow enough and small enough tree once shared references are expanded.
-// A document whose structure cannot be walked is refused here too.
-bool binaryGraphIsAcceptable(DataView d) {
-  constexpr std::size_t kHeader = 8, kTrailer = 32;
-  if (d.size() < kHeader + kTrailer) return false;
-  const std::uint8_t* t = d.data() + d.size() - kTrailer;
-  const std::size_t offsetSize = t[6], refSize = t[7];
-  const std::uint64_t count = readBigEndian(t + 8, 8), top = readBigEndian(t + 16, 8),
-                      table = readBigEndian(t + 24, 8);
-  const std::uint64_t end = d.size() - kTrailer;
-  if (offsetSize < 1 || offsetSize > 8 || refSize < 1 || refSize > 8 || count == 0 ||
-      top >= count || table < kHeader || table > end || count > (end - table) / offsetSize) {
-    return false;
-  }
-
-  // The object's offset, or 0 when it lies outside the object area.
-  const auto offsetOf = [&](std::uint64_t index) -> std::uint64_t {
-    const std::uint64_t offset = readBigEndian(d.data() + table + index * offsetSize, offsetSize);
-    return offset >= kHeader && offset < table ? offset : 0;
-  };
-  // The count in an object's marker (or the integer after it) and where the
-  // object's contents start. False when that runs past the object area.
-  const auto countOf = [&](std::uint64_t offset, std::uint64_t* n, std::uint64_t* at) {
-    *n = d[offset] & 0xF;
-    *at = offset + 1;
-    if (*n != 0xF) return true;
-    if (*at >= table || (d[*at] >> 4) != 0x1 || (d[*at] & 0xF) > 3) return false;
-    const std::size_t size = std::size_t{1} << (d[*at] & 0xF);
-    if (*at + 1 + size > table) return false;
-    *n = readBigEndian(d.data() + *at + 1, size);
-    *at += 1 + size;
-    return true;
-  };
-  // libplist asserts (and so aborts) on a dictionary key whose UTF-16 text
-  // holds U+0000, so such keys are refused here.
-  const auto keyIsUsable = [&](std::uint64_t index) {
-    const std::uint64_t offset = index < count ? offsetOf(index) : 0;
-    if (offset == 0) return false;
-    if ((d[offset] >> 4) != 0x6) return true;
-    std::uint64_t units = 0, at = 0;
-    if (!countOf(offset, &units, &at) || units > (table - at) / 2) return false;
-    for (std::uint64_t i = 0; i < units; ++i) {
-      if (d[at + 2 * i] == 0 && d[at + 2 * i + 1] == 0) return false;
-    }
-    return true;
-  };
-
-  // The references of a container object as (first byte, count); none for
-  // scalars. False when the object is malformed.
-  struct Refs {
-    std::uint64_t at = 0, count = 0;
-  };
-  const auto refsOf = [&](std::uint64_t index, Refs* refs) {
-    const std::uint64_t offset = offsetOf(index);
-    if (offset == 0) return false;
-    const unsigned kind = d[offset] >> 4;
-    *refs = {};
-    if (kind != 0xA && kind != 0xC && kind != 0xD) return true;
-    std::uint64_t n = 0, at = 0;
-    if (!countOf(offset, &n, &at)) return false;
-    const std::uint64_t keys = kind == 0xD ? n : 0;
-    if (n > std::numeric_limits<std::uint64_t>::max() / 2) return false;
-    n += keys;  // a dictionary holds its keys' references, then its values'
-    if (n > (table - at) / refSize) return false;
-    for (std::uint64_t i = 0; i < keys; ++i) {
-      if (!keyIsUsable(readBigEndian(d.data() + at + i * refSize, refSize))) return false;
-    }
-    *refs = {at, n};
-    return true;
-  };
-
-  // Post-order walk with an explicit stack: the height and expanded size of
-  // each object are computed once, so shared objects cost nothing extra.
-  struct Frame {
-    std::uint64_t index;
-    Refs refs;
-    std::uint64_t next = 0, height = 0, size = 1;
-  };
-  constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
-  std::vector<std::uint64_t> height(count, kUnknown), size(count, 0);
-  std::vector<bool> onStack(count, false);
-  const std::uint64_t sizeLimit = count + kMaximumExtraObjects;
-  std::vector<Frame> stack;
-  const auto push = [&](std::uint64_t index) {
-    Frame f{index, {}};
-    if (!refsOf(index, &f.refs)) return false;
-    onStack[index] = true;
-    stack.push_back(f);
-    return stack.size() <= kMaximumDepth + 1;
-  };
-  if (!push(top)) return false;
-  while (!stack.empty()) {
-    Frame& f = stack.back();
-    if (f.next < f.refs.count) {
-      const std::uint64_t child = readBigEndian(d.data() + f.refs.at + f.next * refSize, refSize);
-      ++f.next;
-      if (child >= count || onStack[child]) return false;  // dangling or cyclic
-      if (height[child] == kUnknown) {
-        if (!push(child)) return false;
-        continue;
-      }
-      f.height = std::max(f.height, height[child] + 1);
-      f.size += size[child];
-      if (f.size > sizeLimit) return false;
-      continue;
-    }
-    const Frame done = f;
-    stack.pop_back();
-    onStack[done.index] = false;
-    height[done.index] = done.height;
-    size[done.index] = done.size;
-    if (!stack.empty()) {
-      Frame& parent = stack.back();
-      parent.height = std::max(parent.height, done.height + 1);
-      parent.size += done.size;
-      if (parent.size > sizeLimit) return false;
-    }
-  }
-  return height[top] <= kMaximumDepth;
-}
+// Guards run before libplist sees XML: it recurses once per nesting level,
+// so deep documents would overflow the stack.
 
 // The deepest nesting of <array> and <dict> elements, skipping comments,
 // CDATA sections, processing instructions and declarations, whose text could
@@ -364,8 +240,7 @@ struct Writer {
   ErrorPtr* error;
 
   plist_t fail(String reason) {
-    setError(error, plistError(NSPropertyListWriteInvalidError,
-                               u"The property list couldn\u2019t be written: " + reason));
+    setError(error, writeError(reason));
     return nullptr;
   }
 
@@ -464,6 +339,31 @@ struct Writer {
   }
 };
 
+std::optional<Value> readBinary(DataView data, ErrorPtr* error) {
+  String failure;
+  std::optional<Value> value =
+      detail::readBinaryPropertyList(data, kMaximumDepth, kMaximumExtraObjects, &failure);
+  if (!value) setError(error, corruptError(failure));
+  return value;
+}
+
+std::optional<Value> readXML(DataView data, ErrorPtr* error) {
+  // A terminated copy: the XML reader must never run past the caller's bytes.
+  const std::string text(asStringView(data));
+  if (xmlNestingDepth(text) > kMaximumDepth) {
+    setError(error, corruptError(u"The property list nests too deeply."));
+    return std::nullopt;
+  }
+  plist_t root = nullptr;
+  plist_from_xml(text.c_str(), static_cast<std::uint32_t>(text.size()), &root);
+  const PlistPtr owner(root);
+  if (!root) {
+    setError(error, corruptError(u"The XML property list is malformed."));
+    return std::nullopt;
+  }
+  return toValue(root);
+}
+
 }  // namespace
 
 std::optional<Value> PropertyList::read(DataView data, ErrorPtr* error, Format* format) {
@@ -475,49 +375,28 @@ std::optional<Value> PropertyList::read(DataView data, ErrorPtr* error, Format* 
     setError(error, corruptError(u"The data is larger than 4 GiB."));
     return std::nullopt;
   }
-  const auto length = static_cast<std::uint32_t>(data.size());
   const bool binary = data.size() >= 8 && std::memcmp(data.data(), "bplist00", 8) == 0;
-  plist_t root = nullptr;
-  if (binary) {
-    if (!binaryGraphIsAcceptable(data)) {
-      setError(error, corruptError(u"The binary property list is malformed or nests too deeply."));
-      return std::nullopt;
-    }
-    plist_from_bin(reinterpret_cast<const char*>(data.data()), length, &root);
-  } else {
-    // A terminated copy: the XML reader must never run past the caller's bytes.
-    const std::string text(asStringView(data));
-    if (xmlNestingDepth(text) > kMaximumDepth) {
-      setError(error, corruptError(u"The property list nests too deeply."));
-      return std::nullopt;
-    }
-    plist_from_xml(text.c_str(), length, &root);
-  }
-  const PlistPtr owner(root);
-  if (!root) {
-    setError(error, corruptError(binary ? u"The binary property list is malformed."
-                                        : u"The XML property list is malformed."));
-    return std::nullopt;
-  }
-  if (format) *format = binary ? Format::Binary : Format::XML;
-  return toValue(root);
+  std::optional<Value> value = binary ? readBinary(data, error) : readXML(data, error);
+  if (value && format) *format = binary ? Format::Binary : Format::XML;
+  return value;
 }
 
 std::optional<Data> PropertyList::write(const Value& value, Format format, ErrorPtr* error) {
+  if (format == Format::Binary) {
+    String failure;
+    std::optional<Data> data = detail::writeBinaryPropertyList(value, kMaximumDepth, &failure);
+    if (!data) setError(error, writeError(failure));
+    return data;
+  }
   Writer writer{error};
   const PlistPtr root(writer.node(value, 0));
   if (!root) return std::nullopt;
   char* bytes = nullptr;
   std::uint32_t length = 0;
-  if (format == Format::Binary) {
-    plist_to_bin(root.get(), &bytes, &length);
-  } else {
-    plist_to_xml(root.get(), &bytes, &length);
-  }
+  plist_to_xml(root.get(), &bytes, &length);
   const MallocString owner(bytes);
   if (!bytes) {
-    setError(error, plistError(NSPropertyListWriteInvalidError,
-                               u"The property list couldn\u2019t be written."));
+    setError(error, writeError(u"the backing library failed."));
     return std::nullopt;
   }
   const auto* p = reinterpret_cast<const std::uint8_t*>(bytes);

@@ -28,6 +28,20 @@ class JCPerson : public Object, public Coding {
 class JCStudent : public JCPerson {
   LX_DECLARE_CLASS(JCStudent)
 };
+// Writes raw bytes; remembers what came back for them and for a missing key.
+class JCBlob : public Object, public Coding {
+  LX_DECLARE_CLASS(JCBlob)
+ public:
+  Data bytes;
+  std::optional<Data> decoded, missing;
+  void encodeWithCoder(Coder& coder) const override { coder.encodeBytes(bytes, u"b"); }
+  static std::shared_ptr<JCBlob> initWithCoder(Coder& coder) {
+    auto blob = std::make_shared<JCBlob>();
+    blob->decoded = coder.decodeBytesForKey(u"b");
+    blob->missing = coder.decodeBytesForKey(u"none");
+    return blob;
+  }
+};
 class JCItem : public Object, public Coding {
   LX_DECLARE_CLASS(JCItem)
  public:
@@ -103,9 +117,8 @@ class JCAccount : public Object, public Coding {
 LX_DEFINE_CLASS(JCPerson, Object)
 LX_DEFINE_CLASS(JCStudent, JCPerson)
 LX_DEFINE_CLASS(JCItem, Object)
+LX_DEFINE_CLASS(JCBlob, Object)
 LX_DEFINE_CLASS(JCAccount, Object)
-
-inline void PrintTo(const Value& value, std::ostream* os) { *os << toUTF8(value.description()); }
 
 namespace {
 
@@ -624,6 +637,28 @@ TEST(LXJSONKeyedUnarchiverTest, UUIDRoundTripsAsAValue) {
   ASSERT_TRUE(back);
   EXPECT_TRUE(back->isEqual(*uuid));
   EXPECT_EQ(back->hash(), uuid->hash());
+}
+
+TEST(LXJSONKeyedUnarchiverTest, BytesTravelAsData) {
+  const struct {
+    Data bytes;
+    std::optional<Data> back;
+  } cases[] = {
+      {Data{}, std::nullopt},  // an empty ".$_data_" reads as nothing
+      {Data{0}, Data{0}},
+      {Data{1, 2}, Data{1, 2}},
+      {Data{0xFF, 0, 0xFE}, Data{0xFF, 0, 0xFE}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.bytes.size());
+    auto blob = std::make_shared<JCBlob>();
+    blob->bytes = c.bytes;
+    const auto back =
+        LXJSONKeyedUnarchiver::unarchiveObjectWithData(archive(Value(blob))).objectAs<JCBlob>();
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->decoded, c.back);
+    EXPECT_FALSE(back->missing);
+  }
 }
 
 TEST(CoderTest, ArchiversRefuseReadingAndReadersRefuseWriting) {

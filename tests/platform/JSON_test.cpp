@@ -7,9 +7,9 @@
 #include <cstring>
 #include <limits>
 
-namespace lx {
+#include "support/TestSupport.h"
 
-inline void PrintTo(const Value& value, std::ostream* os) { *os << toUTF8(value.description()); }
+namespace lx {
 
 namespace {
 

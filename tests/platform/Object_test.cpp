@@ -44,9 +44,29 @@ class TestValueHolder : public Object {
  public:
   explicit TestValueHolder(int) {}
 };
+// Secure coding, and a subclass that inherits it.
+class TestSecureNote : public Object, public SecureCoding {
+  LX_DECLARE_CLASS(TestSecureNote)
+ public:
+  void encodeWithCoder(Coder&) const override {}
+};
+class TestSecureNoteDraft : public TestSecureNote {
+  LX_DECLARE_CLASS(TestSecureNoteDraft)
+};
+// Writes a stand-in of another class and decodes to a stand-in.
+class TestProxy : public Object {
+  LX_DECLARE_CLASS(TestProxy)
+ public:
+  ObjectPtr replacementObjectForCoder(Coder&) override { return nullptr; }
+  const Class& classForCoder() const override { return TestShape::staticClass(); }
+  ObjectPtr awakeAfterUsingCoder(Coder&) override { return std::make_shared<TestSquare>(); }
+};
 LX_DEFINE_CLASS(TestNote, Object)
 LX_DEFINE_CLASS(TestRestorer, Object)
 LX_DEFINE_CLASS(TestValueHolder, Object)
+LX_DEFINE_CLASS(TestSecureNote, Object)
+LX_DEFINE_CLASS(TestSecureNoteDraft, TestSecureNote)
+LX_DEFINE_CLASS(TestProxy, Object)
 
 namespace {
 
@@ -91,13 +111,15 @@ TEST(ObjectTest, AssociatedValuesLiveWithTheirObject) {
 TEST(ObjectTest, RegistrationRecordsFactoriesAndProtocols) {
   struct Case {
     const char16_t* name;
-    bool factory, coderFactory, restorationFactory, coding, restoring, restoration;
+    bool factory, coderFactory, restorationFactory, coding, restoring, restoration, secure;
   };
   const Case cases[] = {
-      {u"TestNote", true, true, false, true, true, false},
-      {u"TestRestorer", true, false, true, false, false, true},
-      {u"TestValueHolder", false, false, false, false, false, false},
-      {u"TestSquare", true, false, false, false, false, false},
+      {u"TestNote", true, true, false, true, true, false, false},
+      {u"TestRestorer", true, false, true, false, false, true, false},
+      {u"TestValueHolder", false, false, false, false, false, false, false},
+      {u"TestSquare", true, false, false, false, false, false, false},
+      {u"TestSecureNote", true, false, false, true, false, false, true},
+      {u"TestSecureNoteDraft", true, false, false, true, false, false, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(toUTF8(c.name));
@@ -109,6 +131,7 @@ TEST(ObjectTest, RegistrationRecordsFactoriesAndProtocols) {
     EXPECT_EQ(cls->conformsToProtocol(kCodingProtocol), c.coding);
     EXPECT_EQ(cls->conformsToProtocol(kStateRestoringProtocol), c.restoring);
     EXPECT_EQ(cls->conformsToProtocol(kObjectRestorationProtocol), c.restoration);
+    EXPECT_EQ(cls->supportsSecureCoding(), c.secure);
   }
 }
 
@@ -129,6 +152,22 @@ TEST(ObjectTest, FactoriesMakeInstancesOfTheirClass) {
   EXPECT_EQ(restored->text, u"main-window");
   EXPECT_EQ(TestValueHolder::staticClass().instantiate(), nullptr);
   EXPECT_EQ(TestSquare::staticClass().instantiateWithCoder(coder), nullptr);
+}
+
+TEST(ObjectTest, CodingHooksDefaultToTheObjectAndItsClass) {
+  NullCoder coder;
+  const auto shape = std::make_shared<TestShape>();
+  EXPECT_EQ(shape->replacementObjectForCoder(coder), shape);
+  EXPECT_EQ(&shape->classForCoder(), &TestShape::staticClass());
+  EXPECT_EQ(shape->awakeAfterUsingCoder(coder), shape);
+
+  const auto proxy = std::make_shared<TestProxy>();
+  EXPECT_EQ(proxy->replacementObjectForCoder(coder), nullptr);
+  EXPECT_EQ(&proxy->classForCoder(), &TestShape::staticClass());
+  EXPECT_TRUE(proxy->awakeAfterUsingCoder(coder)->isKindOfClass<TestSquare>());
+
+  TestShape unowned;  // not in a shared_ptr: nothing to hand out
+  EXPECT_EQ(unowned.replacementObjectForCoder(coder), nullptr);
 }
 
 TEST(ObjectTest, KindAndMemberTests) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <sstream>
+#include <vector>
 
 #include "support/TestSupport.h"
 #include "vantorcore/platform/FileIO.h"
@@ -106,6 +108,8 @@ TEST(PropertyListTest, EveryValueTypeSurvivesBothFormats) {
       {"uid", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{7})}})},
       {"array", Value(Array{1, u"two", Array{}, Dictionary{}})},
       {"dictionary", Value(Dictionary{{u"z", 1}, {u"a", Array{true}}, {u"\u00fc", Data{1}}})},
+      {"containers inside containers",
+       Value(Array{Array{1, 2}, Dictionary{{u"a", Array{3, Dictionary{{u"b", 4}}}}}, 5})},
       {"unsorted keys", Value(Dictionary{{u"zebra", 1}, {u"apple", 2}, {u"mango", 3}})},
   };
   for (Format format : {Format::XML, Format::Binary}) {
@@ -132,15 +136,17 @@ TEST(PropertyListTest, ValuesWithoutAPropertyListFormAreRefused) {
   const struct {
     const char* name;
     Value value;
+    std::optional<Format> onlyIn;
   } cases[] = {
-      {"null", Value()},
-      {"object", Value(std::make_shared<Object>())},
-      {"null in array", Value(Array{1, Value()})},
-      {"string with NUL", Value(String(u"a\0b", 3))},
-      {"key with NUL", Value(Dictionary{{String(u"k\0", 2), 1}})},
+      {"null", Value(), std::nullopt},
+      {"object", Value(std::make_shared<Object>()), std::nullopt},
+      {"null in array", Value(Array{1, Value()}), std::nullopt},
+      {"string with NUL (XML)", Value(String(u"a\0b", 3)), Format::XML},
+      {"key with NUL (XML)", Value(Dictionary{{String(u"k\0", 2), 1}}), Format::XML},
   };
   for (Format format : {Format::XML, Format::Binary}) {
     for (const auto& c : cases) {
+      if (c.onlyIn && *c.onlyIn != format) continue;
       SCOPED_TRACE(c.name);
       ErrorPtr error;
       EXPECT_FALSE(PropertyList::write(c.value, format, &error));
@@ -170,7 +176,12 @@ TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
       {"deep XML", dataFromBytes(deepXML)},
       {"deep binary", nestedBinary(PropertyList::kMaximumDepth + 2, 1)},
       {"exponential binary", nestedBinary(40, 2)},
-      {"UTF-16 key holding U+0000", dictionaryWithUTF16Key(Data{0, 'a', 0, 0})},
+      {"reference out of range", binaryDocument({Data{0xA1, 0, 0, 0, 1}})},
+      {"array holding itself", binaryDocument({Data{0xA1, 0, 0, 0, 0}})},
+      {"key that is not a string",
+       binaryDocument({Data{0xD1, 0, 0, 0, 1, 0, 0, 0, 1}, Data{0x10, 1}})},
+      {"unknown marker", binaryDocument({Data{0x70}})},
+      {"17-byte integer", binaryDocument({Data{0x15, 0}})},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -184,6 +195,82 @@ TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
   EXPECT_TRUE(PropertyList::read(nestedBinary(12, 2)));
   EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 'b'})),
             Value(Dictionary{{u"ab", u"v"}}));
+  EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 0})),
+            Value(Dictionary{{String(u"a\0", 2), u"v"}}));
+}
+
+// Documents written by Python's plistlib, read here, and ours read by it.
+// Each row is a Python expression and the value it stands for.
+TEST(PropertyListTest, DocumentsMoveBothWaysWithPython) {
+  constexpr auto kUInt64Max = std::numeric_limits<std::uint64_t>::max();
+  const String fourteen(14, u'x'), fifteen(15, u'x');
+  const struct {
+    const char* python;
+    Value value;
+    bool binaryOnly;
+  } cases[] = {
+      {"'nul\\0inside'", Value(String(u"nul\0inside", 10)), true},
+      {"'\\0'", Value(String(1, u'\0')), true},
+      {"{'k\\0': 1}", Value(Dictionary{{String(u"k\0", 2), 1}}), true},
+      {"'\\U0001F600 astral'", Value(u"\U0001F600 astral"), false},
+      {"''", Value(u""), false},
+      {"'x' * 14", Value(fourteen), false},
+      {"'x' * 15", Value(fifteen), false},
+      {"[]", Value(Array{}), false},
+      {"{}", Value(Dictionary{}), false},
+      {"list(range(15))", Value(Array{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}), false},
+      {"2**64 - 1", Value(kUInt64Max), false},
+      {"2**63", Value(std::uint64_t{1} << 63), false},
+      {"2**63 - 1", Value(std::numeric_limits<std::int64_t>::max()), false},
+      {"-2**63", Value(std::numeric_limits<std::int64_t>::min()), false},
+      {"datetime.datetime(1969, 12, 31, 23, 59, 59)", Value(Date(-1)), false},
+      {"datetime.datetime(1900, 1, 1)", Value(Date(-2208988800.0)), false},
+      {"plistlib.UID(0)", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{0})}}), true},
+      {"plistlib.UID(255)", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{255})}}), true},
+      {"plistlib.UID(256)", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{256})}}), true},
+      {"plistlib.UID(2**32)", Value(Dictionary{{u"CF$UID", Value(std::uint64_t{1} << 32)}}), true},
+  };
+  // One python3 run per direction and format: documents travel as hex lines.
+  const auto hex = [](DataView d) {
+    std::string out;
+    for (std::uint8_t b : d) out += "0123456789abcdef"[b >> 4], out += "0123456789abcdef"[b & 15];
+    return out;
+  };
+  for (Format format : {Format::Binary, Format::XML}) {
+    const std::string fmt = format == Format::Binary ? "plistlib.FMT_BINARY" : "plistlib.FMT_XML";
+    std::string expected = "import datetime, plistlib, sys\nexpected = [\n";
+    std::string ours;
+    std::vector<const Value*> values;
+    for (const auto& c : cases) {
+      if (c.binaryOnly && format == Format::XML) continue;
+      expected += std::string(c.python) + ",\n";
+      values.push_back(&c.value);
+      const std::optional<Data> written = PropertyList::write(c.value, format);
+      ASSERT_TRUE(written) << c.python;
+      ours += hex(*written) + "\n";
+    }
+    expected += "]\n";
+    const std::optional<std::string> theirs = test::runPython(
+        expected + "for v in expected: print(plistlib.dumps(v, fmt=" + fmt + ").hex())\n");
+    const std::optional<std::string> verdicts =
+        test::runPython(expected +
+                            "for v, line in zip(expected, sys.stdin):\n"
+                            "    print(plistlib.loads(bytes.fromhex(line.strip())) == v)\n",
+                        ours);
+    ASSERT_TRUE(theirs && verdicts) << "python3 failed";
+    std::istringstream theirLines(*theirs), verdictLines(*verdicts);
+    for (const Value* value : values) {
+      SCOPED_TRACE(toUTF8(value->description()) + (format == Format::XML ? " (XML)" : " (binary)"));
+      std::string line, verdict;
+      ASSERT_TRUE(std::getline(theirLines, line) && std::getline(verdictLines, verdict));
+      Data bytes;
+      for (std::size_t i = 0; i + 1 < line.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
+      }
+      EXPECT_EQ(PropertyList::read(bytes), *value) << "reading python's document";
+      EXPECT_EQ(verdict, "True") << "python reading ours";
+    }
+  }
 }
 
 TEST(PropertyListTest, FilesAreWrittenAtomicallyWithTheirMode) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -56,6 +57,20 @@ std::string readFile(const std::filesystem::path& path) {
   std::stringstream ss;
   ss << in.rdbuf();
   return ss.str();
+}
+
+std::optional<std::string> runPython(const std::string& program, std::string_view input) {
+  const auto folder = makeTemporaryFolder("python");
+  writeFile(folder / "program.py", program);
+  writeFile(folder / "input", input);
+  const std::string command = "python3 '" + (folder / "program.py").string() + "' < '" +
+                              (folder / "input").string() + "' > '" + (folder / "output").string() +
+                              "'";
+  const int status = std::system(command.c_str());
+  std::optional<std::string> output;
+  if (status == 0) output = readFile(folder / "output");
+  std::filesystem::remove_all(folder);
+  return output;
 }
 
 }  // namespace lx::test

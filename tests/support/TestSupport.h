@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <initializer_list>
+#include <optional>
+#include <ostream>
 #include <string>
 
 #include "vantorcore/platform/Object.h"
@@ -28,6 +30,11 @@ void writeFile(const std::filesystem::path& path, std::string_view contents);
 
 /// Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& path);
+
+/// Runs `program` with python3, with `input` on its standard input, and
+/// returns its standard output; absent when python3 cannot be started or
+/// exits with a status other than 0.
+std::optional<std::string> runPython(const std::string& program, std::string_view input = {});
 
 /// Sets an environment variable for the life of the object, then restores
 /// the value it had (the temporary home installs every variable we touch).
@@ -69,3 +76,8 @@ inline void expectTable(String (*function)(StringView), std::initializer_list<Un
 }
 
 }  // namespace lx::test
+
+namespace lx {
+/// Prints values in failure messages as their description.
+inline void PrintTo(const Value& value, std::ostream* out) { *out << toUTF8(value.description()); }
+}  // namespace lx

@@ -110,6 +110,7 @@ TEST(LXUUIDTest, KeyedAndUnkeyedCodingRoundTrip) {
   uuid->encodeWithCoder(unkeyed);
   EXPECT_TRUE(LXUUID::initWithCoder(unkeyed)->isEqual(*uuid));
   EXPECT_TRUE(LXUUID::staticClass().conformsToProtocol(kCodingProtocol));
+  EXPECT_TRUE(LXUUID::staticClass().supportsSecureCoding());
 }
 
 TEST(LXUUIDTest, MissingOrWrongCodedValuesGiveAbsent) {

@@ -75,7 +75,9 @@ class LXJSONKeyedArchiver : public Coder {
   /// document.
   explicit LXJSONKeyedArchiver(bool requiringSecureCoding = false);
 
-  [[nodiscard]] bool requiresSecureCoding() const noexcept { return requiresSecureCoding_; }
+  [[nodiscard]] bool requiresSecureCoding() const noexcept override {
+    return requiresSecureCoding_;
+  }
 
   /// Whether nested bodies carry "@class" and arrays of the application's
   /// objects get the one-key wrapper (default on).
@@ -118,6 +120,8 @@ class LXJSONKeyedArchiver : public Coder {
   void encodeDouble(double value, StringView key) override;
   /// Stored as a single-precision number ("0.1", not "0.100000001").
   void encodeFloat(float value, StringView key) override;
+  /// Stored as data is: base64 + ".$_data_".
+  void encodeBytes(DataView bytes, StringView key) override;
   /// Stores a ready JSON value under `key`, subject to suppression and the
   /// delegate hook; every string and scalar operation goes through it.
   void setObject(Value value, StringView key);
@@ -218,6 +222,9 @@ class LXJSONKeyedUnarchiver : public Coder {
   std::int64_t decodeInt64ForKey(StringView key) override;
   double decodeDoubleForKey(StringView key) override;
   float decodeFloatForKey(StringView key) override;
+  /// The data under `key` (written by `encodeBytes` or as a data object);
+  /// absent when missing or not data.
+  std::optional<Data> decodeBytesForKey(StringView key) override;
 
   /// Decodes the current value as an array of `cls` (may be null): the
   /// writer's one-key wrapper, an array of many-key members (read as plain

@@ -17,8 +17,8 @@
 // `LX_DEFINE_CLASS` looks at the class and records what it finds: a default
 // constructor becomes the plain factory, a static `initWithCoder(Coder&)` the
 // keyed factory that unarchivers call by class name, and the protocol
-// classes below (`Coding`, `StateRestoring`, `ObjectRestoration`) its
-// conformance. Nothing else needs registering.
+// classes below (`Coding`, `SecureCoding`, `StateRestoring`,
+// `ObjectRestoration`) its conformance. Nothing else needs registering.
 #pragma once
 
 #include <concepts>
@@ -41,6 +41,7 @@ class Coder;
 
 // Protocol names, as `Class::conformsToProtocol` takes them.
 inline constexpr std::string_view kCodingProtocol = "Coding";
+inline constexpr std::string_view kSecureCodingProtocol = "SecureCoding";
 inline constexpr std::string_view kStateRestoringProtocol = "StateRestoring";
 inline constexpr std::string_view kObjectRestorationProtocol = "ObjectRestoration";
 
@@ -78,6 +79,18 @@ class Object : public std::enable_shared_from_this<Object> {
   /// `arguments`; absent when no class in the chain has it.
   std::optional<Value> performSelector(std::string_view selector,
                                        std::span<const Value> arguments = {});
+
+  // -- Coding hooks, with the platform's defaults --------------------------
+
+  /// The object an archiver writes in this object's place, or null to write
+  /// nothing. Default: this object itself.
+  virtual std::shared_ptr<Object> replacementObjectForCoder(Coder& coder);
+  /// The class an archiver records for this object (and whose keyed factory
+  /// reads it back). Default: the object's own class.
+  [[nodiscard]] virtual const Class& classForCoder() const { return objectClass(); }
+  /// The object an unarchiver hands out in place of this freshly decoded
+  /// one. Default: this object itself.
+  virtual std::shared_ptr<Object> awakeAfterUsingCoder(Coder& coder);
 
   /// Values attached to this object under a key address; they are released
   /// with the object. Setting an absent value removes the entry. Thread-safe.
@@ -143,9 +156,15 @@ class Class {
   /// The method found on this class or its nearest superclass, or null.
   [[nodiscard]] const Method* methodNamed(std::string_view selector) const;
 
-  /// Protocol conformance, by protocol name ("Coding", "StateRestoring").
+  /// Protocol conformance, by protocol name ("Coding", "StateRestoring"),
+  /// inherited by subclasses.
   void addProtocol(std::string protocol);
   [[nodiscard]] bool conformsToProtocol(std::string_view protocol) const;
+  /// Whether instances may be read by a coder that `requiresSecureCoding`:
+  /// the class (or a superclass) conforms to `SecureCoding`.
+  [[nodiscard]] bool supportsSecureCoding() const {
+    return conformsToProtocol(kSecureCodingProtocol);
+  }
 
  private:
   String name_;
@@ -182,6 +201,12 @@ class Coding {
   /// `coder.allowsKeyedCoding()` is false).
   virtual void encodeWithCoder(Coder& coder) const = 0;
 };
+
+/// Objects whose keyed factory checks what it reads (types, ranges), so that
+/// a coder that `requiresSecureCoding` may instantiate them from untrusted
+/// archives. A class opts in by deriving from `SecureCoding` instead of
+/// `Coding`.
+class SecureCoding : public Coding {};
 
 /// Objects whose interface state is saved and restored by identity. Every
 /// operation is optional; the defaults do nothing and answer absent.
@@ -233,6 +258,9 @@ Class& ClassRegistry::registerClassOf(String name, const Class* superclass) {
         });
   }
   if constexpr (std::is_base_of_v<Coding, T>) cls.addProtocol(std::string(kCodingProtocol));
+  if constexpr (std::is_base_of_v<SecureCoding, T>) {
+    cls.addProtocol(std::string(kSecureCodingProtocol));
+  }
   if constexpr (std::is_base_of_v<StateRestoring, T>) {
     cls.addProtocol(std::string(kStateRestoringProtocol));
   }

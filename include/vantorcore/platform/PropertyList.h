@@ -11,11 +11,14 @@
 // Limits, so that hostile documents get an error instead of exhausting the
 // stack or memory: at most `kMaximumDepth` nested containers, at most 4 GiB of
 // input, and in binary documents shared sub-objects may expand to at most
-// about a million more objects than the document holds. Strings holding
-// U+0000 cannot be written (the backing library stores C strings). Dates
-// keep microseconds in binary documents and whole seconds in XML ones; dates
-// more than 68 years from 2001 keep whole seconds in both, and dates outside
-// the years 0 to 9999 cannot be written.
+// about a million more objects than the document holds.
+//
+// Strings and keys holding U+0000 survive binary documents. XML 1.0 has no
+// way to carry U+0000 (not even as a character reference), so the XML writer
+// refuses such values with an error rather than write a document that other
+// readers reject or read differently. Dates keep their full precision in
+// binary documents and whole seconds in XML ones, where dates outside the
+// years 0 to 9999 cannot be written.
 //
 // All functions are thread-safe.
 #pragma once
@@ -54,8 +57,10 @@ class PropertyList {
 
   /// The document for `value` in `format`. Absent with
   /// `NSPropertyListWriteInvalidError` when the value, or anything inside it,
-  /// has no property-list form: null, objects, strings holding U+0000, or
-  /// nesting beyond `kMaximumDepth`. The description names the culprit.
+  /// has no property-list form: null, objects, nesting beyond
+  /// `kMaximumDepth`, or (XML only) strings holding U+0000. The description
+  /// names the culprit. Binary documents write equal strings and integers
+  /// once and keep the dictionary order.
   static std::optional<Data> write(const Value& value, Format format, ErrorPtr* error = nullptr);
 
   /// `read` of the file at `path`; absent with a file error (see FileIO.h)

@@ -19,7 +19,7 @@
 
 namespace lx {
 
-class LXUUID : public Object, public Coding {
+class LXUUID : public Object, public SecureCoding {
   LX_DECLARE_CLASS(LXUUID)
 
  public:
@@ -37,7 +37,6 @@ class LXUUID : public Object, public Coding {
   /// "CONDITION FAILED: UUID is NULL".
   static std::shared_ptr<LXUUID> UUIDWithBytes(BytesPtr bytes);
 
-  static constexpr bool supportsSecureCoding() noexcept { return true; }
   /// Reads the text under "UUID" (or the next unkeyed object) and parses it
   /// as `UUIDWithString` does: absent, with its log line, when it is
   /// missing, not a string or malformed.

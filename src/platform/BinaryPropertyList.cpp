@@ -1,0 +1,544 @@
+#include "platform/BinaryPropertyList.h"
+
+#include "vantorcore/platform/Object.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <vector>
+
+namespace lx::detail {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 8;
+constexpr std::size_t kTrailerSize = 32;
+constexpr StringView kUIDKey = u"CF$UID";
+
+// Object markers: the high nibble names the kind, the low one a size or count.
+enum Marker : std::uint8_t {
+  kFalse = 0x08,
+  kTrue = 0x09,
+  kInteger = 0x10,
+  kReal = 0x20,
+  kDate = 0x33,
+  kData = 0x40,
+  kASCIIString = 0x50,
+  kUTF16String = 0x60,
+  kUID = 0x80,
+  kArray = 0xA0,
+  kSet = 0xC0,
+  kDictionary = 0xD0,
+};
+
+std::uint64_t readBigEndian(const std::uint8_t* p, std::size_t size) {
+  std::uint64_t v = 0;
+  for (std::size_t i = 0; i < size; ++i) v = (v << 8) | p[i];
+  return v;
+}
+
+class Reader {
+ public:
+  Reader(DataView d, std::size_t maximumDepth, std::size_t extraObjects)
+      : d_(d), maximumDepth_(maximumDepth), extraObjects_(extraObjects) {}
+
+  std::optional<Value> read(String* failure) {
+    std::optional<Value> result;
+    if (readTrailer()) result = object(top_, 0);
+    if (!result && failure) *failure = failure_;
+    return result;
+  }
+
+ private:
+  struct Span {
+    std::uint64_t at = 0, count = 0;
+  };
+
+  std::nullopt_t fail(const char16_t* reason) {
+    if (failure_.empty()) failure_ = reason;
+    return std::nullopt;
+  }
+
+  bool readTrailer() {
+    if (d_.size() < kHeaderSize + kTrailerSize || std::memcmp(d_.data(), "bplist00", 8) != 0) {
+      fail(u"The binary property list is too short.");
+      return false;
+    }
+    const std::uint8_t* t = d_.data() + d_.size() - kTrailerSize;
+    offsetSize_ = t[6];
+    refSize_ = t[7];
+    count_ = readBigEndian(t + 8, 8);
+    top_ = readBigEndian(t + 16, 8);
+    table_ = readBigEndian(t + 24, 8);
+    const std::uint64_t end = d_.size() - kTrailerSize;
+    if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8 || count_ == 0 ||
+        top_ >= count_ || table_ < kHeaderSize || table_ > end ||
+        count_ > (end - table_) / offsetSize_) {
+      fail(u"The binary property list's trailer is malformed.");
+      return false;
+    }
+    values_.resize(count_);
+    state_.assign(count_, kUnread);
+    expanded_.assign(count_, 0);
+    sizeLimit_ = count_ + extraObjects_;
+    return true;
+  }
+
+  // Whether `n` bytes from `at` lie inside the object area.
+  [[nodiscard]] bool fits(std::uint64_t at, std::uint64_t n) const {
+    return at <= table_ && n <= table_ - at;
+  }
+
+  // The count in a marker's low nibble, or in the integer object after it
+  // when the nibble is 0xF; `at` moves to the object's contents.
+  bool count(std::uint64_t* at, std::uint64_t* n) {
+    *n = d_[*at] & 0xF;
+    ++*at;
+    if (*n != 0xF) return true;
+    if (!fits(*at, 1) || (d_[*at] >> 4) != 1 || (d_[*at] & 0xF) > 3) return false;
+    const std::size_t size = std::size_t{1} << (d_[*at] & 0xF);
+    if (!fits(*at + 1, size)) return false;
+    *n = readBigEndian(d_.data() + *at + 1, size);
+    *at += 1 + size;
+    return true;
+  }
+
+  // The references of a container: `n` of them starting at `at`.
+  bool references(std::uint64_t at, std::uint64_t n, Span* refs) {
+    if (n > table_ / refSize_ || !fits(at, n * refSize_)) return false;
+    *refs = {at, n};
+    return true;
+  }
+
+  [[nodiscard]] std::uint64_t reference(const Span& refs, std::uint64_t i) const {
+    return readBigEndian(d_.data() + refs.at + i * refSize_, refSize_);
+  }
+
+  std::optional<Value> object(std::uint64_t index, std::size_t depth) {
+    if (index >= count_) return fail(u"A reference points outside the property list.");
+    if (depth > maximumDepth_) return fail(u"The property list nests too deeply.");
+    if (state_[index] == kRead) return values_[index];
+    if (state_[index] == kReading) return fail(u"The property list contains itself.");
+    const std::uint64_t offset =
+        readBigEndian(d_.data() + table_ + index * offsetSize_, offsetSize_);
+    if (offset < kHeaderSize || offset >= table_) {
+      return fail(u"An object lies outside the property list.");
+    }
+    state_[index] = kReading;
+    std::uint64_t expanded = 1;
+    std::optional<Value> value = parse(offset, depth, &expanded);
+    if (!value) return std::nullopt;
+    state_[index] = kRead;
+    values_[index] = *value;
+    expanded_[index] = expanded;
+    return value;
+  }
+
+  // Counts a child's expanded size into its parent's, refusing documents
+  // whose shared objects would multiply beyond the limit.
+  bool addExpanded(std::uint64_t* total, std::uint64_t child) {
+    *total += expanded_[child];
+    if (*total > sizeLimit_) {
+      fail(u"Shared objects in the property list expand too far.");
+      return false;
+    }
+    return true;
+  }
+
+  std::optional<Value> parse(std::uint64_t offset, std::size_t depth, std::uint64_t* expanded) {
+    const std::uint8_t marker = d_[offset];
+    const std::uint8_t low = marker & 0xF;
+    std::uint64_t at = offset + 1;
+    switch (marker >> 4) {
+      case 0x0:
+        if (marker == kFalse || marker == kTrue) return Value(marker == kTrue);
+        break;
+      case 0x1:
+        return integer(at, low);
+      case 0x2: {
+        if ((low != 2 && low != 3) || !fits(at, std::size_t{1} << low)) break;
+        const std::uint64_t bits = readBigEndian(d_.data() + at, std::size_t{1} << low);
+        if (low == 2) return Value(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
+        return Value(std::bit_cast<double>(bits));
+      }
+      case 0x3:
+        if (marker != kDate || !fits(at, 8)) break;
+        return Value(Date::withTimeIntervalSinceReferenceDate(
+            std::bit_cast<double>(readBigEndian(d_.data() + at, 8))));
+      case 0x4:
+      case 0x5:
+      case 0x6:
+        return bytes(offset);
+      case 0x8: {
+        if (low > 7 || !fits(at, low + 1u)) break;
+        static const SharedString key(kUIDKey);  // shared by every UID read
+        return Value(Dictionary{{key, Value(readBigEndian(d_.data() + at, low + 1u))}});
+      }
+      case 0xA:
+      case 0xC:
+        return array(offset, depth, expanded);
+      case 0xD:
+        return dictionary(offset, depth, expanded);
+      default:
+        break;
+    }
+    return fail(u"The property list holds an object of unknown kind.");
+  }
+
+  std::optional<Value> integer(std::uint64_t at, std::uint8_t low) {
+    if (low > 4 || !fits(at, std::size_t{1} << low)) {
+      return fail(u"The property list holds a malformed integer.");
+    }
+    if (low < 3) return Value(static_cast<std::int64_t>(readBigEndian(d_.data() + at, 1u << low)));
+    if (low == 3) return Value(static_cast<std::int64_t>(readBigEndian(d_.data() + at, 8)));
+    // 128-bit integers carry unsigned 64-bit values above INT64_MAX.
+    const std::uint64_t high = readBigEndian(d_.data() + at, 8);
+    const std::uint64_t v = readBigEndian(d_.data() + at + 8, 8);
+    if (high == 0 && v > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+      return Value(v);
+    }
+    return Value(static_cast<std::int64_t>(v));
+  }
+
+  std::optional<Value> bytes(std::uint64_t offset) {
+    const unsigned kind = d_[offset] >> 4;
+    std::uint64_t at = offset, n = 0;
+    const std::uint64_t unit = kind == 0x6 ? 2 : 1;
+    if (!count(&at, &n) || n > table_ / unit || !fits(at, n * unit)) {
+      return fail(u"The property list holds a malformed string or data object.");
+    }
+    const std::uint8_t* p = d_.data() + at;
+    if (kind == 0x4) return Value(Data(p, p + n));
+    text_.resize(n);
+    for (std::uint64_t i = 0; i < n; ++i) {
+      // ASCII strings with bytes above 0x7F are read as Latin-1.
+      text_[i] = kind == 0x5 ? p[i] : static_cast<char16_t>((p[2 * i] << 8) | p[2 * i + 1]);
+    }
+    return Value(StringView(text_));
+  }
+
+  std::optional<Value> array(std::uint64_t offset, std::size_t depth, std::uint64_t* total) {
+    std::uint64_t at = offset, n = 0;
+    Span refs;
+    if (!count(&at, &n) || !references(at, n, &refs)) {
+      return fail(u"The property list holds a malformed array.");
+    }
+    Array items;
+    items.reserve(n);
+    for (std::uint64_t i = 0; i < n; ++i) {
+      const std::uint64_t child = reference(refs, i);
+      std::optional<Value> item = object(child, depth + 1);
+      if (!item || !addExpanded(total, child)) return std::nullopt;
+      items.push_back(std::move(*item));
+    }
+    return Value(std::move(items));
+  }
+
+  std::optional<Value> dictionary(std::uint64_t offset, std::size_t depth, std::uint64_t* total) {
+    std::uint64_t at = offset, n = 0;
+    Span refs;
+    if (!count(&at, &n) || n > std::numeric_limits<std::uint64_t>::max() / 2 ||
+        !references(at, 2 * n, &refs)) {
+      return fail(u"The property list holds a malformed dictionary.");
+    }
+    Dictionary entries;
+    entries.reserve(n);
+    for (std::uint64_t i = 0; i < n; ++i) {
+      const std::uint64_t keyIndex = reference(refs, i), valueIndex = reference(refs, n + i);
+      std::optional<Value> key = object(keyIndex, depth + 1);
+      if (!key) return std::nullopt;
+      if (!key->isString()) return fail(u"A dictionary key in the property list is not a string.");
+      std::optional<Value> item = object(valueIndex, depth + 1);
+      if (!item || !addExpanded(total, valueIndex)) return std::nullopt;
+      entries.set(*key->asString(), std::move(*item));  // a repeated key keeps its first place
+    }
+    return Value(std::move(entries));
+  }
+
+  enum State : std::uint8_t { kUnread, kReading, kRead };
+
+  DataView d_;
+  std::size_t maximumDepth_, extraObjects_;
+  std::size_t offsetSize_ = 0, refSize_ = 0;
+  std::uint64_t count_ = 0, top_ = 0, table_ = 0, sizeLimit_ = 0;
+  std::vector<Value> values_;
+  std::vector<std::uint8_t> state_;
+  std::vector<std::uint64_t> expanded_;
+  String text_;  // a string's characters on their way into its value
+  String failure_;
+};
+
+// Flattens the value into numbered objects (containers before their
+// contents, so the top is object 0), then lays them out once the reference
+// size is known.
+class Writer {
+ public:
+  explicit Writer(std::size_t maximumDepth) : maximumDepth_(maximumDepth) {}
+
+  std::optional<Data> write(const Value& value, String* failure) {
+    if (!add(value, 0)) {
+      if (failure) *failure = failure_;
+      return std::nullopt;
+    }
+    return layOut();
+  }
+
+ private:
+  enum class Kind : std::uint8_t { Value, Key, UID };
+  struct Entry {
+    Kind kind;
+    const Value* value = nullptr;  // Kind::Value
+    StringView key;                // Kind::Key
+    std::uint64_t uid = 0;         // Kind::UID
+    std::size_t firstRef = 0, refCount = 0;
+
+    static Entry of(const Value* v) { return {Kind::Value, v, {}, 0}; }
+    static Entry ofKey(StringView k) { return {Kind::Key, nullptr, k, 0}; }
+    static Entry ofUID(std::uint64_t n) { return {Kind::UID, nullptr, {}, n}; }
+  };
+
+  bool fail(String reason) {
+    failure_ = std::move(reason);
+    return false;
+  }
+
+  static bool isUID(const Dictionary& dict) {
+    if (dict.size() != 1 || dict.begin()->first != kUIDKey) return false;
+    const Value& n = dict.begin()->second;
+    return n.type() == Value::Type::UnsignedInteger ||
+           (n.type() == Value::Type::Integer && n.int64Value() >= 0);
+  }
+
+  std::uint64_t newEntry(Entry entry) {
+    entries_.push_back(entry);
+    return entries_.size() - 1;
+  }
+
+  // The object number of a string, written once however often it occurs.
+  std::uint64_t stringEntry(StringView s, const Value* value) {
+    auto [it, added] = strings_.try_emplace(s, entries_.size());
+    if (added) newEntry(value ? Entry::of(value) : Entry::ofKey(s));
+    return it->second;
+  }
+
+  std::optional<std::uint64_t> add(const Value& v, std::size_t depth) {
+    switch (v.type()) {
+      case Value::Type::Null:
+        fail(u"null has no property-list form.");
+        return std::nullopt;
+      case Value::Type::Object:
+        fail(u"objects of class " + v.asObject()->className() + u" have no property-list form.");
+        return std::nullopt;
+      case Value::Type::String:
+        return stringEntry(*v.asString(), &v);
+      case Value::Type::Integer:
+      case Value::Type::UnsignedInteger: {
+        const bool isSigned = v.type() == Value::Type::Integer;
+        const auto key = std::make_pair(
+            isSigned ? static_cast<std::uint64_t>(v.int64Value()) : v.uint64Value(), isSigned);
+        auto [it, added] = integers_.try_emplace(key, entries_.size());
+        if (added) newEntry(Entry::of(&v));
+        return it->second;
+      }
+      case Value::Type::Array:
+      case Value::Type::Dictionary:
+        return container(v, depth);
+      default:
+        return newEntry(Entry::of(&v));
+    }
+  }
+
+  std::optional<std::uint64_t> container(const Value& v, std::size_t depth) {
+    if (const Dictionary* dict = v.asDictionary(); dict && isUID(*dict)) {
+      const std::uint64_t uid = dict->begin()->second.uint64Value();
+      auto [it, added] = uids_.try_emplace(uid, entries_.size());
+      if (added) newEntry(Entry::ofUID(uid));
+      return it->second;
+    }
+    if (depth >= maximumDepth_) {
+      fail(u"the value nests too deeply.");
+      return std::nullopt;
+    }
+    const std::uint64_t index = newEntry(Entry::of(&v));
+    const std::size_t firstRef = refs_.size();
+    const std::size_t refCount = v.isArray() ? v.asArray()->size() : 2 * v.asDictionary()->size();
+    refs_.resize(firstRef + refCount);
+    if (const Array* items = v.asArray()) {
+      for (std::size_t i = 0; i < items->size(); ++i) {
+        const auto child = add((*items)[i], depth + 1);
+        if (!child) return std::nullopt;
+        refs_[firstRef + i] = *child;
+      }
+    } else {
+      const Dictionary& dict = *v.asDictionary();
+      const std::size_t n = dict.size();
+      std::size_t i = 0;
+      for (const auto& [key, item] : dict) {
+        refs_[firstRef + i] = stringEntry(key, nullptr);
+        const auto child = add(item, depth + 1);
+        if (!child) return std::nullopt;
+        refs_[firstRef + n + i] = *child;
+        ++i;
+      }
+    }
+    entries_[index].firstRef = firstRef;
+    entries_[index].refCount = refCount;
+    return index;
+  }
+
+  static std::size_t bytesFor(std::uint64_t v) {
+    if (v <= 0xFF) return 1;
+    if (v <= 0xFFFF) return 2;
+    if (v <= 0xFFFFFFFF) return 4;
+    return 8;
+  }
+
+  void putBigEndian(std::uint64_t v, std::size_t size) {
+    for (std::size_t i = size; i-- > 0;) out_.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+  }
+
+  // A marker with a count: in its low nibble, or in an integer after it.
+  void putMarker(std::uint8_t marker, std::uint64_t n) {
+    if (n < 0xF) {
+      out_.push_back(static_cast<std::uint8_t>(marker | n));
+      return;
+    }
+    out_.push_back(marker | 0xF);
+    const std::size_t size = bytesFor(n);
+    out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
+    putBigEndian(n, size);
+  }
+
+  void putString(StringView s) {
+    const bool ascii = std::all_of(s.begin(), s.end(), [](char16_t c) { return c < 0x80; });
+    putMarker(ascii ? kASCIIString : kUTF16String, s.size());
+    for (char16_t c : s) {
+      if (!ascii) out_.push_back(static_cast<std::uint8_t>(c >> 8));
+      out_.push_back(static_cast<std::uint8_t>(c));
+    }
+  }
+
+  void putInteger(const Value& v) {
+    const std::uint64_t u = v.uint64Value();
+    if (v.type() == Value::Type::UnsignedInteger &&
+        u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+      out_.push_back(kInteger | 4);
+      putBigEndian(0, 8);
+      putBigEndian(u, 8);
+    } else if (v.int64Value() < 0) {
+      out_.push_back(kInteger | 3);
+      putBigEndian(static_cast<std::uint64_t>(v.int64Value()), 8);
+    } else {
+      const std::size_t size = bytesFor(u);
+      out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
+      putBigEndian(u, size);
+    }
+  }
+
+  void putEntry(const Entry& e) {
+    if (e.kind == Kind::Key) return putString(e.key);
+    if (e.kind == Kind::UID) {
+      const std::size_t size = bytesFor(e.uid);
+      out_.push_back(static_cast<std::uint8_t>(kUID | (size - 1)));
+      return putBigEndian(e.uid, size);
+    }
+    const Value& v = *e.value;
+    switch (v.type()) {
+      case Value::Type::Bool:
+        out_.push_back(v.boolValue() ? kTrue : kFalse);
+        break;
+      case Value::Type::Integer:
+      case Value::Type::UnsignedInteger:
+        putInteger(v);
+        break;
+      case Value::Type::Real:
+        if (v.asReal()->isFloat) {
+          out_.push_back(kReal | 2);
+          putBigEndian(std::bit_cast<std::uint32_t>(static_cast<float>(v.asReal()->value)), 4);
+        } else {
+          out_.push_back(kReal | 3);
+          putBigEndian(std::bit_cast<std::uint64_t>(v.asReal()->value), 8);
+        }
+        break;
+      case Value::Type::Date:
+        out_.push_back(kDate);
+        putBigEndian(std::bit_cast<std::uint64_t>(v.asDate()->timeIntervalSinceReferenceDate()), 8);
+        break;
+      case Value::Type::String:
+        putString(*v.asString());
+        break;
+      case Value::Type::Data:
+        putMarker(kData, v.asData()->size());
+        out_.insert(out_.end(), v.asData()->begin(), v.asData()->end());
+        break;
+      case Value::Type::Array:
+        putMarker(kArray, e.refCount);
+        putReferences(e);
+        break;
+      case Value::Type::Dictionary:
+        putMarker(kDictionary, e.refCount / 2);
+        putReferences(e);
+        break;
+      case Value::Type::Null:
+      case Value::Type::Object:
+        break;  // refused while flattening
+    }
+  }
+
+  void putReferences(const Entry& e) {
+    for (std::size_t i = 0; i < e.refCount; ++i) putBigEndian(refs_[e.firstRef + i], refSize_);
+  }
+
+  Data layOut() {
+    refSize_ = bytesFor(entries_.size() - 1);
+    out_ = dataFromBytes("bplist00");
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve(entries_.size());
+    for (const Entry& e : entries_) {
+      offsets.push_back(out_.size());
+      putEntry(e);
+    }
+    const std::uint64_t table = out_.size();
+    const std::size_t offsetSize = bytesFor(table);
+    for (std::uint64_t offset : offsets) putBigEndian(offset, offsetSize);
+    out_.insert(out_.end(), 6, 0);
+    out_.push_back(static_cast<std::uint8_t>(offsetSize));
+    out_.push_back(static_cast<std::uint8_t>(refSize_));
+    putBigEndian(entries_.size(), 8);
+    putBigEndian(0, 8);
+    putBigEndian(table, 8);
+    return std::move(out_);
+  }
+
+  struct PairHash {
+    std::size_t operator()(const std::pair<std::uint64_t, bool>& p) const noexcept {
+      return std::hash<std::uint64_t>{}(p.first) ^ p.second;
+    }
+  };
+
+  std::size_t maximumDepth_;
+  std::vector<Entry> entries_;
+  std::vector<std::uint64_t> refs_;
+  std::unordered_map<StringView, std::uint64_t> strings_;
+  std::unordered_map<std::pair<std::uint64_t, bool>, std::uint64_t, PairHash> integers_;
+  std::unordered_map<std::uint64_t, std::uint64_t> uids_;
+  std::size_t refSize_ = 1;
+  Data out_;
+  String failure_;
+};
+
+}  // namespace
+
+std::optional<Value> readBinaryPropertyList(DataView data, std::size_t maximumDepth,
+                                            std::size_t extraObjects, String* failure) {
+  return Reader(data, maximumDepth, extraObjects).read(failure);
+}
+
+std::optional<Data> writeBinaryPropertyList(const Value& value, std::size_t maximumDepth,
+                                            String* failure) {
+  return Writer(maximumDepth).write(value, failure);
+}
+
+}  // namespace lx::detail

@@ -1,0 +1,7 @@
+#include "vantorcore/platform/Responder.h"
+
+namespace lx {
+
+LX_DEFINE_CLASS(Responder, Object)
+
+}  // namespace lx
