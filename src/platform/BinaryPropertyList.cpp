@@ -361,6 +361,9 @@ class Writer {
     }
     const std::uint64_t index = newEntry(Entry::of(&v));
     const std::size_t firstRef = refs_.size();
+    // Nested containers append their references after this block, so its
+    // length is counted here, not from where the references end.
+    const std::size_t refCount = v.isArray() ? v.asArray()->size() : 2 * v.asDictionary()->size();
     if (const Array* items = v.asArray()) {
       refs_.resize(firstRef + items->size());
       for (std::size_t i = 0; i < items->size(); ++i) {
@@ -382,7 +385,7 @@ class Writer {
       }
     }
     entries_[index].firstRef = firstRef;
-    entries_[index].refCount = refs_.size() - firstRef;
+    entries_[index].refCount = refCount;
     return index;
   }
 

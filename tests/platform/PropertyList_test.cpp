@@ -109,6 +109,9 @@ TEST(PropertyListTest, EveryValueTypeSurvivesBothFormats) {
       {"array", Value(Array{1, u"two", Array{}, Dictionary{}})},
       {"dictionary", Value(Dictionary{{u"z", 1}, {u"a", Array{true}}, {u"\u00fc", Data{1}}})},
       {"unsorted keys", Value(Dictionary{{u"zebra", 1}, {u"apple", 2}, {u"mango", 3}})},
+      {"containers inside containers",
+       Value(Dictionary{{u"r", Dictionary{{u"v", Dictionary{{u"k", u"x"}}}}},
+                        {u"o", Array{Array{1, 2}, Dictionary{{u"a", Array{3}}}}}})},
   };
   for (Format format : {Format::XML, Format::Binary}) {
     for (const auto& c : cases) {
