@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  libicu-dev libssl-dev zlib1g-dev libsqlite3-dev libsimdjson-dev libplist-dev
+  libicu-dev libssl-dev zlib1g-dev libsqlite3-dev libsimdjson-dev libplist-dev libplist-utils
   libboost-url1.81-dev libboost1.81-dev libcurl4-openssl-dev libxml2-dev
   gettext shared-mime-info libsecret-1-dev
   nlohmann-json3-dev

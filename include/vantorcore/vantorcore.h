@@ -72,6 +72,7 @@
 #include "vantorcore/text/VantorCoreLocale.h"
 
 #include "vantorcore/archiving/LXJSONCoder.h"
+#include "vantorcore/archiving/LXStateRestoration.h"
 
 #include "vantorcore/concurrency/LXAsyncBlockNSOperation.h"
 #include "vantorcore/concurrency/LXGCDTimer.h"

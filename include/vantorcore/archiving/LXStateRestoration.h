@@ -1,0 +1,9 @@
+// The state-restoration archive in one include: the archiver and unarchiver,
+// their items, the restoration context and the responder settings.
+#pragma once
+
+#include "vantorcore/archiving/LXStateRestorationArchiver.h"
+#include "vantorcore/archiving/LXStateRestorationContext.h"
+#include "vantorcore/archiving/LXStateRestorationItem.h"
+#include "vantorcore/archiving/LXStateRestorationUnarchiver.h"
+#include "vantorcore/archiving/Responder+LXStateRestoration.h"
