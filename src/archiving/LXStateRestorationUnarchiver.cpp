@@ -441,7 +441,10 @@ Value LXStateRestorationUnarchiver::decodeObject() {
 // -- Finishing ----------------------------------------------------------------
 
 void LXStateRestorationUnarchiver::finishDecoding() {
-  for (const auto& [identifier, object] : restoredObjects_) {
+  // A copy, so that an object that decodes more while it finishes cannot
+  // change the table being walked.
+  const Dictionary restored = restoredObjects_;
+  for (const auto& [identifier, object] : restored) {
     if (auto* restorable = dynamic_cast<StateRestoring*>(object.asObject().get())) {
       restorable->finishedRestoringState();
     }
