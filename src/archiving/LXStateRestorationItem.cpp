@@ -1,15 +1,39 @@
 #include "vantorcore/archiving/LXStateRestorationItem.h"
 
-#include <atomic>
+#include <sys/random.h>
 
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/StringFormat.h"
-#include "vantorcore/text/LXUUID.h"
 
 namespace lx {
 
 LX_DEFINE_CLASS(LXStateRestorationItem, Object)
 
 namespace {
+
+// Identifiers take their bytes from a per-thread pool of kernel random
+// bytes, refilled 256 identifiers at a time: one system call per identifier
+// was the largest cost of archiving big graphs.
+bool takeRandomBytes(std::array<std::uint8_t, 16>& out) {
+  thread_local std::array<std::uint8_t, 4096> pool;
+  thread_local std::size_t used = pool.size();
+  if (used == pool.size()) {
+    for (std::size_t filled = 0; filled < pool.size();) {
+      const ssize_t n = getrandom(pool.data() + filled, pool.size() - filled, 0);
+      if (n < 0 && errno != EINTR) return false;
+      if (n > 0) filled += static_cast<std::size_t>(n);
+    }
+    used = 0;
+  }
+  std::memcpy(out.data(), pool.data() + used, out.size());
+  used += out.size();
+  return true;
+}
 
 std::optional<String> stringEntry(const Dictionary& d, StringView key) {
   const Value* v = d.find(key);
@@ -73,13 +97,24 @@ void LXStateRestorationItem::setObjectIdentifier(const String& identifier, Strin
 }
 
 String LXStateRestorationItem::makeIdentifier() {
-  // Without a random source there is no fresh identifier to give; a fixed
-  // text would merge unrelated entries, so fall back to a counter's.
-  if (auto uuid = LXUUID::UUID()) return uuid->stringValue();
-  static std::atomic<std::uint64_t> fallback{0};
-  String text = u"00000000-0000-4000-8000-000000000000";
-  for (std::uint64_t n = ++fallback, i = text.size(); n != 0 && i-- > 24; n >>= 4) {
-    text[i] = u"0123456789ABCDEF"[n & 15];
+  std::array<std::uint8_t, 16> bytes{};
+  if (!takeRandomBytes(bytes)) {
+    // Without a random source there is no fresh identifier to give; a fixed
+    // text would merge unrelated entries, so a counter stands in.
+    LXConditionFailed(u"no random source for identifiers");
+    static std::atomic<std::uint64_t> fallback{0};
+    const std::uint64_t n = ++fallback;
+    for (std::size_t i = 0; i < 8; ++i) bytes[15 - i] = static_cast<std::uint8_t>(n >> (8 * i));
+  }
+  bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4
+  bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  String text;
+  text.reserve(36);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back(u'-');
+    text.push_back(static_cast<char16_t>(kHex[bytes[i] >> 4]));
+    text.push_back(static_cast<char16_t>(kHex[bytes[i] & 15]));
   }
   return text;
 }
