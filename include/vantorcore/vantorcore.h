@@ -84,6 +84,7 @@
 #include "vantorcore/archiving/KeyedArchiver.h"
 #include "vantorcore/archiving/KeyedUnarchiver.h"
 #include "vantorcore/archiving/LXJSONCoder.h"
+#include "vantorcore/archiving/LXStateRestoration.h"
 
 #include "vantorcore/concurrency/LXAsyncBlockNSOperation.h"
 #include "vantorcore/concurrency/LXGCDTimer.h"

@@ -111,6 +111,9 @@ TEST(PropertyListTest, EveryValueTypeSurvivesBothFormats) {
       {"containers inside containers",
        Value(Array{Array{1, 2}, Dictionary{{u"a", Array{3, Dictionary{{u"b", 4}}}}}, 5})},
       {"unsorted keys", Value(Dictionary{{u"zebra", 1}, {u"apple", 2}, {u"mango", 3}})},
+      {"containers inside containers",
+       Value(Dictionary{{u"r", Dictionary{{u"v", Dictionary{{u"k", u"x"}}}}},
+                        {u"o", Array{Array{1, 2}, Dictionary{{u"a", Array{3}}}}}})},
   };
   for (Format format : {Format::XML, Format::Binary}) {
     for (const auto& c : cases) {

@@ -1,0 +1,296 @@
+#include "vantorcore/archiving/LXStateRestorationArchiver.h"
+
+#include <mutex>
+
+#include "vantorcore/platform/BoxedValue.h"
+#include "vantorcore/platform/Exception.h"
+#include "vantorcore/platform/KeylessCoding.h"
+#include "vantorcore/platform/Log.h"
+#include "vantorcore/platform/PropertyList.h"
+#include "vantorcore/platform/StringFormat.h"
+#include "vantorcore/platform/ValueClasses.h"
+
+namespace lx {
+
+namespace {
+
+struct SharedClassNames {
+  std::mutex mutex;
+  std::map<const Class*, String> names;
+};
+
+SharedClassNames& sharedClassNames() {
+  static SharedClassNames shared;
+  return shared;
+}
+
+void setName(std::map<const Class*, String>& map, std::optional<String> name, const Class* cls) {
+  if (!cls) return;
+  if (name) {
+    map[cls] = std::move(*name);
+  } else {
+    map.erase(cls);
+  }
+}
+
+bool isPlainValue(const Value& value) {
+  return value.isString() || value.isNumber() || value.isDate() || value.isData();
+}
+
+// The "o" entry of a stored value or item; null for kinds that have none.
+Value archivedEntry(const Value& stored) {
+  if (isPlainValue(stored)) return stored;
+  if (const auto item = stored.objectAs<LXStateRestorationItem>()) {
+    return Value(item->dictionaryRepresentation());
+  }
+  if (const auto box = stored.objectAs<BoxedValue>()) {
+    return Value(Dictionary{{u"t", Value(u"v")},
+                            {u"e", Value(fromUTF8(box->objCType()))},
+                            {u"v", Value(Data(box->bytes().begin(), box->bytes().end()))}});
+  }
+  return Value();
+}
+
+}  // namespace
+
+// Keeps `item` on top of the stack while an object writes its keys, also
+// when that writing throws.
+class LXStateRestorationArchiver::ItemScope {
+ public:
+  ItemScope(LXStateRestorationArchiver& archiver, std::shared_ptr<LXStateRestorationItem> item)
+      : archiver_(archiver) {
+    archiver_.itemStack_.push_back(std::move(item));
+  }
+  ~ItemScope() { archiver_.itemStack_.pop_back(); }
+  ItemScope(const ItemScope&) = delete;
+  ItemScope& operator=(const ItemScope&) = delete;
+
+ private:
+  LXStateRestorationArchiver& archiver_;
+};
+
+LXStateRestorationArchiver::LXStateRestorationArchiver(Data& data) : data_(data) {
+  itemStack_.push_back(std::make_shared<LXStateRestorationItem>());
+}
+
+LXStateRestorationArchiver::~LXStateRestorationArchiver() = default;
+
+// -- Class names --------------------------------------------------------------
+
+std::optional<String> LXStateRestorationArchiver::classNameForClass(const Class* cls) const {
+  if (!cls) return std::nullopt;
+  if (const auto it = classMap_.find(cls); it != classMap_.end()) return it->second;
+  return sharedClassNameForClass(cls);
+}
+
+void LXStateRestorationArchiver::setClassName(std::optional<String> name, const Class* cls) {
+  setName(classMap_, std::move(name), cls);
+}
+
+std::optional<String> LXStateRestorationArchiver::sharedClassNameForClass(const Class* cls) {
+  if (!cls) return std::nullopt;
+  SharedClassNames& shared = sharedClassNames();
+  const std::lock_guard lock(shared.mutex);
+  if (const auto it = shared.names.find(cls); it != shared.names.end()) return it->second;
+  return std::nullopt;
+}
+
+void LXStateRestorationArchiver::setSharedClassName(std::optional<String> name, const Class* cls) {
+  SharedClassNames& shared = sharedClassNames();
+  const std::lock_guard lock(shared.mutex);
+  setName(shared.names, std::move(name), cls);
+}
+
+String LXStateRestorationArchiver::classNameToEncodeForClass(const Class& cls) const {
+  if (auto name = classNameForClass(&cls)) return std::move(*name);
+  return cls.name();
+}
+
+std::vector<String> LXStateRestorationArchiver::originalClassesForClass(const Class* cls) const {
+  std::vector<String> names;
+  for (; cls; cls = cls->superclass()) names.push_back(classNameToEncodeForClass(*cls));
+  return names;
+}
+
+// -- Keyed writing ------------------------------------------------------------
+
+void LXStateRestorationArchiver::mapKey(const std::optional<String>& identifier, StringView key) {
+  if (identifier) currentItem().setObjectIdentifier(*identifier, key);
+}
+
+void LXStateRestorationArchiver::encodeObject(const Value& object, StringView key) {
+  mapKey(encodeObjectReturningIdentifier(object), key);
+}
+
+void LXStateRestorationArchiver::encodeBool(bool value, StringView key) {
+  mapKey(storeValue(Value(BoxedValue::valueWithBool(value))), key);
+}
+
+void LXStateRestorationArchiver::encodeInt32(std::int32_t value, StringView key) {
+  mapKey(storeValue(Value(BoxedValue::valueWithInt32(value))), key);
+}
+
+void LXStateRestorationArchiver::encodeInt64(std::int64_t value, StringView key) {
+  mapKey(storeValue(Value(BoxedValue::valueWithInt64(value))), key);
+}
+
+void LXStateRestorationArchiver::encodeFloat(float value, StringView key) {
+  mapKey(storeValue(Value(BoxedValue::valueWithFloat(value))), key);
+}
+
+void LXStateRestorationArchiver::encodeDouble(double value, StringView key) {
+  mapKey(storeValue(Value(BoxedValue::valueWithDouble(value))), key);
+}
+
+void LXStateRestorationArchiver::encodeBytes(DataView bytes, StringView key) {
+  mapKey(storeValue(Value(Data(bytes.begin(), bytes.end()))), key);
+}
+
+void LXStateRestorationArchiver::encodeValueOfObjCType(const char* type, const void* address) {
+  const String key = currentItem().takePositionalKey();
+  if (const std::optional<Value> value = KeylessCoding::valueForObjCType(type, address)) {
+    mapKey(encodeObjectReturningIdentifier(*value), key);
+  }
+}
+
+void LXStateRestorationArchiver::encodeObject(const Value& object) {
+  encodeValueOfObjCType("@", &object);
+}
+
+// -- Storing objects ----------------------------------------------------------
+
+String LXStateRestorationArchiver::storeValue(Value value) {
+  String identifier = LXStateRestorationItem::makeIdentifier();
+  objects_.set(SharedString(identifier), std::move(value));
+  return identifier;
+}
+
+std::optional<String> LXStateRestorationArchiver::encodeObjectReturningIdentifier(
+    const Value& object) {
+  if (object.isNull()) return std::nullopt;
+  if (isPlainValue(object)) return storeValue(object);
+  if (object.isArray() || object.isDictionary()) return encodeCollection(object);
+  const ObjectPtr x = object.asObject();
+  if (dynamic_cast<const StateRestoring*>(x.get())) return encodeRestorable(x);
+  if (dynamic_cast<const BoxedValue*>(x.get())) return storeValue(object);
+  if (dynamic_cast<const Coding*>(x.get())) return encodeCoded(x);
+  throw InvalidArgumentException(stringWithFormat(
+      u"Object does not conform to either the LXStateRestoring or NSCoding protocols: %@",
+      x->description()));
+}
+
+std::shared_ptr<LXStateRestorationItem> LXStateRestorationArchiver::makeItem(
+    LXStateRestorationItem::Type type, const Class& cls, const Value& what) {
+  // The root item is on the stack too, so a full stack holds one more.
+  if (itemStack_.size() > LXStateRestorationMaximumDepth) {
+    LXConditionFailed(stringWithFormat(u"object graph nests deeper than %lu objects: %@",
+                                       static_cast<unsigned long>(LXStateRestorationMaximumDepth),
+                                       what.description()));
+    return nullptr;
+  }
+  auto item = std::make_shared<LXStateRestorationItem>();
+  item->setType(type);
+  std::vector<String> chain = originalClassesForClass(&cls);
+  item->setObjectClassName(chain.front());
+  item->setOriginalClasses(std::move(chain));
+  return item;
+}
+
+void LXStateRestorationArchiver::registerItem(const ObjectPtr& object,
+                                              const std::shared_ptr<LXStateRestorationItem>& item) {
+  objectsToItems_.emplace(object.get(), Stored{object, item});
+  objects_.set(SharedString(item->identifier()), Value(item));
+}
+
+std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr object) {
+  if (const auto delegate = delegate_.lock()) {
+    object = delegate->willEncodeObject(*this, object);
+    if (!object) return std::nullopt;
+    if (!dynamic_cast<const StateRestoring*>(object.get())) {
+      throw InvalidArgumentException(stringWithFormat(
+          u"Object returned from delegate does not conform to the LXStateRestoring protocol: %@",
+          object->description()));
+    }
+  }
+  if (const auto it = objectsToItems_.find(object.get()); it != objectsToItems_.end()) {
+    return it->second.item->identifier();
+  }
+  const auto& restorable = dynamic_cast<const StateRestoring&>(*object);
+  auto item =
+      makeItem(LXStateRestorationItem::Type::Restorable, object->objectClass(), Value(object));
+  if (!item) return std::nullopt;
+  std::optional<String> restorationIdentifier = restorable.restorationIdentifier();
+  item->setRestorationIdentifier(restorationIdentifier
+                                     ? std::move(restorationIdentifier)
+                                     : std::optional(LXStateRestorationItem::makeIdentifier()));
+  const Class* restorationClass = restorable.objectRestorationClass();
+  if (!restorationClass) restorationClass = &object->objectClass();
+  if (!restorationClass->conformsToProtocol(kObjectRestorationProtocol)) {
+    // The key keeps naming the identifier, which then has no entry: the
+    // reader finds nothing there and decodes null.
+    logFormat(
+        u"Object restoration class does not conform to LXObjectRestoration, skipping: "
+        u"object=%@, class=%@",
+        object->description(), restorationClass->name());
+    return item->identifier();
+  }
+  item->setRestorationClassName(classNameToEncodeForClass(*restorationClass));
+  registerItem(object, item);
+  const ItemScope scope(*this, item);
+  restorable.encodeRestorableStateWithCoder(*this);
+  return item->identifier();
+}
+
+std::optional<String> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& object) {
+  const ObjectPtr replacement = object->replacementObjectForCoder(*this);
+  if (!replacement) return std::nullopt;
+  if (const auto it = objectsToItems_.find(replacement.get()); it != objectsToItems_.end()) {
+    return it->second.item->identifier();
+  }
+  // A replacement that cannot code itself (a value, a restorable object, an
+  // object of neither kind) is stored as what it is.
+  const auto* coding = dynamic_cast<const Coding*>(replacement.get());
+  if (!coding) return encodeObjectReturningIdentifier(Value(replacement));
+  auto item = makeItem(LXStateRestorationItem::Type::Coded, replacement->classForCoder(),
+                       Value(replacement));
+  if (!item) return std::nullopt;
+  registerItem(replacement, item);
+  const ItemScope scope(*this, item);
+  coding->encodeWithCoder(*this);
+  return item->identifier();
+}
+
+std::optional<String> LXStateRestorationArchiver::encodeCollection(const Value& collection) {
+  const Class& cls = collection.isArray() ? ValueClasses::array() : ValueClasses::dictionary();
+  auto item = makeItem(LXStateRestorationItem::Type::Coded, cls, collection);
+  if (!item) return std::nullopt;
+  // Collections are values: each one stored is a new item, never shared.
+  objects_.set(SharedString(item->identifier()), Value(item));
+  const ItemScope scope(*this, item);
+  if (const Array* members = collection.asArray()) {
+    for (const Value& member : *members) encodeObject(member);
+  } else {
+    for (const auto& [key, member] : *collection.asDictionary()) encodeObject(member, key);
+  }
+  return item->identifier();
+}
+
+// -- Finishing ----------------------------------------------------------------
+
+void LXStateRestorationArchiver::finishEncoding() {
+  Dictionary entries;
+  entries.reserve(objects_.size());
+  for (const auto& [identifier, stored] : objects_) {
+    if (Value entry = archivedEntry(stored); !entry.isNull()) entries.set(identifier, entry);
+  }
+  const Dictionary archive{
+      {u"r", Value(Dictionary{{u"v", Value(itemStack_.front()->objectIdentifiers())}})},
+      {u"o", Value(std::move(entries))}};
+  // Plain dictionaries of strings, numbers, dates and data always have a
+  // binary form; were one refused, the data is left empty rather than stale.
+  data_ = PropertyList::write(Value(archive), PropertyList::Format::Binary).value_or(Data());
+  objects_.clear();
+  objectsToItems_.clear();
+}
+
+}  // namespace lx

@@ -1,0 +1,89 @@
+#include "vantorcore/archiving/LXStateRestorationItem.h"
+
+#include <gtest/gtest.h>
+
+#include "archiving/StateRestorationTestSupport.h"
+
+namespace lx::srtest {
+namespace {
+
+TEST(LXStateRestorationItemTest, TheDictionaryFormHoldsOnlyTheFieldsThatAreSet) {
+  LXStateRestorationItem bare;
+  EXPECT_TRUE(isUpperCaseUUID(bare.identifier()));
+  EXPECT_NE(bare.identifier(), LXStateRestorationItem().identifier());
+  EXPECT_EQ(bare.dictionaryRepresentation(),
+            (Dictionary{{u"i", Value(bare.identifier())}, {u"t", Value(u"r")}}));
+
+  LXStateRestorationItem full;
+  full.setType(LXStateRestorationItem::Type::Coded);
+  full.setObjectClassName(u"A");
+  full.setOriginalClasses({u"A", u"Object"});
+  full.setRestorationIdentifier(u"");
+  full.setRestorationClassName(u"R");
+  full.setObjectIdentifier(u"ID", u"");
+  const Dictionary form = full.dictionaryRepresentation();
+  EXPECT_EQ(form.keys(), (std::vector<String>{u"i", u"t", u"c", u"oc", u"ri", u"rc", u"v"}));
+  EXPECT_EQ(form[u"t"], Value(u"c"));
+  EXPECT_EQ(form[u"ri"], Value(u""));
+  EXPECT_EQ(form[u"v"], Value(Dictionary{{u"", Value(u"ID")}}));
+
+  const LXStateRestorationItem back(form);
+  EXPECT_EQ(back.dictionaryRepresentation(), form);
+  EXPECT_EQ(back.objectIdentifierForKey(u""), u"ID");
+  EXPECT_EQ(back.objectIdentifierForKey(u"missing"), std::nullopt);
+  EXPECT_NE(back.description().find(u"oc = "), String::npos);
+}
+
+TEST(LXStateRestorationItemTest, EntriesOfTheWrongTypeKeepTheFieldsDefault) {
+  const struct {
+    const char* name;
+    Dictionary form;
+    LXStateRestorationItem::Type type;
+    std::size_t classes;
+    std::size_t keys;
+  } cases[] = {
+      {"t of another letter",
+       {{u"t", Value(u"v")}},
+       LXStateRestorationItem::Type::Restorable,
+       0,
+       0},
+      {"t as a number", {{u"t", Value(1)}}, LXStateRestorationItem::Type::Restorable, 0, 0},
+      {"oc with a number inside",
+       {{u"t", Value(u"c")}, {u"oc", Value(Array{Value(u"A"), Value(2)})}},
+       LXStateRestorationItem::Type::Coded,
+       1,
+       0},
+      {"oc as a string", {{u"oc", Value(u"A")}}, LXStateRestorationItem::Type::Restorable, 0, 0},
+      {"v with a number",
+       {{u"v", Value(Dictionary{{u"a", Value(1)}, {u"b", Value(u"B")}})}},
+       LXStateRestorationItem::Type::Restorable,
+       0,
+       1},
+      {"v as an array",
+       {{u"v", Value(Array{Value(u"a")})}},
+       LXStateRestorationItem::Type::Restorable,
+       0,
+       0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const LXStateRestorationItem item(c.form);
+    EXPECT_TRUE(isUpperCaseUUID(item.identifier()));  // no "i": a fresh one
+    EXPECT_EQ(item.type(), c.type);
+    EXPECT_EQ(item.originalClasses().size(), c.classes);
+    EXPECT_EQ(item.objectIdentifiers().size(), c.keys);
+    EXPECT_EQ(item.objectClassName(), std::nullopt);
+  }
+}
+
+TEST(LXStateRestorationItemTest, PositionalKeysCountFromZero) {
+  LXStateRestorationItem item;
+  EXPECT_EQ(item.takePositionalKey(), u"LX.coding.0");
+  EXPECT_EQ(item.takePositionalKey(), u"LX.coding.1");
+  item.setPositionalCodingIndex(INT32_MAX);
+  EXPECT_EQ(item.takePositionalKey(), u"LX.coding.2147483647");
+  EXPECT_EQ(LXStateRestorationItem::positionalKey(-1), u"LX.coding.-1");
+}
+
+}  // namespace
+}  // namespace lx::srtest
