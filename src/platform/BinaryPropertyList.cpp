@@ -82,7 +82,10 @@ class Reader {
     values_.resize(count_);
     state_.assign(count_, kUnread);
     expanded_.assign(count_, 0);
-    sizeLimit_ = count_ + extraObjects_;
+    // Every reference takes at least one byte of the object area, so a
+    // document whose only sharing is of scalars (the UIDs and class names of
+    // a keyed archive) stays under this; only shared containers go beyond.
+    sizeLimit_ = count_ + (table_ - kHeaderSize) + extraObjects_;
     return true;
   }
 

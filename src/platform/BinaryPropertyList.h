@@ -15,7 +15,8 @@ namespace lx::detail {
 /// The value of a binary document, or absent with `failure` set to a short
 /// reason. Refuses nesting deeper than `maximumDepth`, cycles, references
 /// outside the document, and shared objects that would expand into more
-/// than `extraObjects` objects beyond those the document holds. Shared
+/// than `extraObjects` objects beyond those the document holds and the
+/// bytes of its object area (a bound on its references). Shared
 /// objects are read once and share their storage in the result.
 std::optional<Value> readBinaryPropertyList(DataView data, std::size_t maximumDepth,
                                             std::size_t extraObjects, String* failure);

@@ -196,6 +196,15 @@ TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
   // Nesting within the limit is fine.
   EXPECT_TRUE(PropertyList::read(nestedBinary(100, 1)));
   EXPECT_TRUE(PropertyList::read(nestedBinary(12, 2)));
+  // Sharing a scalar is not expansion: 2^20 + 2 references to one string,
+  // past the limit on extra objects, read (keyed archives share UIDs so).
+  constexpr std::uint32_t kReferences = (1u << 20) + 2;
+  Data array{0xAF, 0x12};
+  appendReference(array, kReferences);
+  for (std::uint32_t i = 0; i < kReferences; ++i) appendReference(array, 1);
+  const std::optional<Value> shared = PropertyList::read(binaryDocument({array, Data{0x51, 'x'}}));
+  ASSERT_TRUE(shared && shared->isArray());
+  EXPECT_EQ(shared->asArray()->size(), kReferences);
   EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 'b'})),
             Value(Dictionary{{u"ab", u"v"}}));
   EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 0})),
