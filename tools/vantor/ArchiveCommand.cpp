@@ -10,6 +10,7 @@
 #include "vantorcore/archiving/KeyedArchiveDescription.h"
 #include "vantorcore/archiving/KeyedArchiver.h"
 #include "vantorcore/archiving/KeyedUnarchiver.h"
+#include "vantorcore/archiving/LXStateRestorationArchiveDescription.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/JSON.h"
 #include "vantorcore/platform/PropertyList.h"
@@ -22,11 +23,13 @@ constexpr char kUsage[] =
     "       vantor archive read FILE\n"
     "       vantor archive keyed [-o FILE] [--xml]\n"
     "\n"
-    "dump prints the archive in FILE as JSON: its object graph with each object's\n"
-    "UID (\"$uid\") and class (\"$class\") the first time it appears and a reference\n"
-    "(\"$ref\") after that; data as {\"$data\": base64}, dates as {\"$date\": seconds\n"
-    "since 1970}, \"$null\" as null. Property lists that are no archive it knows are\n"
-    "refused.\n"
+    "dump prints the archive in FILE as JSON, a keyed archive or a state-restoration\n"
+    "archive, told apart by content. Keyed archives: the object graph with each\n"
+    "object's UID (\"$uid\") and class (\"$class\") the first time it appears and a\n"
+    "reference (\"$ref\") after that; data as {\"$data\": base64}, dates as\n"
+    "{\"$date\": seconds since 1970}, \"$null\" as null. State-restoration archives:\n"
+    "the root's keys, each item with its identifier, kind and classes the first time\n"
+    "and {\"ref\": identifier} after. Property lists of any other kind are refused.\n"
     "\n"
     "read unarchives FILE's root object (any registered class, no secure coding)\n"
     "and prints its class, with the member count of arrays and dictionaries.\n"
@@ -48,22 +51,39 @@ const vantor::Command& self() {
 struct ArchiveKind {
   const char* name;
   bool (*matches)(const lx::Value& propertyList);
-  std::optional<lx::Value> (*describe)(const lx::Value& propertyList, lx::ErrorPtr* error);
+  std::optional<lx::Value> (*describe)(const lx::Data& bytes, const lx::Value& propertyList,
+                                       lx::ErrorPtr* error);
 };
+
+// A state-restoration archive: a dictionary whose "r" (the root item) and
+// "o" (the entries by identifier) are dictionaries.
+bool isStateRestorationArchive(const lx::Value& propertyList) {
+  const lx::Dictionary* top = propertyList.asDictionary();
+  return top && (*top)[u"r"].isDictionary() && (*top)[u"o"].isDictionary();
+}
+
 const ArchiveKind kArchiveKinds[] = {
     {"keyed archive", &lx::KeyedArchiveDescription::isKeyedArchive,
-     &lx::KeyedArchiveDescription::describe},
+     [](const lx::Data&, const lx::Value& plist, lx::ErrorPtr* error) {
+       return lx::KeyedArchiveDescription::describe(plist, error);
+     }},
+    {"state-restoration archive", &isStateRestorationArchive,
+     [](const lx::Data& bytes, const lx::Value&, lx::ErrorPtr* error) {
+       return lx::LXStateRestorationArchiveDescription(bytes, error);
+     }},
 };
 
 int dump(const std::string& path) {
   lx::ErrorPtr error;
-  const std::optional<lx::Value> plist = lx::PropertyList::readFile(lx::fromUTF8(path), &error);
+  const std::optional<lx::Data> bytes = lx::readFileContents(lx::fromUTF8(path), &error);
+  const std::optional<lx::Value> plist =
+      bytes ? lx::PropertyList::read(*bytes, &error) : std::nullopt;
   if (!plist) {
     return vantor::fail("archive", path + ": " + lx::toUTF8(error->localizedDescription()));
   }
   for (const ArchiveKind& kind : kArchiveKinds) {
     if (!kind.matches(*plist)) continue;
-    const std::optional<lx::Value> description = kind.describe(*plist, &error);
+    const std::optional<lx::Value> description = kind.describe(*bytes, *plist, &error);
     const auto text =
         description
             ? lx::JSONSerialization::stringWithJSONObject(
@@ -76,7 +96,7 @@ int dump(const std::string& path) {
     }
     return vantor::writeOut(*text + "\n") ? 0 : vantor::fail("archive", "cannot write output");
   }
-  return vantor::fail("archive", path + ": not a keyed archive (a property list of another kind)");
+  return vantor::fail("archive", path + ": neither a keyed nor a state-restoration archive (a property list of another kind)");
 }
 
 int read(const std::string& path) {
