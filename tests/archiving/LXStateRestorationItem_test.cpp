@@ -82,6 +82,7 @@ TEST(LXStateRestorationItemTest, PositionalKeysCountFromZero) {
   EXPECT_EQ(item.takePositionalKey(), u"LX.coding.1");
   item.setPositionalCodingIndex(INT32_MAX);
   EXPECT_EQ(item.takePositionalKey(), u"LX.coding.2147483647");
+  EXPECT_EQ(item.takePositionalKey(), u"LX.coding.-2147483648");
   EXPECT_EQ(LXStateRestorationItem::positionalKey(-1), u"LX.coding.-1");
 }
 

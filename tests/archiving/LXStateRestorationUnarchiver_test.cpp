@@ -466,7 +466,11 @@ TEST(LXStateRestorationUnarchiverTest, AllowedClassesApplyOnlyUnderSecureCoding)
 
 std::size_t decodedChainLength(Value value) {
   std::size_t length = 0;
-  for (; auto note = value.objectAs<SRNote>(); value = note->link) ++length;
+  while (const auto note = value.objectAs<SRNote>()) {
+    ++length;
+    const Value next = note->link;
+    value = next;
+  }
   return length;
 }
 
