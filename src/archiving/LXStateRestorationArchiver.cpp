@@ -1,12 +1,16 @@
 #include "vantorcore/archiving/LXStateRestorationArchiver.h"
 
+#include <algorithm>
+#include <map>
 #include <mutex>
+#include <string>
+#include <vector>
 
+#include "platform/BinaryPropertyList.h"
 #include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/KeylessCoding.h"
 #include "vantorcore/platform/Log.h"
-#include "vantorcore/platform/PropertyList.h"
 #include "vantorcore/platform/StringFormat.h"
 #include "vantorcore/platform/ValueClasses.h"
 
@@ -37,19 +41,114 @@ bool isPlainValue(const Value& value) {
   return value.isString() || value.isNumber() || value.isDate() || value.isData();
 }
 
-// The "o" entry of a stored value or item; null for kinds that have none.
-Value archivedEntry(const Value& stored) {
-  if (isPlainValue(stored)) return stored;
-  if (const auto item = stored.objectAs<LXStateRestorationItem>()) {
-    return Value(item->dictionaryRepresentation());
+using Ref = detail::BinaryPropertyListWriter::Ref;
+
+// The archive is written object by object rather than through a `Value` tree
+// of it: building, flattening and freeing that tree was most of the time
+// spent archiving a large graph.
+class ArchiveWriter {
+ public:
+  // Whether `stored` has an "o" entry.
+  static bool hasEntry(const Value& stored) {
+    return isPlainValue(stored) || stored.objectAs<LXStateRestorationItem>() ||
+           stored.objectAs<BoxedValue>();
   }
-  if (const auto box = stored.objectAs<BoxedValue>()) {
-    return Value(Dictionary{{u"t", Value(u"v")},
-                            {u"e", Value(fromUTF8(box->objCType()))},
-                            {u"v", Value(Data(box->bytes().begin(), box->bytes().end()))}});
+
+  // The "o" entry of a stored value or item (one `hasEntry` accepts).
+  Ref addEntry(const Value& stored) {
+    if (isPlainValue(stored)) return plain(stored);
+    if (const auto item = stored.objectAs<LXStateRestorationItem>()) return addItem(*item);
+    return addBox(*stored.objectAs<BoxedValue>());
   }
-  return Value();
-}
+
+  // Key => identifier.
+  Ref addIdentifiers(const Dictionary& identifiers) {
+    const Ref dict = writer_.addDictionary(identifiers.size());
+    std::size_t i = 0;
+    for (const auto& [key, identifier] : identifiers) {
+      const Ref keyRef = writer_.addString(key);
+      writer_.setEntry(dict, i++, keyRef, plain(identifier));
+    }
+    return dict;
+  }
+
+  // Entries in the order and under the keys of
+  // `LXStateRestorationItem::dictionaryRepresentation`.
+  Ref addItem(const LXStateRestorationItem& item) {
+    std::vector<std::pair<Ref, Ref>> fields;
+    fields.reserve(7);
+    const auto field = [&](StringView key, auto&& add) {
+      const Ref keyRef = writer_.addString(key);
+      fields.emplace_back(keyRef, add());
+    };
+    const Ref dict = writer_.addDictionary(fieldCount(item));
+    field(u"i", [&] { return writer_.addString(item.identifier()); });
+    field(u"t", [&] {
+      return writer_.addString(item.type() == LXStateRestorationItem::Type::Restorable ? u"r"
+                                                                                       : u"c");
+    });
+    if (item.objectClassName())
+      field(u"c", [&] { return writer_.addString(*item.objectClassName()); });
+    if (!item.originalClasses().empty()) {
+      field(u"oc", [&] {
+        const auto& chain = item.originalClasses();
+        const Ref array = writer_.addArray(chain.size());
+        for (std::size_t i = 0; i < chain.size(); ++i) {
+          writer_.setMember(array, i, writer_.addString(chain[i]));
+        }
+        return array;
+      });
+    }
+    if (item.restorationIdentifier()) {
+      field(u"ri", [&] { return writer_.addString(*item.restorationIdentifier()); });
+    }
+    if (item.restorationClassName()) {
+      field(u"rc", [&] { return writer_.addString(*item.restorationClassName()); });
+    }
+    if (!item.objectIdentifiers().empty()) {
+      field(u"v", [&] { return addIdentifiers(item.objectIdentifiers()); });
+    }
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+      writer_.setEntry(dict, i, fields[i].first, fields[i].second);
+    }
+    return dict;
+  }
+
+  // {"t": "v", "e": type, "v": bytes}.
+  Ref addBox(const BoxedValue& box) {
+    const Ref dict = writer_.addDictionary(3);
+    const Ref t = writer_.addString(u"t");
+    writer_.setEntry(dict, 0, t, writer_.addString(u"v"));
+    const Ref e = writer_.addString(u"e");
+    writer_.setEntry(dict, 1, e, writer_.addString(typeName(box.objCType())));
+    const Ref v = writer_.addString(u"v");
+    writer_.setEntry(dict, 2, v, writer_.addData(box.bytes()));
+    return dict;
+  }
+
+  detail::BinaryPropertyListWriter& writer() { return writer_; }
+
+ private:
+  static std::size_t fieldCount(const LXStateRestorationItem& item) {
+    return 2 + item.objectClassName().has_value() + !item.originalClasses().empty() +
+           item.restorationIdentifier().has_value() + item.restorationClassName().has_value() +
+           !item.objectIdentifiers().empty();
+  }
+
+  // Strings, numbers, dates and data always have a binary form.
+  Ref plain(const Value& value) { return *writer_.add(value); }
+
+  // The text of an encoding type, converted once per archive and kept alive
+  // for the writer, which refers to it.
+  StringView typeName(const std::string& type) {
+    auto [it, added] = typeNames_.try_emplace(type);
+    if (added) it->second = fromUTF8(type);
+    return it->second;
+  }
+
+  detail::BinaryPropertyListWriter writer_{2 * LXStateRestorationMaximumDepth};
+  std::map<std::string, String, std::less<>> typeNames_;
+};
 
 }  // namespace
 
@@ -278,17 +377,28 @@ std::optional<String> LXStateRestorationArchiver::encodeCollection(const Value& 
 // -- Finishing ----------------------------------------------------------------
 
 void LXStateRestorationArchiver::finishEncoding() {
-  Dictionary entries;
-  entries.reserve(objects_.size());
+  ArchiveWriter archive;
+  detail::BinaryPropertyListWriter& writer = archive.writer();
+  // {"r": {"v": root identifiers}, "o": {identifier: entry}}
+  const Ref top = writer.addDictionary(2);
+  const Ref rKey = writer.addString(u"r");
+  const Ref root = writer.addDictionary(1);
+  writer.setEntry(top, 0, rKey, root);
+  const Ref vKey = writer.addString(u"v");
+  writer.setEntry(root, 0, vKey, archive.addIdentifiers(itemStack_.front()->objectIdentifiers()));
+  const Ref oKey = writer.addString(u"o");
+  const auto count = static_cast<std::size_t>(
+      std::count_if(objects_.begin(), objects_.end(),
+                    [](const auto& entry) { return ArchiveWriter::hasEntry(entry.second); }));
+  const Ref entries = writer.addDictionary(count);
+  writer.setEntry(top, 1, oKey, entries);
+  std::size_t i = 0;
   for (const auto& [identifier, stored] : objects_) {
-    if (Value entry = archivedEntry(stored); !entry.isNull()) entries.set(identifier, entry);
+    if (!ArchiveWriter::hasEntry(stored)) continue;
+    const Ref key = writer.addString(identifier);
+    writer.setEntry(entries, i++, key, archive.addEntry(stored));
   }
-  const Dictionary archive{
-      {u"r", Value(Dictionary{{u"v", Value(itemStack_.front()->objectIdentifiers())}})},
-      {u"o", Value(std::move(entries))}};
-  // Plain dictionaries of strings, numbers, dates and data always have a
-  // binary form; were one refused, the data is left empty rather than stale.
-  data_ = PropertyList::write(Value(archive), PropertyList::Format::Binary).value_or(Data());
+  data_ = writer.finish(top);
   objects_.clear();
   objectsToItems_.clear();
 }
