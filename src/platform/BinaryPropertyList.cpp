@@ -321,23 +321,23 @@ std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::add(const
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addString(StringView s) {
   auto [it, added] = strings_.try_emplace(s, entries_.size());
-  if (added) newEntry({.kind = Kind::String, .text = s});
+  if (added) newEntry({.kind = Kind::String, .pointer = s.data(), .count = s.size()});
   return it->second;
 }
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addData(DataView bytes) {
-  return newEntry({.kind = Kind::Data, .bytes = bytes});
+  return newEntry({.kind = Kind::Data, .pointer = bytes.data(), .count = bytes.size()});
 }
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addUID(std::uint64_t uid) {
   auto [it, added] = uids_.try_emplace(uid, entries_.size());
-  if (added) newEntry({.kind = Kind::UID, .uid = uid});
+  if (added) newEntry({.kind = Kind::UID, .count = uid});
   return it->second;
 }
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addContainer(Kind kind,
                                                                      std::size_t refCount) {
-  const Ref index = newEntry({.kind = kind, .firstRef = refs_.size(), .refCount = refCount});
+  const Ref index = newEntry({.kind = kind, .count = refCount, .firstRef = refs_.size()});
   refs_.resize(refs_.size() + refCount);
   return index;
 }
@@ -357,7 +357,7 @@ BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addDictionary(std::size_
 void BinaryPropertyListWriter::setEntry(Ref dictionary, std::size_t index, Ref key, Ref value) {
   const Entry& e = entries_[dictionary];
   refs_[e.firstRef + index] = key;
-  refs_[e.firstRef + e.refCount / 2 + index] = value;
+  refs_[e.firstRef + e.count / 2 + index] = value;
 }
 
 std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::addValue(const Value& v,
@@ -379,14 +379,14 @@ std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::addValue(
       const auto key = std::make_pair(
           isSigned ? static_cast<std::uint64_t>(v.int64Value()) : v.uint64Value(), isSigned);
       auto [it, added] = integers_.try_emplace(key, entries_.size());
-      if (added) newEntry({.kind = Kind::Scalar, .value = &v});
+      if (added) newEntry({.kind = Kind::Scalar, .pointer = &v});
       return it->second;
     }
     case Value::Type::Array:
     case Value::Type::Dictionary:
       return addContainerValue(v, depth);
     default:
-      return newEntry({.kind = Kind::Scalar, .value = &v});
+      return newEntry({.kind = Kind::Scalar, .pointer = &v});
   }
 }
 
@@ -421,7 +421,10 @@ std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::addContai
 }
 
 void BinaryPropertyListWriter::putBigEndian(std::uint64_t v, std::size_t size) {
-  for (std::size_t i = size; i-- > 0;) out_.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+  const std::size_t at = out_.size();
+  out_.resize(at + size);
+  std::uint8_t* p = out_.data() + at;
+  for (std::size_t i = size; i-- > 0; v >>= 8) p[i] = static_cast<std::uint8_t>(v);
 }
 
 // A marker with a count: in its low nibble, or in an integer after it.
@@ -439,9 +442,12 @@ void BinaryPropertyListWriter::putMarker(std::uint8_t marker, std::uint64_t n) {
 void BinaryPropertyListWriter::putString(StringView s) {
   const bool ascii = std::all_of(s.begin(), s.end(), [](char16_t c) { return c < 0x80; });
   putMarker(ascii ? kASCIIString : kUTF16String, s.size());
+  const std::size_t at = out_.size();
+  out_.resize(at + (ascii ? 1 : 2) * s.size());
+  std::uint8_t* p = out_.data() + at;
   for (char16_t c : s) {
-    if (!ascii) out_.push_back(static_cast<std::uint8_t>(c >> 8));
-    out_.push_back(static_cast<std::uint8_t>(c));
+    if (!ascii) *p++ = static_cast<std::uint8_t>(c >> 8);
+    *p++ = static_cast<std::uint8_t>(c);
   }
 }
 
@@ -492,29 +498,29 @@ void BinaryPropertyListWriter::putScalar(const Value& v) {
 void BinaryPropertyListWriter::putEntry(const Entry& e) {
   switch (e.kind) {
     case Kind::Scalar:
-      return putScalar(*e.value);
+      return putScalar(e.value());
     case Kind::String:
-      return putString(e.text);
+      return putString(e.text());
     case Kind::Data:
-      putMarker(kData, e.bytes.size());
-      out_.insert(out_.end(), e.bytes.begin(), e.bytes.end());
+      putMarker(kData, e.count);
+      out_.insert(out_.end(), e.bytes().begin(), e.bytes().end());
       return;
     case Kind::UID: {
-      const std::size_t size = bytesFor(e.uid);
+      const std::size_t size = bytesFor(e.count);
       out_.push_back(static_cast<std::uint8_t>(kUID | (size - 1)));
-      return putBigEndian(e.uid, size);
+      return putBigEndian(e.count, size);
     }
     case Kind::Array:
-      putMarker(kArray, e.refCount);
+      putMarker(kArray, e.count);
       return putReferences(e);
     case Kind::Dictionary:
-      putMarker(kDictionary, e.refCount / 2);
+      putMarker(kDictionary, e.count / 2);
       return putReferences(e);
   }
 }
 
 void BinaryPropertyListWriter::putReferences(const Entry& e) {
-  for (std::size_t i = 0; i < e.refCount; ++i) putBigEndian(refs_[e.firstRef + i], refSize_);
+  for (std::size_t i = 0; i < e.count; ++i) putBigEndian(refs_[e.firstRef + i], refSize_);
 }
 
 Data BinaryPropertyListWriter::finish(Ref top) {

@@ -70,13 +70,21 @@ class BinaryPropertyListWriter {
 
  private:
   enum class Kind : std::uint8_t { Scalar, String, Data, UID, Array, Dictionary };
+  // Kept small: a large graph makes millions of them.
   struct Entry {
     Kind kind;
-    const Value* value = nullptr;  // Kind::Scalar: bool, integer, real, date
-    StringView text{};
-    DataView bytes{};
-    std::uint64_t uid = 0;
-    std::size_t firstRef = 0, refCount = 0;  // containers; keys before values
+    // Scalar: its value; String: its characters; Data: its bytes.
+    const void* pointer = nullptr;
+    // String and data: their length; UID: its number; containers: their
+    // references (keys before values), from `firstRef`.
+    std::uint64_t count = 0;
+    std::size_t firstRef = 0;
+
+    [[nodiscard]] const Value& value() const { return *static_cast<const Value*>(pointer); }
+    [[nodiscard]] StringView text() const { return {static_cast<const char16_t*>(pointer), count}; }
+    [[nodiscard]] DataView bytes() const {
+      return {static_cast<const std::uint8_t*>(pointer), count};
+    }
   };
   struct PairHash {
     std::size_t operator()(const std::pair<std::uint64_t, bool>& p) const noexcept {
