@@ -213,8 +213,16 @@ std::vector<String> LXStateRestorationArchiver::originalClassesForClass(const Cl
 
 // -- Keyed writing ------------------------------------------------------------
 
-void LXStateRestorationArchiver::mapKey(const std::optional<String>& identifier, StringView key) {
-  if (identifier) currentItem().setObjectIdentifier(*identifier, key);
+void LXStateRestorationArchiver::mapKey(const std::optional<SharedString>& identifier,
+                                        StringView key) {
+  if (identifier) currentItem().setObjectIdentifier(*identifier, sharedKey(key));
+}
+
+SharedString LXStateRestorationArchiver::sharedKey(StringView key) {
+  if (const auto it = keys_.find(key); it != keys_.end()) return it->second;
+  SharedString shared(key);
+  keys_.emplace(StringView(shared), shared);
+  return shared;
 }
 
 void LXStateRestorationArchiver::encodeObject(const Value& object, StringView key) {
@@ -258,13 +266,13 @@ void LXStateRestorationArchiver::encodeObject(const Value& object) {
 
 // -- Storing objects ----------------------------------------------------------
 
-String LXStateRestorationArchiver::storeValue(Value value) {
-  String identifier = LXStateRestorationItem::makeIdentifier();
-  objects_.set(SharedString(identifier), std::move(value));
+SharedString LXStateRestorationArchiver::storeValue(Value value) {
+  SharedString identifier(LXStateRestorationItem::makeIdentifier());
+  objects_.set(identifier, std::move(value));
   return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeObjectReturningIdentifier(
+std::optional<SharedString> LXStateRestorationArchiver::encodeObjectReturningIdentifier(
     const Value& object) {
   if (object.isNull()) return std::nullopt;
   if (isPlainValue(object)) return storeValue(object);
@@ -295,13 +303,15 @@ std::shared_ptr<LXStateRestorationItem> LXStateRestorationArchiver::makeItem(
   return item;
 }
 
-void LXStateRestorationArchiver::registerItem(const ObjectPtr& object,
-                                              const std::shared_ptr<LXStateRestorationItem>& item) {
-  objectsToItems_.emplace(object.get(), Stored{object, item});
-  objects_.set(SharedString(item->identifier()), Value(item));
+SharedString LXStateRestorationArchiver::registerItem(
+    const ObjectPtr& object, const std::shared_ptr<LXStateRestorationItem>& item) {
+  SharedString identifier(item->identifier());
+  objectsToItems_.emplace(object.get(), Stored{object, item, identifier});
+  objects_.set(identifier, Value(item));
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr object) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeRestorable(ObjectPtr object) {
   if (const auto delegate = delegate_.lock()) {
     object = delegate->willEncodeObject(*this, object);
     if (!object) return std::nullopt;
@@ -312,7 +322,7 @@ std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr obj
     }
   }
   if (const auto it = objectsToItems_.find(object.get()); it != objectsToItems_.end()) {
-    return it->second.item->identifier();
+    return it->second.identifier;
   }
   const auto& restorable = dynamic_cast<const StateRestoring&>(*object);
   auto item =
@@ -331,20 +341,20 @@ std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr obj
         u"Object restoration class does not conform to LXObjectRestoration, skipping: "
         u"object=%@, class=%@",
         object->description(), restorationClass->name());
-    return item->identifier();
+    return SharedString(item->identifier());
   }
   item->setRestorationClassName(classNameToEncodeForClass(*restorationClass));
-  registerItem(object, item);
+  SharedString identifier = registerItem(object, item);
   const ItemScope scope(*this, item);
   restorable.encodeRestorableStateWithCoder(*this);
-  return item->identifier();
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& object) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& object) {
   const ObjectPtr replacement = object->replacementObjectForCoder(*this);
   if (!replacement) return std::nullopt;
   if (const auto it = objectsToItems_.find(replacement.get()); it != objectsToItems_.end()) {
-    return it->second.item->identifier();
+    return it->second.identifier;
   }
   // A replacement that cannot code itself (a value, a restorable object, an
   // object of neither kind) is stored as what it is.
@@ -353,25 +363,26 @@ std::optional<String> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& o
   auto item = makeItem(LXStateRestorationItem::Type::Coded, replacement->classForCoder(),
                        Value(replacement));
   if (!item) return std::nullopt;
-  registerItem(replacement, item);
+  SharedString identifier = registerItem(replacement, item);
   const ItemScope scope(*this, item);
   coding->encodeWithCoder(*this);
-  return item->identifier();
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeCollection(const Value& collection) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeCollection(const Value& collection) {
   const Class& cls = collection.isArray() ? ValueClasses::array() : ValueClasses::dictionary();
   auto item = makeItem(LXStateRestorationItem::Type::Coded, cls, collection);
   if (!item) return std::nullopt;
   // Collections are values: each one stored is a new item, never shared.
-  objects_.set(SharedString(item->identifier()), Value(item));
+  SharedString identifier(item->identifier());
+  objects_.set(identifier, Value(item));
   const ItemScope scope(*this, item);
   if (const Array* members = collection.asArray()) {
     for (const Value& member : *members) encodeObject(member);
   } else {
     for (const auto& [key, member] : *collection.asDictionary()) encodeObject(member, key);
   }
-  return item->identifier();
+  return identifier;
 }
 
 // -- Finishing ----------------------------------------------------------------
@@ -401,6 +412,7 @@ void LXStateRestorationArchiver::finishEncoding() {
   data_ = writer.finish(top);
   objects_.clear();
   objectsToItems_.clear();
+  keys_.clear();
 }
 
 }  // namespace lx

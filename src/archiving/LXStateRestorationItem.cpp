@@ -92,8 +92,8 @@ std::optional<String> LXStateRestorationItem::objectIdentifierForKey(StringView 
   return stringEntry(objectIdentifiers_, key);
 }
 
-void LXStateRestorationItem::setObjectIdentifier(const String& identifier, StringView key) {
-  objectIdentifiers_.set(SharedString(key), Value(identifier));
+void LXStateRestorationItem::setObjectIdentifier(SharedString identifier, SharedString key) {
+  objectIdentifiers_.set(std::move(key), Value(std::move(identifier)));
 }
 
 String LXStateRestorationItem::makeIdentifier() {

@@ -320,9 +320,32 @@ std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::add(const
 }
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addString(StringView s) {
-  auto [it, added] = strings_.try_emplace(s, entries_.size());
-  if (added) newEntry({.kind = Kind::String, .pointer = s.data(), .count = s.size()});
-  return it->second;
+  if (2 * (stringCount_ + 1) > stringSlots_.size()) growStringSlots();
+  const std::size_t hash = std::hash<StringView>{}(s);
+  const std::size_t mask = stringSlots_.size() - 1;
+  std::size_t slot = hash & mask;
+  for (; stringSlots_[slot].refPlusOne; slot = (slot + 1) & mask) {
+    const StringSlot& taken = stringSlots_[slot];
+    if (taken.hash == hash && entries_[taken.refPlusOne - 1].text() == s) {
+      return taken.refPlusOne - 1;
+    }
+  }
+  const Ref ref = newEntry({.kind = Kind::String, .pointer = s.data(), .count = s.size()});
+  stringSlots_[slot] = {hash, ref + 1};
+  ++stringCount_;
+  return ref;
+}
+
+void BinaryPropertyListWriter::growStringSlots() {
+  std::vector<StringSlot> slots(std::max<std::size_t>(64, 2 * stringSlots_.size()));
+  const std::size_t mask = slots.size() - 1;
+  for (const StringSlot& taken : stringSlots_) {
+    if (!taken.refPlusOne) continue;
+    std::size_t slot = taken.hash & mask;
+    while (slots[slot].refPlusOne) slot = (slot + 1) & mask;
+    slots[slot] = taken;
+  }
+  stringSlots_ = std::move(slots);
 }
 
 BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addData(DataView bytes) {

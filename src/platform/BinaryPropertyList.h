@@ -95,6 +95,7 @@ class BinaryPropertyListWriter {
   bool fail(String reason);
   Ref newEntry(Entry entry);
   Ref addContainer(Kind kind, std::size_t refCount);
+  void growStringSlots();
   std::optional<Ref> addValue(const Value& v, std::size_t depth);
   std::optional<Ref> addContainerValue(const Value& v, std::size_t depth);
   void putBigEndian(std::uint64_t v, std::size_t size);
@@ -108,7 +109,15 @@ class BinaryPropertyListWriter {
   std::size_t maximumDepth_;
   std::vector<Entry> entries_;
   std::vector<Ref> refs_;
-  std::unordered_map<StringView, Ref> strings_;
+  // Strings written so far, by hash: open addressing, at most half full.
+  // A large archive writes millions of distinct strings, and a node per
+  // string in a standard map cost more than writing them.
+  struct StringSlot {
+    std::size_t hash = 0;
+    Ref refPlusOne = 0;  // 0: free
+  };
+  std::vector<StringSlot> stringSlots_;
+  std::size_t stringCount_ = 0;
   std::unordered_map<std::pair<std::uint64_t, bool>, Ref, PairHash> integers_;
   std::unordered_map<std::uint64_t, Ref> uids_;
   std::size_t refSize_ = 1;
