@@ -549,6 +549,14 @@ void BinaryPropertyListWriter::putReferences(const Entry& e) {
 Data BinaryPropertyListWriter::finish(Ref top) {
   refSize_ = bytesFor(entries_.size() - 1);
   out_ = dataFromBytes("bplist00");
+  // Room for the largest document these objects can make, so that a large
+  // one is not copied at every doubling; pages never written cost nothing.
+  std::size_t bound = out_.size() + kTrailerSize + refs_.size() * refSize_;
+  for (const Entry& e : entries_) {
+    const bool sized = e.kind == Kind::String || e.kind == Kind::Data;
+    bound += 2 * 9 + 8 + (sized ? 2 * e.count : 0);  // markers, counts, offset, bytes
+  }
+  out_.reserve(bound);
   std::vector<std::uint64_t> offsets;
   offsets.reserve(entries_.size());
   for (const Entry& e : entries_) {
