@@ -268,7 +268,7 @@ void LXStateRestorationArchiver::encodeObject(const Value& object) {
 
 SharedString LXStateRestorationArchiver::storeValue(Value value) {
   SharedString identifier(LXStateRestorationItem::makeIdentifier());
-  objects_.set(identifier, std::move(value));
+  objects_.emplace_back(identifier, std::move(value));
   return identifier;
 }
 
@@ -307,7 +307,7 @@ SharedString LXStateRestorationArchiver::registerItem(
     const ObjectPtr& object, const std::shared_ptr<LXStateRestorationItem>& item) {
   SharedString identifier(item->identifier());
   objectsToItems_.emplace(object.get(), Stored{object, item, identifier});
-  objects_.set(identifier, Value(item));
+  objects_.emplace_back(identifier, Value(item));
   return identifier;
 }
 
@@ -375,7 +375,7 @@ std::optional<SharedString> LXStateRestorationArchiver::encodeCollection(const V
   if (!item) return std::nullopt;
   // Collections are values: each one stored is a new item, never shared.
   SharedString identifier(item->identifier());
-  objects_.set(identifier, Value(item));
+  objects_.emplace_back(identifier, Value(item));
   const ItemScope scope(*this, item);
   if (const Array* members = collection.asArray()) {
     for (const Value& member : *members) encodeObject(member);

@@ -47,6 +47,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "vantorcore/archiving/LXStateRestorationItem.h"
@@ -167,7 +168,9 @@ class LXStateRestorationArchiver : public Coder {
 
   Data& data_;
   std::unordered_map<const Object*, Stored> objectsToItems_;
-  Dictionary objects_;                                 // identifier => item (as an object) or value
+  // Identifier => item (as an object) or value, in the order stored. Every
+  // identifier is fresh, so no lookup is needed until the archive is written.
+  std::vector<std::pair<SharedString, Value>> objects_;
   std::unordered_map<StringView, SharedString> keys_;  // views into their values
   std::vector<std::shared_ptr<LXStateRestorationItem>> itemStack_;
   std::map<const Class*, String> classMap_;
