@@ -1,12 +1,16 @@
 #include "vantorcore/archiving/LXStateRestorationArchiver.h"
 
+#include <algorithm>
+#include <map>
 #include <mutex>
+#include <string>
+#include <vector>
 
+#include "platform/BinaryPropertyList.h"
 #include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/KeylessCoding.h"
 #include "vantorcore/platform/Log.h"
-#include "vantorcore/platform/PropertyList.h"
 #include "vantorcore/platform/StringFormat.h"
 #include "vantorcore/platform/ValueClasses.h"
 
@@ -37,19 +41,114 @@ bool isPlainValue(const Value& value) {
   return value.isString() || value.isNumber() || value.isDate() || value.isData();
 }
 
-// The "o" entry of a stored value or item; null for kinds that have none.
-Value archivedEntry(const Value& stored) {
-  if (isPlainValue(stored)) return stored;
-  if (const auto item = stored.objectAs<LXStateRestorationItem>()) {
-    return Value(item->dictionaryRepresentation());
+using Ref = detail::BinaryPropertyListWriter::Ref;
+
+// The archive is written object by object rather than through a `Value` tree
+// of it: building, flattening and freeing that tree was most of the time
+// spent archiving a large graph.
+class ArchiveWriter {
+ public:
+  // Whether `stored` has an "o" entry.
+  static bool hasEntry(const Value& stored) {
+    return isPlainValue(stored) || stored.objectAs<LXStateRestorationItem>() ||
+           stored.objectAs<BoxedValue>();
   }
-  if (const auto box = stored.objectAs<BoxedValue>()) {
-    return Value(Dictionary{{u"t", Value(u"v")},
-                            {u"e", Value(fromUTF8(box->objCType()))},
-                            {u"v", Value(Data(box->bytes().begin(), box->bytes().end()))}});
+
+  // The "o" entry of a stored value or item (one `hasEntry` accepts).
+  Ref addEntry(const Value& stored) {
+    if (isPlainValue(stored)) return plain(stored);
+    if (const auto item = stored.objectAs<LXStateRestorationItem>()) return addItem(*item);
+    return addBox(*stored.objectAs<BoxedValue>());
   }
-  return Value();
-}
+
+  // Key => identifier.
+  Ref addIdentifiers(const Dictionary& identifiers) {
+    const Ref dict = writer_.addDictionary(identifiers.size());
+    std::size_t i = 0;
+    for (const auto& [key, identifier] : identifiers) {
+      const Ref keyRef = writer_.addString(key);
+      writer_.setEntry(dict, i++, keyRef, plain(identifier));
+    }
+    return dict;
+  }
+
+  // Entries in the order and under the keys of
+  // `LXStateRestorationItem::dictionaryRepresentation`.
+  Ref addItem(const LXStateRestorationItem& item) {
+    std::vector<std::pair<Ref, Ref>> fields;
+    fields.reserve(7);
+    const auto field = [&](StringView key, auto&& add) {
+      const Ref keyRef = writer_.addString(key);
+      fields.emplace_back(keyRef, add());
+    };
+    const Ref dict = writer_.addDictionary(fieldCount(item));
+    field(u"i", [&] { return writer_.addString(item.identifier()); });
+    field(u"t", [&] {
+      return writer_.addString(item.type() == LXStateRestorationItem::Type::Restorable ? u"r"
+                                                                                       : u"c");
+    });
+    if (item.objectClassName())
+      field(u"c", [&] { return writer_.addString(*item.objectClassName()); });
+    if (!item.originalClasses().empty()) {
+      field(u"oc", [&] {
+        const auto& chain = item.originalClasses();
+        const Ref array = writer_.addArray(chain.size());
+        for (std::size_t i = 0; i < chain.size(); ++i) {
+          writer_.setMember(array, i, writer_.addString(chain[i]));
+        }
+        return array;
+      });
+    }
+    if (item.restorationIdentifier()) {
+      field(u"ri", [&] { return writer_.addString(*item.restorationIdentifier()); });
+    }
+    if (item.restorationClassName()) {
+      field(u"rc", [&] { return writer_.addString(*item.restorationClassName()); });
+    }
+    if (!item.objectIdentifiers().empty()) {
+      field(u"v", [&] { return addIdentifiers(item.objectIdentifiers()); });
+    }
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+      writer_.setEntry(dict, i, fields[i].first, fields[i].second);
+    }
+    return dict;
+  }
+
+  // {"t": "v", "e": type, "v": bytes}.
+  Ref addBox(const BoxedValue& box) {
+    const Ref dict = writer_.addDictionary(3);
+    const Ref t = writer_.addString(u"t");
+    writer_.setEntry(dict, 0, t, writer_.addString(u"v"));
+    const Ref e = writer_.addString(u"e");
+    writer_.setEntry(dict, 1, e, writer_.addString(typeName(box.objCType())));
+    const Ref v = writer_.addString(u"v");
+    writer_.setEntry(dict, 2, v, writer_.addData(box.bytes()));
+    return dict;
+  }
+
+  detail::BinaryPropertyListWriter& writer() { return writer_; }
+
+ private:
+  static std::size_t fieldCount(const LXStateRestorationItem& item) {
+    return 2 + item.objectClassName().has_value() + !item.originalClasses().empty() +
+           item.restorationIdentifier().has_value() + item.restorationClassName().has_value() +
+           !item.objectIdentifiers().empty();
+  }
+
+  // Strings, numbers, dates and data always have a binary form.
+  Ref plain(const Value& value) { return *writer_.add(value); }
+
+  // The text of an encoding type, converted once per archive and kept alive
+  // for the writer, which refers to it.
+  StringView typeName(const std::string& type) {
+    auto [it, added] = typeNames_.try_emplace(type);
+    if (added) it->second = fromUTF8(type);
+    return it->second;
+  }
+
+  detail::BinaryPropertyListWriter writer_{2 * LXStateRestorationMaximumDepth};
+  std::map<std::string, String, std::less<>> typeNames_;
+};
 
 }  // namespace
 
@@ -114,8 +213,16 @@ std::vector<String> LXStateRestorationArchiver::originalClassesForClass(const Cl
 
 // -- Keyed writing ------------------------------------------------------------
 
-void LXStateRestorationArchiver::mapKey(const std::optional<String>& identifier, StringView key) {
-  if (identifier) currentItem().setObjectIdentifier(*identifier, key);
+void LXStateRestorationArchiver::mapKey(const std::optional<SharedString>& identifier,
+                                        StringView key) {
+  if (identifier) currentItem().setObjectIdentifier(*identifier, sharedKey(key));
+}
+
+SharedString LXStateRestorationArchiver::sharedKey(StringView key) {
+  if (const auto it = keys_.find(key); it != keys_.end()) return it->second;
+  SharedString shared(key);
+  keys_.emplace(StringView(shared), shared);
+  return shared;
 }
 
 void LXStateRestorationArchiver::encodeObject(const Value& object, StringView key) {
@@ -159,13 +266,13 @@ void LXStateRestorationArchiver::encodeObject(const Value& object) {
 
 // -- Storing objects ----------------------------------------------------------
 
-String LXStateRestorationArchiver::storeValue(Value value) {
-  String identifier = LXStateRestorationItem::makeIdentifier();
-  objects_.set(SharedString(identifier), std::move(value));
+SharedString LXStateRestorationArchiver::storeValue(Value value) {
+  SharedString identifier(LXStateRestorationItem::makeIdentifier());
+  objects_.emplace_back(identifier, std::move(value));
   return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeObjectReturningIdentifier(
+std::optional<SharedString> LXStateRestorationArchiver::encodeObjectReturningIdentifier(
     const Value& object) {
   if (object.isNull()) return std::nullopt;
   if (isPlainValue(object)) return storeValue(object);
@@ -196,13 +303,15 @@ std::shared_ptr<LXStateRestorationItem> LXStateRestorationArchiver::makeItem(
   return item;
 }
 
-void LXStateRestorationArchiver::registerItem(const ObjectPtr& object,
-                                              const std::shared_ptr<LXStateRestorationItem>& item) {
-  objectsToItems_.emplace(object.get(), Stored{object, item});
-  objects_.set(SharedString(item->identifier()), Value(item));
+SharedString LXStateRestorationArchiver::registerItem(
+    const ObjectPtr& object, const std::shared_ptr<LXStateRestorationItem>& item) {
+  SharedString identifier(item->identifier());
+  objectsToItems_.emplace(object.get(), Stored{object, item, identifier});
+  objects_.emplace_back(identifier, Value(item));
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr object) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeRestorable(ObjectPtr object) {
   if (const auto delegate = delegate_.lock()) {
     object = delegate->willEncodeObject(*this, object);
     if (!object) return std::nullopt;
@@ -213,7 +322,7 @@ std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr obj
     }
   }
   if (const auto it = objectsToItems_.find(object.get()); it != objectsToItems_.end()) {
-    return it->second.item->identifier();
+    return it->second.identifier;
   }
   const auto& restorable = dynamic_cast<const StateRestoring&>(*object);
   auto item =
@@ -232,20 +341,20 @@ std::optional<String> LXStateRestorationArchiver::encodeRestorable(ObjectPtr obj
         u"Object restoration class does not conform to LXObjectRestoration, skipping: "
         u"object=%@, class=%@",
         object->description(), restorationClass->name());
-    return item->identifier();
+    return SharedString(item->identifier());
   }
   item->setRestorationClassName(classNameToEncodeForClass(*restorationClass));
-  registerItem(object, item);
+  SharedString identifier = registerItem(object, item);
   const ItemScope scope(*this, item);
   restorable.encodeRestorableStateWithCoder(*this);
-  return item->identifier();
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& object) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& object) {
   const ObjectPtr replacement = object->replacementObjectForCoder(*this);
   if (!replacement) return std::nullopt;
   if (const auto it = objectsToItems_.find(replacement.get()); it != objectsToItems_.end()) {
-    return it->second.item->identifier();
+    return it->second.identifier;
   }
   // A replacement that cannot code itself (a value, a restorable object, an
   // object of neither kind) is stored as what it is.
@@ -254,43 +363,56 @@ std::optional<String> LXStateRestorationArchiver::encodeCoded(const ObjectPtr& o
   auto item = makeItem(LXStateRestorationItem::Type::Coded, replacement->classForCoder(),
                        Value(replacement));
   if (!item) return std::nullopt;
-  registerItem(replacement, item);
+  SharedString identifier = registerItem(replacement, item);
   const ItemScope scope(*this, item);
   coding->encodeWithCoder(*this);
-  return item->identifier();
+  return identifier;
 }
 
-std::optional<String> LXStateRestorationArchiver::encodeCollection(const Value& collection) {
+std::optional<SharedString> LXStateRestorationArchiver::encodeCollection(const Value& collection) {
   const Class& cls = collection.isArray() ? ValueClasses::array() : ValueClasses::dictionary();
   auto item = makeItem(LXStateRestorationItem::Type::Coded, cls, collection);
   if (!item) return std::nullopt;
   // Collections are values: each one stored is a new item, never shared.
-  objects_.set(SharedString(item->identifier()), Value(item));
+  SharedString identifier(item->identifier());
+  objects_.emplace_back(identifier, Value(item));
   const ItemScope scope(*this, item);
   if (const Array* members = collection.asArray()) {
     for (const Value& member : *members) encodeObject(member);
   } else {
     for (const auto& [key, member] : *collection.asDictionary()) encodeObject(member, key);
   }
-  return item->identifier();
+  return identifier;
 }
 
 // -- Finishing ----------------------------------------------------------------
 
 void LXStateRestorationArchiver::finishEncoding() {
-  Dictionary entries;
-  entries.reserve(objects_.size());
+  ArchiveWriter archive;
+  detail::BinaryPropertyListWriter& writer = archive.writer();
+  // {"r": {"v": root identifiers}, "o": {identifier: entry}}
+  const Ref top = writer.addDictionary(2);
+  const Ref rKey = writer.addString(u"r");
+  const Ref root = writer.addDictionary(1);
+  writer.setEntry(top, 0, rKey, root);
+  const Ref vKey = writer.addString(u"v");
+  writer.setEntry(root, 0, vKey, archive.addIdentifiers(itemStack_.front()->objectIdentifiers()));
+  const Ref oKey = writer.addString(u"o");
+  const auto count = static_cast<std::size_t>(
+      std::count_if(objects_.begin(), objects_.end(),
+                    [](const auto& entry) { return ArchiveWriter::hasEntry(entry.second); }));
+  const Ref entries = writer.addDictionary(count);
+  writer.setEntry(top, 1, oKey, entries);
+  std::size_t i = 0;
   for (const auto& [identifier, stored] : objects_) {
-    if (Value entry = archivedEntry(stored); !entry.isNull()) entries.set(identifier, entry);
+    if (!ArchiveWriter::hasEntry(stored)) continue;
+    const Ref key = writer.addString(identifier);
+    writer.setEntry(entries, i++, key, archive.addEntry(stored));
   }
-  const Dictionary archive{
-      {u"r", Value(Dictionary{{u"v", Value(itemStack_.front()->objectIdentifiers())}})},
-      {u"o", Value(std::move(entries))}};
-  // Plain dictionaries of strings, numbers, dates and data always have a
-  // binary form; were one refused, the data is left empty rather than stale.
-  data_ = PropertyList::write(Value(archive), PropertyList::Format::Binary).value_or(Data());
+  data_ = writer.finish(top);
   objects_.clear();
   objectsToItems_.clear();
+  keys_.clear();
 }
 
 }  // namespace lx

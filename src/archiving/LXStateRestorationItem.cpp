@@ -92,8 +92,8 @@ std::optional<String> LXStateRestorationItem::objectIdentifierForKey(StringView 
   return stringEntry(objectIdentifiers_, key);
 }
 
-void LXStateRestorationItem::setObjectIdentifier(const String& identifier, StringView key) {
-  objectIdentifiers_.set(SharedString(key), Value(identifier));
+void LXStateRestorationItem::setObjectIdentifier(SharedString identifier, SharedString key) {
+  objectIdentifiers_.set(std::move(key), Value(std::move(identifier)));
 }
 
 String LXStateRestorationItem::makeIdentifier() {
@@ -109,14 +109,14 @@ String LXStateRestorationItem::makeIdentifier() {
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
   static constexpr char kHex[] = "0123456789ABCDEF";
-  String text;
-  text.reserve(36);
+  std::array<char16_t, 36> text;
+  std::size_t at = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back(u'-');
-    text.push_back(static_cast<char16_t>(kHex[bytes[i] >> 4]));
-    text.push_back(static_cast<char16_t>(kHex[bytes[i] & 15]));
+    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = u'-';
+    text[at++] = static_cast<char16_t>(kHex[bytes[i] >> 4]);
+    text[at++] = static_cast<char16_t>(kHex[bytes[i] & 15]);
   }
-  return text;
+  return String(text.data(), text.size());
 }
 
 String LXStateRestorationItem::positionalKey(std::int32_t index) {

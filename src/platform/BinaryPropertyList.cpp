@@ -273,265 +273,6 @@ class Reader {
   String failure_;
 };
 
-// Flattens the value into numbered objects (containers before their
-// contents, so the top is object 0), then lays them out once the reference
-// size is known.
-class Writer {
- public:
-  explicit Writer(std::size_t maximumDepth) : maximumDepth_(maximumDepth) {}
-
-  std::optional<Data> write(const Value& value, String* failure) {
-    if (!add(value, 0)) {
-      if (failure) *failure = failure_;
-      return std::nullopt;
-    }
-    return layOut();
-  }
-
- private:
-  enum class Kind : std::uint8_t { Value, Key, UID };
-  struct Entry {
-    Kind kind;
-    const Value* value = nullptr;  // Kind::Value
-    StringView key;                // Kind::Key
-    std::uint64_t uid = 0;         // Kind::UID
-    std::size_t firstRef = 0, refCount = 0;
-
-    static Entry of(const Value* v) { return {Kind::Value, v, {}, 0}; }
-    static Entry ofKey(StringView k) { return {Kind::Key, nullptr, k, 0}; }
-    static Entry ofUID(std::uint64_t n) { return {Kind::UID, nullptr, {}, n}; }
-  };
-
-  bool fail(String reason) {
-    failure_ = std::move(reason);
-    return false;
-  }
-
-  static bool isUID(const Dictionary& dict) {
-    if (dict.size() != 1 || dict.begin()->first != kUIDKey) return false;
-    const Value& n = dict.begin()->second;
-    return n.type() == Value::Type::UnsignedInteger ||
-           (n.type() == Value::Type::Integer && n.int64Value() >= 0);
-  }
-
-  std::uint64_t newEntry(Entry entry) {
-    entries_.push_back(entry);
-    return entries_.size() - 1;
-  }
-
-  // The object number of a string, written once however often it occurs.
-  std::uint64_t stringEntry(StringView s, const Value* value) {
-    auto [it, added] = strings_.try_emplace(s, entries_.size());
-    if (added) newEntry(value ? Entry::of(value) : Entry::ofKey(s));
-    return it->second;
-  }
-
-  std::optional<std::uint64_t> add(const Value& v, std::size_t depth) {
-    switch (v.type()) {
-      case Value::Type::Null:
-        fail(u"null has no property-list form.");
-        return std::nullopt;
-      case Value::Type::Object:
-        fail(u"objects of class " + v.asObject()->className() + u" have no property-list form.");
-        return std::nullopt;
-      case Value::Type::String:
-        return stringEntry(*v.asString(), &v);
-      case Value::Type::Integer:
-      case Value::Type::UnsignedInteger: {
-        const bool isSigned = v.type() == Value::Type::Integer;
-        const auto key = std::make_pair(
-            isSigned ? static_cast<std::uint64_t>(v.int64Value()) : v.uint64Value(), isSigned);
-        auto [it, added] = integers_.try_emplace(key, entries_.size());
-        if (added) newEntry(Entry::of(&v));
-        return it->second;
-      }
-      case Value::Type::Array:
-      case Value::Type::Dictionary:
-        return container(v, depth);
-      default:
-        return newEntry(Entry::of(&v));
-    }
-  }
-
-  std::optional<std::uint64_t> container(const Value& v, std::size_t depth) {
-    if (const Dictionary* dict = v.asDictionary(); dict && isUID(*dict)) {
-      const std::uint64_t uid = dict->begin()->second.uint64Value();
-      auto [it, added] = uids_.try_emplace(uid, entries_.size());
-      if (added) newEntry(Entry::ofUID(uid));
-      return it->second;
-    }
-    if (depth >= maximumDepth_) {
-      fail(u"the value nests too deeply.");
-      return std::nullopt;
-    }
-    const std::uint64_t index = newEntry(Entry::of(&v));
-    const std::size_t firstRef = refs_.size();
-    const std::size_t refCount = v.isArray() ? v.asArray()->size() : 2 * v.asDictionary()->size();
-    refs_.resize(firstRef + refCount);
-    if (const Array* items = v.asArray()) {
-      for (std::size_t i = 0; i < items->size(); ++i) {
-        const auto child = add((*items)[i], depth + 1);
-        if (!child) return std::nullopt;
-        refs_[firstRef + i] = *child;
-      }
-    } else {
-      const Dictionary& dict = *v.asDictionary();
-      const std::size_t n = dict.size();
-      std::size_t i = 0;
-      for (const auto& [key, item] : dict) {
-        refs_[firstRef + i] = stringEntry(key, nullptr);
-        const auto child = add(item, depth + 1);
-        if (!child) return std::nullopt;
-        refs_[firstRef + n + i] = *child;
-        ++i;
-      }
-    }
-    entries_[index].firstRef = firstRef;
-    entries_[index].refCount = refCount;
-    return index;
-  }
-
-  static std::size_t bytesFor(std::uint64_t v) {
-    if (v <= 0xFF) return 1;
-    if (v <= 0xFFFF) return 2;
-    if (v <= 0xFFFFFFFF) return 4;
-    return 8;
-  }
-
-  void putBigEndian(std::uint64_t v, std::size_t size) {
-    for (std::size_t i = size; i-- > 0;) out_.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
-  }
-
-  // A marker with a count: in its low nibble, or in an integer after it.
-  void putMarker(std::uint8_t marker, std::uint64_t n) {
-    if (n < 0xF) {
-      out_.push_back(static_cast<std::uint8_t>(marker | n));
-      return;
-    }
-    out_.push_back(marker | 0xF);
-    const std::size_t size = bytesFor(n);
-    out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
-    putBigEndian(n, size);
-  }
-
-  void putString(StringView s) {
-    const bool ascii = std::all_of(s.begin(), s.end(), [](char16_t c) { return c < 0x80; });
-    putMarker(ascii ? kASCIIString : kUTF16String, s.size());
-    for (char16_t c : s) {
-      if (!ascii) out_.push_back(static_cast<std::uint8_t>(c >> 8));
-      out_.push_back(static_cast<std::uint8_t>(c));
-    }
-  }
-
-  void putInteger(const Value& v) {
-    const std::uint64_t u = v.uint64Value();
-    if (v.type() == Value::Type::UnsignedInteger &&
-        u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-      out_.push_back(kInteger | 4);
-      putBigEndian(0, 8);
-      putBigEndian(u, 8);
-    } else if (v.int64Value() < 0) {
-      out_.push_back(kInteger | 3);
-      putBigEndian(static_cast<std::uint64_t>(v.int64Value()), 8);
-    } else {
-      const std::size_t size = bytesFor(u);
-      out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
-      putBigEndian(u, size);
-    }
-  }
-
-  void putEntry(const Entry& e) {
-    if (e.kind == Kind::Key) return putString(e.key);
-    if (e.kind == Kind::UID) {
-      const std::size_t size = bytesFor(e.uid);
-      out_.push_back(static_cast<std::uint8_t>(kUID | (size - 1)));
-      return putBigEndian(e.uid, size);
-    }
-    const Value& v = *e.value;
-    switch (v.type()) {
-      case Value::Type::Bool:
-        out_.push_back(v.boolValue() ? kTrue : kFalse);
-        break;
-      case Value::Type::Integer:
-      case Value::Type::UnsignedInteger:
-        putInteger(v);
-        break;
-      case Value::Type::Real:
-        if (v.asReal()->isFloat) {
-          out_.push_back(kReal | 2);
-          putBigEndian(std::bit_cast<std::uint32_t>(static_cast<float>(v.asReal()->value)), 4);
-        } else {
-          out_.push_back(kReal | 3);
-          putBigEndian(std::bit_cast<std::uint64_t>(v.asReal()->value), 8);
-        }
-        break;
-      case Value::Type::Date:
-        out_.push_back(kDate);
-        putBigEndian(std::bit_cast<std::uint64_t>(v.asDate()->timeIntervalSinceReferenceDate()), 8);
-        break;
-      case Value::Type::String:
-        putString(*v.asString());
-        break;
-      case Value::Type::Data:
-        putMarker(kData, v.asData()->size());
-        out_.insert(out_.end(), v.asData()->begin(), v.asData()->end());
-        break;
-      case Value::Type::Array:
-        putMarker(kArray, e.refCount);
-        putReferences(e);
-        break;
-      case Value::Type::Dictionary:
-        putMarker(kDictionary, e.refCount / 2);
-        putReferences(e);
-        break;
-      case Value::Type::Null:
-      case Value::Type::Object:
-        break;  // refused while flattening
-    }
-  }
-
-  void putReferences(const Entry& e) {
-    for (std::size_t i = 0; i < e.refCount; ++i) putBigEndian(refs_[e.firstRef + i], refSize_);
-  }
-
-  Data layOut() {
-    refSize_ = bytesFor(entries_.size() - 1);
-    out_ = dataFromBytes("bplist00");
-    std::vector<std::uint64_t> offsets;
-    offsets.reserve(entries_.size());
-    for (const Entry& e : entries_) {
-      offsets.push_back(out_.size());
-      putEntry(e);
-    }
-    const std::uint64_t table = out_.size();
-    const std::size_t offsetSize = bytesFor(table);
-    for (std::uint64_t offset : offsets) putBigEndian(offset, offsetSize);
-    out_.insert(out_.end(), 6, 0);
-    out_.push_back(static_cast<std::uint8_t>(offsetSize));
-    out_.push_back(static_cast<std::uint8_t>(refSize_));
-    putBigEndian(entries_.size(), 8);
-    putBigEndian(0, 8);
-    putBigEndian(table, 8);
-    return std::move(out_);
-  }
-
-  struct PairHash {
-    std::size_t operator()(const std::pair<std::uint64_t, bool>& p) const noexcept {
-      return std::hash<std::uint64_t>{}(p.first) ^ p.second;
-    }
-  };
-
-  std::size_t maximumDepth_;
-  std::vector<Entry> entries_;
-  std::vector<std::uint64_t> refs_;
-  std::unordered_map<StringView, std::uint64_t> strings_;
-  std::unordered_map<std::pair<std::uint64_t, bool>, std::uint64_t, PairHash> integers_;
-  std::unordered_map<std::uint64_t, std::uint64_t> uids_;
-  std::size_t refSize_ = 1;
-  Data out_;
-  String failure_;
-};
-
 }  // namespace
 
 std::optional<Value> readBinaryPropertyList(DataView data, std::size_t maximumDepth,
@@ -539,9 +280,310 @@ std::optional<Value> readBinaryPropertyList(DataView data, std::size_t maximumDe
   return Reader(data, maximumDepth, extraObjects).read(failure);
 }
 
+// -- Writing ------------------------------------------------------------------
+
+namespace {
+
+bool isUID(const Dictionary& dict) {
+  if (dict.size() != 1 || dict.begin()->first != kUIDKey) return false;
+  const Value& n = dict.begin()->second;
+  return n.type() == Value::Type::UnsignedInteger ||
+         (n.type() == Value::Type::Integer && n.int64Value() >= 0);
+}
+
+std::size_t bytesFor(std::uint64_t v) {
+  if (v <= 0xFF) return 1;
+  if (v <= 0xFFFF) return 2;
+  if (v <= 0xFFFFFFFF) return 4;
+  return 8;
+}
+
+}  // namespace
+
+BinaryPropertyListWriter::BinaryPropertyListWriter(std::size_t maximumDepth)
+    : maximumDepth_(maximumDepth) {}
+
+BinaryPropertyListWriter::~BinaryPropertyListWriter() = default;
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::newEntry(Entry entry) {
+  entries_.push_back(entry);
+  return entries_.size() - 1;
+}
+
+bool BinaryPropertyListWriter::fail(String reason) {
+  failure_ = std::move(reason);
+  return false;
+}
+
+std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::add(const Value& value) {
+  return addValue(value, 0);
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addString(StringView s) {
+  if (2 * (stringCount_ + 1) > stringSlots_.size()) growStringSlots();
+  const std::size_t hash = std::hash<StringView>{}(s);
+  const std::size_t mask = stringSlots_.size() - 1;
+  std::size_t slot = hash & mask;
+  for (; stringSlots_[slot].refPlusOne; slot = (slot + 1) & mask) {
+    const StringSlot& taken = stringSlots_[slot];
+    if (taken.hash == hash && entries_[taken.refPlusOne - 1].text() == s) {
+      return taken.refPlusOne - 1;
+    }
+  }
+  const Ref ref = newEntry({.kind = Kind::String, .pointer = s.data(), .count = s.size()});
+  stringSlots_[slot] = {hash, ref + 1};
+  ++stringCount_;
+  return ref;
+}
+
+void BinaryPropertyListWriter::growStringSlots() {
+  std::vector<StringSlot> slots(std::max<std::size_t>(64, 2 * stringSlots_.size()));
+  const std::size_t mask = slots.size() - 1;
+  for (const StringSlot& taken : stringSlots_) {
+    if (!taken.refPlusOne) continue;
+    std::size_t slot = taken.hash & mask;
+    while (slots[slot].refPlusOne) slot = (slot + 1) & mask;
+    slots[slot] = taken;
+  }
+  stringSlots_ = std::move(slots);
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addData(DataView bytes) {
+  return newEntry({.kind = Kind::Data, .pointer = bytes.data(), .count = bytes.size()});
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addUID(std::uint64_t uid) {
+  auto [it, added] = uids_.try_emplace(uid, entries_.size());
+  if (added) newEntry({.kind = Kind::UID, .count = uid});
+  return it->second;
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addContainer(Kind kind,
+                                                                     std::size_t refCount) {
+  const Ref index = newEntry({.kind = kind, .count = refCount, .firstRef = refs_.size()});
+  refs_.resize(refs_.size() + refCount);
+  return index;
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addArray(std::size_t count) {
+  return addContainer(Kind::Array, count);
+}
+
+void BinaryPropertyListWriter::setMember(Ref array, std::size_t index, Ref member) {
+  refs_[entries_[array].firstRef + index] = member;
+}
+
+BinaryPropertyListWriter::Ref BinaryPropertyListWriter::addDictionary(std::size_t count) {
+  return addContainer(Kind::Dictionary, 2 * count);
+}
+
+void BinaryPropertyListWriter::setEntry(Ref dictionary, std::size_t index, Ref key, Ref value) {
+  const Entry& e = entries_[dictionary];
+  refs_[e.firstRef + index] = key;
+  refs_[e.firstRef + e.count / 2 + index] = value;
+}
+
+std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::addValue(const Value& v,
+                                                                                std::size_t depth) {
+  switch (v.type()) {
+    case Value::Type::Null:
+      fail(u"null has no property-list form.");
+      return std::nullopt;
+    case Value::Type::Object:
+      fail(u"objects of class " + v.asObject()->className() + u" have no property-list form.");
+      return std::nullopt;
+    case Value::Type::String:
+      return addString(*v.asString());
+    case Value::Type::Data:
+      return addData(*v.asData());
+    case Value::Type::Integer:
+    case Value::Type::UnsignedInteger: {
+      const bool isSigned = v.type() == Value::Type::Integer;
+      const auto key = std::make_pair(
+          isSigned ? static_cast<std::uint64_t>(v.int64Value()) : v.uint64Value(), isSigned);
+      auto [it, added] = integers_.try_emplace(key, entries_.size());
+      if (added) newEntry({.kind = Kind::Scalar, .pointer = &v});
+      return it->second;
+    }
+    case Value::Type::Array:
+    case Value::Type::Dictionary:
+      return addContainerValue(v, depth);
+    default:
+      return newEntry({.kind = Kind::Scalar, .pointer = &v});
+  }
+}
+
+std::optional<BinaryPropertyListWriter::Ref> BinaryPropertyListWriter::addContainerValue(
+    const Value& v, std::size_t depth) {
+  if (const Dictionary* dict = v.asDictionary(); dict && isUID(*dict)) {
+    return addUID(dict->begin()->second.uint64Value());
+  }
+  if (depth >= maximumDepth_) {
+    fail(u"the value nests too deeply.");
+    return std::nullopt;
+  }
+  if (const Array* items = v.asArray()) {
+    const Ref index = addArray(items->size());
+    for (std::size_t i = 0; i < items->size(); ++i) {
+      const auto child = addValue((*items)[i], depth + 1);
+      if (!child) return std::nullopt;
+      setMember(index, i, *child);
+    }
+    return index;
+  }
+  const Dictionary& dict = *v.asDictionary();
+  const Ref index = addDictionary(dict.size());
+  std::size_t i = 0;
+  for (const auto& [key, item] : dict) {
+    const Ref keyRef = addString(key);
+    const auto child = addValue(item, depth + 1);
+    if (!child) return std::nullopt;
+    setEntry(index, i++, keyRef, *child);
+  }
+  return index;
+}
+
+void BinaryPropertyListWriter::putBigEndian(std::uint64_t v, std::size_t size) {
+  const std::size_t at = out_.size();
+  out_.resize(at + size);
+  std::uint8_t* p = out_.data() + at;
+  for (std::size_t i = size; i-- > 0; v >>= 8) p[i] = static_cast<std::uint8_t>(v);
+}
+
+// A marker with a count: in its low nibble, or in an integer after it.
+void BinaryPropertyListWriter::putMarker(std::uint8_t marker, std::uint64_t n) {
+  if (n < 0xF) {
+    out_.push_back(static_cast<std::uint8_t>(marker | n));
+    return;
+  }
+  out_.push_back(marker | 0xF);
+  const std::size_t size = bytesFor(n);
+  out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
+  putBigEndian(n, size);
+}
+
+void BinaryPropertyListWriter::putString(StringView s) {
+  const bool ascii = std::all_of(s.begin(), s.end(), [](char16_t c) { return c < 0x80; });
+  putMarker(ascii ? kASCIIString : kUTF16String, s.size());
+  const std::size_t at = out_.size();
+  out_.resize(at + (ascii ? 1 : 2) * s.size());
+  std::uint8_t* p = out_.data() + at;
+  for (char16_t c : s) {
+    if (!ascii) *p++ = static_cast<std::uint8_t>(c >> 8);
+    *p++ = static_cast<std::uint8_t>(c);
+  }
+}
+
+void BinaryPropertyListWriter::putInteger(const Value& v) {
+  const std::uint64_t u = v.uint64Value();
+  if (v.type() == Value::Type::UnsignedInteger &&
+      u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+    out_.push_back(kInteger | 4);
+    putBigEndian(0, 8);
+    putBigEndian(u, 8);
+  } else if (v.int64Value() < 0) {
+    out_.push_back(kInteger | 3);
+    putBigEndian(static_cast<std::uint64_t>(v.int64Value()), 8);
+  } else {
+    const std::size_t size = bytesFor(u);
+    out_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(size)));
+    putBigEndian(u, size);
+  }
+}
+
+void BinaryPropertyListWriter::putScalar(const Value& v) {
+  switch (v.type()) {
+    case Value::Type::Bool:
+      out_.push_back(v.boolValue() ? kTrue : kFalse);
+      break;
+    case Value::Type::Integer:
+    case Value::Type::UnsignedInteger:
+      putInteger(v);
+      break;
+    case Value::Type::Real:
+      if (v.asReal()->isFloat) {
+        out_.push_back(kReal | 2);
+        putBigEndian(std::bit_cast<std::uint32_t>(static_cast<float>(v.asReal()->value)), 4);
+      } else {
+        out_.push_back(kReal | 3);
+        putBigEndian(std::bit_cast<std::uint64_t>(v.asReal()->value), 8);
+      }
+      break;
+    case Value::Type::Date:
+      out_.push_back(kDate);
+      putBigEndian(std::bit_cast<std::uint64_t>(v.asDate()->timeIntervalSinceReferenceDate()), 8);
+      break;
+    default:
+      break;  // strings, data and containers have entries of their own kind
+  }
+}
+
+void BinaryPropertyListWriter::putEntry(const Entry& e) {
+  switch (e.kind) {
+    case Kind::Scalar:
+      return putScalar(e.value());
+    case Kind::String:
+      return putString(e.text());
+    case Kind::Data:
+      putMarker(kData, e.count);
+      out_.insert(out_.end(), e.bytes().begin(), e.bytes().end());
+      return;
+    case Kind::UID: {
+      const std::size_t size = bytesFor(e.count);
+      out_.push_back(static_cast<std::uint8_t>(kUID | (size - 1)));
+      return putBigEndian(e.count, size);
+    }
+    case Kind::Array:
+      putMarker(kArray, e.count);
+      return putReferences(e);
+    case Kind::Dictionary:
+      putMarker(kDictionary, e.count / 2);
+      return putReferences(e);
+  }
+}
+
+void BinaryPropertyListWriter::putReferences(const Entry& e) {
+  for (std::size_t i = 0; i < e.count; ++i) putBigEndian(refs_[e.firstRef + i], refSize_);
+}
+
+Data BinaryPropertyListWriter::finish(Ref top) {
+  refSize_ = bytesFor(entries_.size() - 1);
+  out_ = dataFromBytes("bplist00");
+  // Room for the largest document these objects can make, so that a large
+  // one is not copied at every doubling; pages never written cost nothing.
+  std::size_t bound = out_.size() + kTrailerSize + refs_.size() * refSize_;
+  for (const Entry& e : entries_) {
+    const bool sized = e.kind == Kind::String || e.kind == Kind::Data;
+    bound += 2 * 9 + 8 + (sized ? 2 * e.count : 0);  // markers, counts, offset, bytes
+  }
+  out_.reserve(bound);
+  std::vector<std::uint64_t> offsets;
+  offsets.reserve(entries_.size());
+  for (const Entry& e : entries_) {
+    offsets.push_back(out_.size());
+    putEntry(e);
+  }
+  const std::uint64_t table = out_.size();
+  const std::size_t offsetSize = bytesFor(table);
+  for (std::uint64_t offset : offsets) putBigEndian(offset, offsetSize);
+  out_.insert(out_.end(), 6, 0);
+  out_.push_back(static_cast<std::uint8_t>(offsetSize));
+  out_.push_back(static_cast<std::uint8_t>(refSize_));
+  putBigEndian(entries_.size(), 8);
+  putBigEndian(top, 8);
+  putBigEndian(table, 8);
+  return std::move(out_);
+}
+
 std::optional<Data> writeBinaryPropertyList(const Value& value, std::size_t maximumDepth,
                                             String* failure) {
-  return Writer(maximumDepth).write(value, failure);
+  BinaryPropertyListWriter writer(maximumDepth);
+  const std::optional<BinaryPropertyListWriter::Ref> top = writer.add(value);
+  if (!top) {
+    if (failure) *failure = writer.failure();
+    return std::nullopt;
+  }
+  return writer.finish(*top);
 }
 
 }  // namespace lx::detail

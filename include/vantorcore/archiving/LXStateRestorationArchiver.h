@@ -47,6 +47,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "vantorcore/archiving/LXStateRestorationItem.h"
@@ -143,26 +144,34 @@ class LXStateRestorationArchiver : public Coder {
   struct Stored {
     ObjectPtr object;  // keeps the address, the identity key, unique
     std::shared_ptr<LXStateRestorationItem> item;
+    SharedString identifier;  // the item's, shared by every reference to it
   };
   class ItemScope;
 
   /// Stores `object`; its identifier, or absent when nothing names it.
-  std::optional<String> encodeObjectReturningIdentifier(const Value& object);
-  std::optional<String> encodeRestorable(ObjectPtr object);
-  std::optional<String> encodeCoded(const ObjectPtr& object);
-  std::optional<String> encodeCollection(const Value& collection);
-  String storeValue(Value value);
-  void mapKey(const std::optional<String>& identifier, StringView key);
+  std::optional<SharedString> encodeObjectReturningIdentifier(const Value& object);
+  std::optional<SharedString> encodeRestorable(ObjectPtr object);
+  std::optional<SharedString> encodeCoded(const ObjectPtr& object);
+  std::optional<SharedString> encodeCollection(const Value& collection);
+  SharedString storeValue(Value value);
+  void mapKey(const std::optional<SharedString>& identifier, StringView key);
+  /// `key` as a string shared by every item that uses it.
+  SharedString sharedKey(StringView key);
   /// A new item with `cls`'s class chain, or null (with the log line) when
   /// it would nest too deep.
   std::shared_ptr<LXStateRestorationItem> makeItem(LXStateRestorationItem::Type type,
                                                    const Class& cls, const Value& what);
-  void registerItem(const ObjectPtr& object, const std::shared_ptr<LXStateRestorationItem>& item);
+  /// Enters `item` for `object` in the archive; its identifier.
+  SharedString registerItem(const ObjectPtr& object,
+                            const std::shared_ptr<LXStateRestorationItem>& item);
   LXStateRestorationItem& currentItem() { return *itemStack_.back(); }
 
   Data& data_;
   std::unordered_map<const Object*, Stored> objectsToItems_;
-  Dictionary objects_;  // identifier => item (as an object) or value
+  // Identifier => item (as an object) or value, in the order stored. Every
+  // identifier is fresh, so no lookup is needed until the archive is written.
+  std::vector<std::pair<SharedString, Value>> objects_;
+  std::unordered_map<StringView, SharedString> keys_;  // views into their values
   std::vector<std::shared_ptr<LXStateRestorationItem>> itemStack_;
   std::map<const Class*, String> classMap_;
   std::weak_ptr<LXStateRestorationArchiverDelegate> delegate_;

@@ -60,7 +60,7 @@ class LXStateRestorationItem : public Object {
   /// The identifier of the value stored under `key`, or absent.
   [[nodiscard]] std::optional<String> objectIdentifierForKey(StringView key) const;
   /// Maps `key` to `identifier`, replacing an earlier mapping.
-  void setObjectIdentifier(const String& identifier, StringView key);
+  void setObjectIdentifier(SharedString identifier, SharedString key);
 
   /// A fresh UUID in the canonical upper-case text form.
   static String makeIdentifier();
