@@ -127,8 +127,7 @@ String LXStateRestorationItem::takePositionalKey() {
   const std::int32_t index = positionalCodingIndex_;
   // The counter is a 32-bit int that wraps after its largest value rather
   // than overflowing.
-  positionalCodingIndex_ =
-      static_cast<std::int32_t>(static_cast<std::uint32_t>(index) + 1u);
+  positionalCodingIndex_ = static_cast<std::int32_t>(static_cast<std::uint32_t>(index) + 1u);
   return positionalKey(index);
 }
 

@@ -276,11 +276,11 @@ TEST(LXStateRestorationUnarchiverTest, TheDelegateMaySupplyOrReplaceRestorableOb
     std::optional<String> raises;
   } cases[] = {
       {"no answers", [](const String&) { return nullptr; },
-       [](const ObjectPtr&) { return nullptr; }, u"main", 1},
+       [](const ObjectPtr&) { return nullptr; }, u"main", 1, std::nullopt},
       {"supplied", [&](const String&) { return supplied; },
-       [](const ObjectPtr&) { return nullptr; }, u"supplied", 0},
+       [](const ObjectPtr&) { return nullptr; }, u"supplied", 0, std::nullopt},
       {"replaced", [](const String&) { return nullptr; },
-       [&](const ObjectPtr&) { return replacement; }, u"replacement", 1},
+       [&](const ObjectPtr&) { return replacement; }, u"replacement", 1, std::nullopt},
       {"replacement not restorable", [](const String&) { return nullptr; },
        [&](const ObjectPtr&) { return plain; }, nullptr, 1,
        u"Object returned from delegate does not conform to the LXStateRestoring protocol: " +
@@ -384,15 +384,16 @@ TEST(LXStateRestorationUnarchiverTest, RestorationClassesComeFromRcThenTheDecodi
     bool restored;
     std::optional<String> logged;
   } cases[] = {
-      {"rc names the restorer", u"SRView", u"SRViewRestorer", nullptr, true},
-      {"rc unknown, delegate", u"SRView", u"Gone", &SRViewRestorer::staticClass(), true},
-      {"rc unknown, class restores itself", u"SRPanel", u"Gone", nullptr, true},
-      {"no rc, class restores itself", u"SRPanel", std::nullopt, nullptr, true},
-      {"no rc, class cannot", u"SRView", std::nullopt, nullptr, false},
-      {"no class at all", std::nullopt, std::nullopt, nullptr, false},
+      {"rc names the restorer", u"SRView", u"SRViewRestorer", nullptr, true, std::nullopt},
+      {"rc unknown, delegate", u"SRView", u"Gone", &SRViewRestorer::staticClass(), true,
+       std::nullopt},
+      {"rc unknown, class restores itself", u"SRPanel", u"Gone", nullptr, true, std::nullopt},
+      {"no rc, class restores itself", u"SRPanel", std::nullopt, nullptr, true, std::nullopt},
+      {"no rc, class cannot", u"SRView", std::nullopt, nullptr, false, std::nullopt},
+      {"no class at all", std::nullopt, std::nullopt, nullptr, false, std::nullopt},
       {"rc without the protocol", u"SRView", u"SRNote", nullptr, false,
        u"Restoration class does not conform to LXObjectRestoration, skipping: SRNote"},
-      {"rc without a factory", u"SRView", u"SRHollowRestorer", nullptr, false},
+      {"rc without a factory", u"SRView", u"SRHollowRestorer", nullptr, false, std::nullopt},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -408,7 +409,9 @@ TEST(LXStateRestorationUnarchiverTest, RestorationClassesComeFromRcThenTheDecodi
     unarchiver.setDelegate(delegate);
     const auto view = unarchiver.decodeObjectForKey(u"v").objectAs<SRView>();
     EXPECT_EQ(static_cast<bool>(view), c.restored);
-    if (view) EXPECT_EQ(view->identifier, u"id");
+    if (view) {
+      EXPECT_EQ(view->identifier, u"id");
+    }
     EXPECT_EQ(log.lines(), c.logged ? std::vector<String>{*c.logged} : std::vector<String>{});
   }
 }

@@ -96,7 +96,9 @@ int dump(const std::string& path) {
     }
     return vantor::writeOut(*text + "\n") ? 0 : vantor::fail("archive", "cannot write output");
   }
-  return vantor::fail("archive", path + ": neither a keyed nor a state-restoration archive (a property list of another kind)");
+  return vantor::fail(
+      "archive",
+      path + ": neither a keyed nor a state-restoration archive (a property list of another kind)");
 }
 
 int read(const std::string& path) {
