@@ -17,6 +17,7 @@
 #include <mutex>
 #include <string>
 
+#include "../tests/support/ObservationSupport.h"
 #include "vantorcore/observation/LXKVONotificationCenter.h"
 #include "vantorcore/platform/String+Paths.h"
 #include "vantorcore/platform/UserDefaults.h"
@@ -25,26 +26,7 @@ namespace {
 
 using namespace lx;
 
-class Model : public Observable {
- public:
-  void set(StringView key, Value value) {
-    willChangeValueForKey(key);
-    {
-      std::lock_guard lock(mutex_);
-      values_[String(key)] = std::move(value);
-    }
-    didChangeValueForKey(key);
-  }
-  std::optional<Value> valueForKey(StringView key) const override {
-    std::lock_guard lock(mutex_);
-    auto it = values_.find(String(key));
-    return it == values_.end() ? std::nullopt : std::optional<Value>(it->second);
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::map<String, Value> values_;
-};
+using test::Model;
 
 struct Counter : KeyValueObserver {
   std::int64_t calls = 0;
