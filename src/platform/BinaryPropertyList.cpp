@@ -1,5 +1,7 @@
 #include "platform/BinaryPropertyList.h"
 
+#include "platform/ValueDocument.h"
+
 #include "vantorcore/platform/Object.h"
 
 #include <algorithm>
@@ -39,16 +41,21 @@ std::uint64_t readBigEndian(const std::uint8_t* p, std::size_t size) {
   return v;
 }
 
+// Reads the document into one arena (see ValueDocument.h): an object the
+// document shares is built once and every further reference points at it.
 class Reader {
  public:
   Reader(DataView d, std::size_t maximumDepth, std::size_t extraObjects)
-      : d_(d), maximumDepth_(maximumDepth), extraObjects_(extraObjects) {}
+      : d_(d), maximumDepth_(maximumDepth), extraObjects_(extraObjects), builder_(d.size()) {}
 
   std::optional<Value> read(String* failure) {
-    std::optional<Value> result;
-    if (readTrailer()) result = object(top_, 0);
-    if (!result && failure) *failure = failure_;
-    return result;
+    if (readTrailer()) {
+      // Inside the arena, so that a failure leaves nothing to release.
+      Value* root = builder_.newSlot();
+      if (object(top_, 0, root)) return builder_.finish(*root);
+    }
+    if (failure) *failure = failure_;
+    return std::nullopt;
   }
 
  private:
@@ -56,15 +63,14 @@ class Reader {
     std::uint64_t at = 0, count = 0;
   };
 
-  std::nullopt_t fail(const char16_t* reason) {
+  bool fail(const char16_t* reason) {
     if (failure_.empty()) failure_ = reason;
-    return std::nullopt;
+    return false;
   }
 
   bool readTrailer() {
     if (d_.size() < kHeaderSize + kTrailerSize || std::memcmp(d_.data(), "bplist00", 8) != 0) {
-      fail(u"The binary property list is too short.");
-      return false;
+      return fail(u"The binary property list is too short.");
     }
     const std::uint8_t* t = d_.data() + d_.size() - kTrailerSize;
     offsetSize_ = t[6];
@@ -76,10 +82,9 @@ class Reader {
     if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8 || count_ == 0 ||
         top_ >= count_ || table_ < kHeaderSize || table_ > end ||
         count_ > (end - table_) / offsetSize_) {
-      fail(u"The binary property list's trailer is malformed.");
-      return false;
+      return fail(u"The binary property list's trailer is malformed.");
     }
-    values_.resize(count_);
+    built_.assign(count_, nullptr);
     state_.assign(count_, kUnread);
     expanded_.assign(count_, 0);
     // Every reference takes at least one byte of the object area, so a
@@ -119,10 +124,14 @@ class Reader {
     return readBigEndian(d_.data() + refs.at + i * refSize_, refSize_);
   }
 
-  std::optional<Value> object(std::uint64_t index, std::size_t depth) {
+  // Builds object `index` into `*slot`, which is null.
+  bool object(std::uint64_t index, std::size_t depth, Value* slot) {
     if (index >= count_) return fail(u"A reference points outside the property list.");
     if (depth > maximumDepth_) return fail(u"The property list nests too deeply.");
-    if (state_[index] == kRead) return values_[index];
+    if (state_[index] == kRead) {
+      builder_.share(slot, *built_[index]);
+      return true;
+    }
     if (state_[index] == kReading) return fail(u"The property list contains itself.");
     const std::uint64_t offset =
         readBigEndian(d_.data() + table_ + index * offsetSize_, offsetSize_);
@@ -131,81 +140,93 @@ class Reader {
     }
     state_[index] = kReading;
     std::uint64_t expanded = 1;
-    std::optional<Value> value = parse(offset, depth, &expanded);
-    if (!value) return std::nullopt;
+    if (!parse(offset, depth, &expanded, slot)) return false;
     state_[index] = kRead;
-    values_[index] = *value;
+    built_[index] = slot;
     expanded_[index] = expanded;
-    return value;
+    return true;
+  }
+
+  // Object `index` for a place no container holds (a key).
+  const Value* standalone(std::uint64_t index, std::size_t depth) {
+    if (index < count_ && state_[index] == kRead) return built_[index];
+    Value* slot = builder_.newSlot();
+    return object(index, depth, slot) ? slot : nullptr;
   }
 
   // Counts a child's expanded size into its parent's, refusing documents
   // whose shared objects would multiply beyond the limit.
   bool addExpanded(std::uint64_t* total, std::uint64_t child) {
     *total += expanded_[child];
-    if (*total > sizeLimit_) {
-      fail(u"Shared objects in the property list expand too far.");
-      return false;
-    }
-    return true;
+    return *total <= sizeLimit_ || fail(u"Shared objects in the property list expand too far.");
   }
 
-  std::optional<Value> parse(std::uint64_t offset, std::size_t depth, std::uint64_t* expanded) {
+  bool parse(std::uint64_t offset, std::size_t depth, std::uint64_t* expanded, Value* slot) {
     const std::uint8_t marker = d_[offset];
     const std::uint8_t low = marker & 0xF;
     std::uint64_t at = offset + 1;
     switch (marker >> 4) {
       case 0x0:
-        if (marker == kFalse || marker == kTrue) return Value(marker == kTrue);
-        break;
+        if (marker != kFalse && marker != kTrue) break;
+        *slot = Value(marker == kTrue);
+        return true;
       case 0x1:
-        return integer(at, low);
+        return integer(at, low, slot);
       case 0x2: {
         if ((low != 2 && low != 3) || !fits(at, std::size_t{1} << low)) break;
         const std::uint64_t bits = readBigEndian(d_.data() + at, std::size_t{1} << low);
-        if (low == 2) return Value(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
-        return Value(std::bit_cast<double>(bits));
+        *slot = low == 2 ? Value(std::bit_cast<float>(static_cast<std::uint32_t>(bits)))
+                         : Value(std::bit_cast<double>(bits));
+        return true;
       }
       case 0x3:
         if (marker != kDate || !fits(at, 8)) break;
-        return Value(Date::withTimeIntervalSinceReferenceDate(
+        *slot = Value(Date::withTimeIntervalSinceReferenceDate(
             std::bit_cast<double>(readBigEndian(d_.data() + at, 8))));
+        return true;
       case 0x4:
       case 0x5:
       case 0x6:
-        return bytes(offset);
+        return bytes(offset, slot);
       case 0x8: {
         if (low > 7 || !fits(at, low + 1u)) break;
-        static const SharedString key(kUIDKey);  // shared by every UID read
-        return Value(Dictionary{{key, Value(readBigEndian(d_.data() + at, low + 1u))}});
+        Dictionary::Entry* entry = builder_.setDictionary(slot, 1);
+        builder_.setKey(entry, std::string_view("CF$UID"));
+        entry->second = Value(readBigEndian(d_.data() + at, low + 1u));
+        builder_.finishDictionary(slot);
+        return true;
       }
       case 0xA:
       case 0xC:
-        return array(offset, depth, expanded);
+        return array(offset, depth, expanded, slot);
       case 0xD:
-        return dictionary(offset, depth, expanded);
+        return dictionary(offset, depth, expanded, slot);
       default:
         break;
     }
     return fail(u"The property list holds an object of unknown kind.");
   }
 
-  std::optional<Value> integer(std::uint64_t at, std::uint8_t low) {
+  bool integer(std::uint64_t at, std::uint8_t low, Value* slot) {
     if (low > 4 || !fits(at, std::size_t{1} << low)) {
       return fail(u"The property list holds a malformed integer.");
     }
-    if (low < 3) return Value(static_cast<std::int64_t>(readBigEndian(d_.data() + at, 1u << low)));
-    if (low == 3) return Value(static_cast<std::int64_t>(readBigEndian(d_.data() + at, 8)));
+    if (low <= 3) {
+      *slot = Value(static_cast<std::int64_t>(readBigEndian(d_.data() + at, 1u << low)));
+      return true;
+    }
     // 128-bit integers carry unsigned 64-bit values above INT64_MAX.
     const std::uint64_t high = readBigEndian(d_.data() + at, 8);
     const std::uint64_t v = readBigEndian(d_.data() + at + 8, 8);
     if (high == 0 && v > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-      return Value(v);
+      *slot = Value(v);
+    } else {
+      *slot = Value(static_cast<std::int64_t>(v));
     }
-    return Value(static_cast<std::int64_t>(v));
+    return true;
   }
 
-  std::optional<Value> bytes(std::uint64_t offset) {
+  bool bytes(std::uint64_t offset, Value* slot) {
     const unsigned kind = d_[offset] >> 4;
     std::uint64_t at = offset, n = 0;
     const std::uint64_t unit = kind == 0x6 ? 2 : 1;
@@ -213,51 +234,57 @@ class Reader {
       return fail(u"The property list holds a malformed string or data object.");
     }
     const std::uint8_t* p = d_.data() + at;
-    if (kind == 0x4) return Value(Data(p, p + n));
+    if (kind == 0x4) {
+      builder_.setData(slot, DataView(p, n));
+      return true;
+    }
+    if (kind == 0x5 && std::all_of(p, p + n, [](std::uint8_t c) { return c < 0x80; })) {
+      builder_.setString(slot, std::string_view(reinterpret_cast<const char*>(p), n));
+      return true;
+    }
     text_.resize(n);
     for (std::uint64_t i = 0; i < n; ++i) {
       // ASCII strings with bytes above 0x7F are read as Latin-1.
       text_[i] = kind == 0x5 ? p[i] : static_cast<char16_t>((p[2 * i] << 8) | p[2 * i + 1]);
     }
-    return Value(StringView(text_));
+    builder_.setString(slot, StringView(text_));
+    return true;
   }
 
-  std::optional<Value> array(std::uint64_t offset, std::size_t depth, std::uint64_t* total) {
+  bool array(std::uint64_t offset, std::size_t depth, std::uint64_t* total, Value* slot) {
     std::uint64_t at = offset, n = 0;
     Span refs;
     if (!count(&at, &n) || !references(at, n, &refs)) {
       return fail(u"The property list holds a malformed array.");
     }
-    Array items;
-    items.reserve(n);
+    Value* items = builder_.setArray(slot, n);
     for (std::uint64_t i = 0; i < n; ++i) {
       const std::uint64_t child = reference(refs, i);
-      std::optional<Value> item = object(child, depth + 1);
-      if (!item || !addExpanded(total, child)) return std::nullopt;
-      items.push_back(std::move(*item));
+      if (!object(child, depth + 1, &items[i]) || !addExpanded(total, child)) return false;
     }
-    return Value(std::move(items));
+    return true;
   }
 
-  std::optional<Value> dictionary(std::uint64_t offset, std::size_t depth, std::uint64_t* total) {
+  bool dictionary(std::uint64_t offset, std::size_t depth, std::uint64_t* total, Value* slot) {
     std::uint64_t at = offset, n = 0;
     Span refs;
     if (!count(&at, &n) || n > std::numeric_limits<std::uint64_t>::max() / 2 ||
         !references(at, 2 * n, &refs)) {
       return fail(u"The property list holds a malformed dictionary.");
     }
-    Dictionary entries;
-    entries.reserve(n);
+    Dictionary::Entry* entries = builder_.setDictionary(slot, n);
     for (std::uint64_t i = 0; i < n; ++i) {
       const std::uint64_t keyIndex = reference(refs, i), valueIndex = reference(refs, n + i);
-      std::optional<Value> key = object(keyIndex, depth + 1);
-      if (!key) return std::nullopt;
+      const Value* key = standalone(keyIndex, depth + 1);
+      if (!key) return false;
       if (!key->isString()) return fail(u"A dictionary key in the property list is not a string.");
-      std::optional<Value> item = object(valueIndex, depth + 1);
-      if (!item || !addExpanded(total, valueIndex)) return std::nullopt;
-      entries.set(*key->asString(), std::move(*item));  // a repeated key keeps its first place
+      builder_.setKey(&entries[i], *key);
+      if (!object(valueIndex, depth + 1, &entries[i].second) || !addExpanded(total, valueIndex))
+        return false;
     }
-    return Value(std::move(entries));
+    // A repeated key keeps its first place and its last value.
+    builder_.finishDictionary(slot);
+    return true;
   }
 
   enum State : std::uint8_t { kUnread, kReading, kRead };
@@ -266,7 +293,10 @@ class Reader {
   std::size_t maximumDepth_, extraObjects_;
   std::size_t offsetSize_ = 0, refSize_ = 0;
   std::uint64_t count_ = 0, top_ = 0, table_ = 0, sizeLimit_ = 0;
-  std::vector<Value> values_;
+  DocumentBuilder builder_;
+  // Where each object read so far was built: slots inside the arena, which
+  // never move.
+  std::vector<const Value*> built_;
   std::vector<std::uint8_t> state_;
   std::vector<std::uint64_t> expanded_;
   String text_;  // a string's characters on their way into its value

@@ -10,6 +10,7 @@
 #include <functional>
 #include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace lx::detail {
@@ -236,8 +237,13 @@ void DocumentArena::shrinkLast(void* p, std::size_t bytes) noexcept {
   cursor_ = static_cast<char*>(p) + roundUp(bytes, 8);
 }
 
+void DocumentArena::adopt(Node* node) {
+  adopted_ = new (allocate(sizeof(Adopted))) Adopted{node, adopted_};
+}
+
 void DocumentArena::release() noexcept {
   if (refs_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  for (Adopted* a = adopted_; a; a = a->next) detail::release(a->node);
   for (Block* block = blocks_; block;) {
     Block* next = block->next;
     if (block->mapped) {
@@ -301,6 +307,39 @@ void DocumentBuilder::setKey(Dictionary::Entry* entry, std::string_view utf8) {
   entry->first.node_ = utf8.empty() ? nullptr : makeString(utf8);
 }
 
+void DocumentBuilder::setString(Value* slot, StringView text) {
+  StringNode* node = nullptr;
+  if (!text.empty()) {
+    node = new (arena().allocate(sizeof(StringNode) + text.size() * sizeof(char16_t)))
+        StringNode(arena_);
+    node->length = text.size();
+    std::memcpy(node->chars(), text.data(), text.size() * sizeof(char16_t));
+  }
+  slot->~Value();
+  new (slot) Value(SharedString(node));
+}
+
+void DocumentBuilder::setData(Value* slot, DataView bytes) {
+  // Bytes live on the heap, as every `Data` does; the arena holds them.
+  Value data(Data(bytes.begin(), bytes.end()));
+  arena().adopt(data.node_);
+  slot->~Value();
+  new (slot) Value(Value::Type::Data, std::exchange(data.node_, nullptr));
+  data.type_ = Value::Type::Null;
+}
+
+void DocumentBuilder::share(Value* slot, const Value& built) {
+  // Values inside the document count no references, so the copy takes none.
+  slot->~Value();
+  std::memcpy(static_cast<void*>(slot), static_cast<const void*>(&built), sizeof(Value));
+}
+
+Value* DocumentBuilder::newSlot() { return new (arena().allocate(sizeof(Value))) Value(); }
+
+void DocumentBuilder::setKey(Dictionary::Entry* entry, const Value& built) {
+  entry->first.node_ = built.string_.node_;
+}
+
 Value* DocumentBuilder::setArray(Value* slot, std::size_t count) {
   void* memory = arena().allocate(sizeof(ArrayNode) + count * sizeof(Value));
   auto* node = new (memory) ArrayNode(Array(), arena_);
@@ -340,9 +379,15 @@ void DocumentBuilder::finishDictionary(Value* slot) {
 
 Value DocumentBuilder::finish(Value& root) {
   Value document = std::move(root);
-  // The document's only counted reference is the builder's: it passes to
-  // the root, unless the root is a number or the like that needs no arena.
-  if (document.holdsNode()) arena_ = nullptr;
+  // The document's only counted reference is the builder's: it passes to a
+  // root inside the arena. A root outside it (a number, data on the heap)
+  // needs no arena, and its node a reference of its own.
+  if (!document.holdsNode()) return document;
+  if (document.node_->document) {
+    arena_ = nullptr;
+  } else {
+    detail::retain(document.node_);
+  }
   return document;
 }
 

@@ -64,11 +64,19 @@ class DocumentArena {
   /// and now needs only `bytes`.
   void shrinkLast(void* p, std::size_t bytes) noexcept;
 
+  /// Keeps one reference to `node`, a node on the heap that a value inside
+  /// the document points to, until the arena goes.
+  void adopt(Node* node);
+
   void retain() noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept;
 
  private:
   struct Block;
+  struct Adopted {
+    Node* node;
+    Adopted* next;
+  };
   DocumentArena() = default;
   void addBlock(std::size_t minimum);
 
@@ -76,6 +84,7 @@ class DocumentArena {
   char* cursor_ = nullptr;
   char* limit_ = nullptr;
   Block* blocks_ = nullptr;
+  Adopted* adopted_ = nullptr;
   std::size_t nextBlockSize_ = 0;
 };
 
@@ -92,6 +101,18 @@ class DocumentBuilder {
   /// strings that repeat (keys, enumerations) share one copy.
   void setString(Value* slot, std::string_view utf8);
   void setKey(Dictionary::Entry* entry, std::string_view utf8);
+  /// `*slot` becomes the string of the UTF-16 `text`, not shared.
+  void setString(Value* slot, StringView text);
+  /// `*slot` becomes a copy of `bytes`.
+  void setData(Value* slot, DataView bytes);
+  /// `*slot` becomes `built`, a value this builder made, without a copy:
+  /// a document may hold one string or container in several places.
+  void share(Value* slot, const Value& built);
+  /// A null value inside the document, for a value that has no place in a
+  /// container of it yet (a dictionary key, the root).
+  Value* newSlot();
+  /// The key of `entry` becomes `built`, a string this builder made.
+  void setKey(Dictionary::Entry* entry, const Value& built);
   /// `*slot` becomes an array of `count` nulls; returns its elements.
   Value* setArray(Value* slot, std::size_t count);
   /// `*slot` becomes a dictionary of `count` entries with empty keys and null

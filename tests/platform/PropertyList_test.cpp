@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <limits>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "support/TestSupport.h"
@@ -185,6 +186,8 @@ TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
        binaryDocument({Data{0xD1, 0, 0, 0, 1, 0, 0, 0, 1}, Data{0x10, 1}})},
       {"unknown marker", binaryDocument({Data{0x70}})},
       {"17-byte integer", binaryDocument({Data{0x15, 0}})},
+      {"data before a bad reference",
+       binaryDocument({Data{0xA2, 0, 0, 0, 1, 0, 0, 0, 9}, Data{0x42, 1, 2}})},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -209,6 +212,37 @@ TEST(PropertyListTest, MalformedAndHostileInputGivesAnError) {
             Value(Dictionary{{u"ab", u"v"}}));
   EXPECT_EQ(PropertyList::read(dictionaryWithUTF16Key(Data{0, 'a', 0, 0})),
             Value(Dictionary{{String(u"a\0", 2), u"v"}}));
+}
+
+// A binary document lives in one block of memory; what is taken out of it
+// must outlive it, and a change to one place must not show in another place
+// that shared the same object in the document.
+TEST(PropertyListTest, ValuesOfABinaryDocumentOutliveItAndChangeAlone) {
+  // [shared, shared, data, Latin-1 string, {"k": shared}], shared = ["x"].
+  Data top{0xA5};
+  for (std::uint32_t ref : {1, 1, 3, 4, 5}) appendReference(top, ref);
+  Data shared{0xA1};
+  appendReference(shared, 2);
+  Data dict{0xD1};
+  appendReference(dict, 6);
+  appendReference(dict, 1);
+  std::optional<Value> document =
+      PropertyList::read(binaryDocument({top, shared, dataFromBytes("\x51x"), Data{0x43, 0, 1, 2},
+                                         Data{0x52, 0xE9, 'a'}, dict, dataFromBytes("\x51k")}));
+  ASSERT_TRUE(document);
+  const Array& items = *std::as_const(*document).asArray();
+  Value first = items[0];
+  const Value second = items[1];
+  const Value data = items[2];
+  const Value latin1 = items[3];
+  const Value inDictionary = (*items[4].asDictionary())[u"k"];
+  document.reset();
+  first.asArray()->push_back(Value(1));
+  EXPECT_EQ(first, Value(Array{u"x", 1}));
+  EXPECT_EQ(second, Value(Array{u"x"}));
+  EXPECT_EQ(inDictionary, Value(Array{u"x"}));
+  EXPECT_EQ(data, Value(Data{0, 1, 2}));
+  EXPECT_EQ(latin1, Value(u"\u00e9a"));
 }
 
 // Documents written by Python's plistlib, read here, and ours read by it.
