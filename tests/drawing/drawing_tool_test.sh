@@ -30,3 +30,12 @@ refuse "use .png, .svg or .pdf" "$vantor" draw pie -o x.gif
 refuse "Invalid drawing size" "$vantor" draw pie --size 0x10 -o x.png
 refuse "bad value" "$vantor" draw pie --color red -o x.png
 refuse "-o FILE is required" "$vantor" draw pie
+
+"$vantor" key parse '<Control><Shift>k' >out
+expect out "display: Ctrl+Shift+K"
+expect out "symbols: ⌃⇧K"
+expect out "xkb: k"
+test "$("$vantor" key format '⌥⌘←')" = "Alt+Super+Left"
+test "$("$vantor" key format 'ctrl++')" = "Ctrl++"
+refuse "Unknown key 'Foo' in 'Ctrl+Foo'" "$vantor" key parse 'Ctrl+Foo'
+refuse "Unclosed '<'" "$vantor" key format '<Control'
