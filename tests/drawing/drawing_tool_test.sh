@@ -39,3 +39,12 @@ test "$("$vantor" key format '⌥⌘←')" = "Alt+Super+Left"
 test "$("$vantor" key format 'ctrl++')" = "Ctrl++"
 refuse "Unknown key 'Foo' in 'Ctrl+Foo'" "$vantor" key parse 'Ctrl+Foo'
 refuse "Unclosed '<'" "$vantor" key format '<Control'
+
+"$vantor" font "DejaVu Sans Mono" --bold --size 9 >out
+expect out "family: DejaVu Sans Mono"
+expect out "found: yes"
+expect out "DejaVuSansMono-Bold.ttf"
+expect out "pitch: fixed"
+"$vantor" font "No Such Family 1234" >out
+expect out "found: no, nearest match"
+refuse "bad value" "$vantor" font Sans --size -1
