@@ -27,7 +27,7 @@ constexpr int pointCount(BezierPath::ElementType type) {
   return 0;
 }
 
-// Grows a min/max box; starts empty with `first` false.
+// Grows a min/max box from nothing.
 struct BoxBuilder {
   double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
   bool any = false;
@@ -42,6 +42,9 @@ struct BoxBuilder {
     x1 = std::max(x1, p.x);
     y0 = std::min(y0, p.y);
     y1 = std::max(y1, p.y);
+  }
+  [[nodiscard]] bool contains(Point p) const {
+    return any && p.x >= x0 && p.x <= x1 && p.y >= y0 && p.y <= y1;
   }
   [[nodiscard]] Rect rect() const { return {{x0, y0}, {x1 - x0, y1 - y0}}; }
 };
@@ -215,10 +218,14 @@ Rect BezierPath::bounds() const noexcept {
   Point current;
   for (std::size_t i = 0, p = 0; i < types_.size(); p += pointCount(types_[i]), ++i) {
     if (types_[i] == ElementType::CurveTo) {
-      const CubicCurve curve{current, points_[p], points_[p + 1], points_[p + 2]};
-      std::array<double, 4> ts;
-      const int n = curve.extremaParameters(ts);
-      for (int k = 0; k < n; ++k) box.add(curve.pointAt(ts[k]));
+      // A curve stays within its control points' hull, so control points
+      // already inside the box leave only the end point to add.
+      if (!box.contains(points_[p]) || !box.contains(points_[p + 1])) {
+        const CubicCurve curve{current, points_[p], points_[p + 1], points_[p + 2]};
+        std::array<double, 4> ts;
+        const int n = curve.extremaParameters(ts);
+        for (int k = 0; k < n; ++k) box.add(curve.pointAt(ts[k]));
+      }
       current = points_[p + 2];
       box.add(current);
     } else if (types_[i] != ElementType::ClosePath) {
@@ -330,7 +337,20 @@ BezierPath BezierPath::reversed() const {
 BezierPath BezierPath::flattened(double tolerance) const {
   if (!(tolerance >= kMinimumFlatness)) tolerance = kMinimumFlatness;
   BezierPath result = withStyleOnly();
+  // Sized up front: the result is often many times the path, and growing
+  // it step by step costs more than the flattening itself.
+  std::size_t lines = 0;
   Point current;
+  for (const Element& e : *this) {
+    if (e.type == ElementType::CurveTo) {
+      lines += CubicCurve{current, e.points[0], e.points[1], e.points[2]}.segmentsForTolerance(
+          tolerance);
+    }
+    current = e.type == ElementType::CurveTo ? e.points[2] : e.points[0];
+  }
+  result.types_.reserve(types_.size() + lines);
+  result.points_.reserve(points_.size() + lines);
+  current = {};
   for (const Element& e : *this) {
     switch (e.type) {
       case ElementType::MoveTo:
