@@ -2,6 +2,7 @@
 
 #include <xkbcommon/xkbcommon.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -126,19 +127,33 @@ std::uint32_t keysymForToken(StringView token) {
   return xkb_keysym_to_lower(keysym);
 }
 
-template <std::size_t N>
-std::optional<ModifierFlags> modifierNamed(StringView name, const ModifierAlias (&aliases)[N]) {
-  for (const ModifierAlias& a : aliases) {
-    if (isEqualCaseInsensitive(a.name, name)) return a.flag;
-  }
-  return std::nullopt;
-}
-
 // Adds `flag` unless already there; false for a repeat.
 bool addModifier(ModifierFlags& flags, ModifierFlags flag) {
   if (hasModifier(flags, flag)) return false;
   flags = flags | flag;
   return true;
+}
+
+// Adds the modifier `name` spells in `aliases`; false, with the error, for
+// an empty, unknown or repeated one.
+template <std::size_t N>
+bool addNamedModifier(ModifierFlags& flags, StringView name, const ModifierAlias (&aliases)[N],
+                      StringView text, ErrorPtr* error) {
+  const ModifierAlias* alias =
+      std::find_if(std::begin(aliases), std::end(aliases),
+                   [&](const ModifierAlias& a) { return isEqualCaseInsensitive(a.name, name); });
+  std::string problem;
+  if (name.empty()) {
+    problem = "Empty modifier";
+  } else if (alias == std::end(aliases)) {
+    problem = "Unknown modifier " + quoted(name);
+  } else if (!addModifier(flags, alias->flag)) {
+    problem = "Repeated modifier " + quoted(name);
+  } else {
+    return true;
+  }
+  fail(error, DrawingErrorCode::MalformedKeyCombination, problem + " in " + quoted(text));
+  return false;
 }
 
 std::optional<KeyCombination> finish(ModifierFlags flags, StringView keyToken, StringView text,
@@ -207,15 +222,8 @@ std::optional<KeyCombination> KeyCombination::fromAccelerator(StringView text, E
       return fail(error, DrawingErrorCode::MalformedKeyCombination,
                   "Unclosed '<' in " + quoted(text));
     }
-    const StringView name = rest.substr(1, close - 1);
-    const std::optional<ModifierFlags> flag = modifierNamed(name, kAcceleratorModifiers);
-    if (!flag) {
-      return fail(error, DrawingErrorCode::MalformedKeyCombination,
-                  "Unknown modifier " + quoted(name) + " in " + quoted(text));
-    }
-    if (!addModifier(flags, *flag)) {
-      return fail(error, DrawingErrorCode::MalformedKeyCombination,
-                  "Repeated modifier " + quoted(name) + " in " + quoted(text));
+    if (!addNamedModifier(flags, rest.substr(1, close - 1), kAcceleratorModifiers, text, error)) {
+      return std::nullopt;
     }
     rest.remove_prefix(close + 1);
   }
@@ -234,17 +242,7 @@ std::optional<KeyCombination> KeyCombination::fromDisplayString(StringView text,
   while (!modifiers.empty()) {
     const std::size_t plus = modifiers.find(u'+');
     const StringView name = trimmed(modifiers.substr(0, plus));
-    const std::optional<ModifierFlags> flag = modifierNamed(name, kDisplayModifiers);
-    if (!flag) {
-      return fail(
-          error, DrawingErrorCode::MalformedKeyCombination,
-          (name.empty() ? std::string("Empty modifier") : "Unknown modifier " + quoted(name)) +
-              " in " + quoted(text));
-    }
-    if (!addModifier(flags, *flag)) {
-      return fail(error, DrawingErrorCode::MalformedKeyCombination,
-                  "Repeated modifier " + quoted(name) + " in " + quoted(text));
-    }
+    if (!addNamedModifier(flags, name, kDisplayModifiers, text, error)) return std::nullopt;
     modifiers.remove_prefix(plus + 1);
   }
   return finish(flags, keyToken, text, error);

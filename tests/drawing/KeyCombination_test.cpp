@@ -96,6 +96,7 @@ TEST(KeyCombination, ClearErrors) {
       {u"", DrawingErrorCode::MalformedKeyCombination, u"Empty key combination"},
       {u"<Control>", DrawingErrorCode::MalformedKeyCombination, u"No key in '<Control>'"},
       {u"<Control", DrawingErrorCode::MalformedKeyCombination, u"Unclosed '<' in '<Control'"},
+      {u"<>k", DrawingErrorCode::MalformedKeyCombination, u"Empty modifier in '<>k'"},
       {u"<Hyper>k", DrawingErrorCode::MalformedKeyCombination,
        u"Unknown modifier 'Hyper' in '<Hyper>k'"},
       {u"<Shift><shift>k", DrawingErrorCode::MalformedKeyCombination,
