@@ -81,6 +81,9 @@ bool isModifierKeysym(std::uint32_t keysym) {
 
 bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
+// The key that typing `c` presses, as keys are kept (lower-case).
+std::uint32_t keysymTyping(char32_t c) { return xkb_keysym_to_lower(xkb_utf32_to_keysym(c)); }
+
 std::string quoted(StringView text) { return "'" + toUTF8(text) + "'"; }
 
 std::string hex(unsigned value, int digits) {
@@ -111,7 +114,7 @@ std::uint32_t keysymForToken(StringView token) {
       if (k.symbol == token) return k.keysym;
     }
     if (isControl(first)) return XKB_KEY_NoSymbol;
-    if (const xkb_keysym_t keysym = xkb_utf32_to_keysym(first)) return xkb_keysym_to_lower(keysym);
+    if (const std::uint32_t keysym = keysymTyping(first)) return keysym;
   }
   for (const NamedKey& k : kNamedKeys) {
     if (isEqualCaseInsensitive(k.display, token)) return k.keysym;
@@ -252,7 +255,11 @@ std::optional<KeyCombination> KeyCombination::fromSymbolString(StringView text, 
   if (tooLong(text, error)) return std::nullopt;
   ModifierFlags flags = ModifierFlags::None;
   std::size_t at = 0;
-  while (const std::optional<ModifierFlags> flag = symbolModifier(text, at)) {
+  // The last character is always the key, even a modifier symbol ("⌘⌥"
+  // is Command with the key that types ⌥).
+  while (at + 1 < text.size()) {
+    const std::optional<ModifierFlags> flag = symbolModifier(text, at);
+    if (!flag) break;
     if (!addModifier(flags, *flag)) {
       return fail(error, DrawingErrorCode::MalformedKeyCombination,
                   "Repeated modifier symbol in " + quoted(text));
@@ -294,20 +301,27 @@ String KeyCombination::acceleratorString() const {
 
 namespace {
 
-// A key's name in the display form: letters upper-case.
+// A key's name in the display form: its character (letters upper-case)
+// when reading that character back gives this key, else its XKB name:
+// keypad keys type the same digits as the main row, and the arrows of the
+// symbol form stand for the named keys, not for keys typing arrows.
 String displayKeyName(std::uint32_t keysym, const std::optional<char32_t>& character) {
   for (const NamedKey& k : kNamedKeys) {
     if (k.keysym == keysym) return String(k.display);
   }
-  if (!character) {
-    char name[64];
-    xkb_keysym_get_name(keysym, name, sizeof name);
-    return fromUTF8(name);
-  }
-  const char32_t upper = xkb_keysym_to_utf32(xkb_keysym_to_upper(keysym));
   String out;
-  appendCodePoint(out, upper && !isControl(upper) ? upper : *character);
-  return out;
+  if (character) appendCodePoint(out, *character);
+  const bool isKeySymbol = std::any_of(std::begin(kNamedKeys), std::end(kNamedKeys),
+                                       [&](const NamedKey& k) { return k.symbol == out; });
+  out.clear();
+  if (character && !isKeySymbol && keysymTyping(*character) == keysym) {
+    const char32_t upper = xkb_keysym_to_utf32(xkb_keysym_to_upper(keysym));
+    appendCodePoint(out, upper && keysymTyping(upper) == keysym ? upper : *character);
+    return out;
+  }
+  char name[64];
+  xkb_keysym_get_name(keysym, name, sizeof name);
+  return fromUTF8(name);
 }
 
 }  // namespace

@@ -75,8 +75,9 @@ class KeyCombination {
                                                          ErrorPtr* error = nullptr);
   /// Reads the symbol form: any of ⌃ ⌥ ⇧ ⌘ in any order, then the key as a
   /// character, a key symbol (↩ ⎋ ⌫ ⌦ ⇥ ← → ↑ ↓ ⇞ ⇟ ↖ ↘) or a name as in the
-  /// display form.
+  /// display form. The last character is never a modifier.
   ///   '⌃⇧⌘K' => Control+Shift+Command, k     '⌥←' => Option, Left
+  ///   '⌘⌥'   => Command, the key typing ⌥   '⌃⌃K' => error (repeated)
   static std::optional<KeyCombination> fromSymbolString(StringView text, ErrorPtr* error = nullptr);
   /// Any of the three forms, told apart by their first character ('<' for
   /// an accelerator, a modifier symbol for the symbol form).
