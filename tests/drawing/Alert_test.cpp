@@ -112,6 +112,7 @@ TEST_F(AlertTest, TickedAnswerIsRememberedAndNotPresentedAgain) {
 }
 
 TEST_F(AlertTest, RepliesThatRememberNothing) {
+  constexpr auto kFirst = kAlertFirstButtonReturn, kSecond = kAlertSecondButtonReturn;
   const struct {
     const char* name;
     AlertResponse reply;
@@ -119,31 +120,13 @@ TEST_F(AlertTest, RepliesThatRememberNothing) {
     const char16_t* key;
     AlertResponse expected;
   } cases[] = {
-      {"not ticked",
-       {kAlertSecondButtonReturn, false},
-       true,
-       u"k",
-       {kAlertSecondButtonReturn, false, false}},
-      {"check box not shown",
-       {kAlertSecondButtonReturn, true},
-       false,
-       u"k",
-       {kAlertSecondButtonReturn, false, false}},
-      {"no key",
-       {kAlertSecondButtonReturn, true},
-       true,
-       u"",
-       {kAlertSecondButtonReturn, true, false}},
-      {"unknown code is the first button",
-       {4711, false},
-       true,
-       u"k",
-       {kAlertFirstButtonReturn, false, false}},
-      {"third of two buttons",
-       {kAlertThirdButtonReturn, false},
-       true,
-       u"k",
-       {kAlertFirstButtonReturn, false, false}},
+      // clang-format off
+      {"not ticked", {kSecond, false}, true, u"k", {kSecond, false, false}},
+      {"check box not shown", {kSecond, true}, false, u"k", {kSecond, false, false}},
+      {"no key", {kSecond, true}, true, u"", {kSecond, true, false}},
+      {"unknown code is the first button", {4711, false}, true, u"k", {kFirst, false, false}},
+      {"third of two buttons", {kAlertThirdButtonReturn, false}, true, u"k", {kFirst, false, false}},
+      // clang-format on
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

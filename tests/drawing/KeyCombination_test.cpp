@@ -176,29 +176,26 @@ TEST(KeyCombination, StoredInUserDefaults) {
   EXPECT_FALSE(KeyCombination::readFromDefaults(*defaults, u"absent", &error));
   EXPECT_FALSE(error);
 
+  auto stored = [](Value key, std::optional<Value> modifiers = std::nullopt) {
+    Dictionary d{{SharedString(u"key"), std::move(key)}};
+    if (modifiers) d.set(SharedString(u"modifiers"), std::move(*modifiers));
+    return Value(std::move(d));
+  };
+  constexpr auto kMalformed = DrawingErrorCode::MalformedKeyCombination;
+  constexpr auto kUnknown = DrawingErrorCode::UnknownKey;
   const struct {
     const char* name;
     Value stored;
     DrawingErrorCode code;
   } bad[] = {
-      {"not a dictionary", Value(u"Ctrl+K"), DrawingErrorCode::MalformedKeyCombination},
-      {"no key", Value(Dictionary{}), DrawingErrorCode::MalformedKeyCombination},
-      {"empty key", Value(Dictionary{{SharedString(u"key"), Value(u"")}}),
-       DrawingErrorCode::MalformedKeyCombination},
-      {"number key", Value(Dictionary{{SharedString(u"key"), Value(7)}}),
-       DrawingErrorCode::MalformedKeyCombination},
-      {"modifiers not a list",
-       Value(
-           Dictionary{{SharedString(u"key"), Value(u"k")}, {SharedString(u"modifiers"), Value(3)}}),
-       DrawingErrorCode::MalformedKeyCombination},
-      {"unknown modifier",
-       Value(Dictionary{{SharedString(u"key"), Value(u"k")},
-                        {SharedString(u"modifiers"), Value(Array{Value(u"hyper")})}}),
-       DrawingErrorCode::MalformedKeyCombination},
-      {"unknown key", Value(Dictionary{{SharedString(u"key"), Value(u"Foo")}}),
-       DrawingErrorCode::UnknownKey},
-      {"modifier key", Value(Dictionary{{SharedString(u"key"), Value(u"Control_L")}}),
-       DrawingErrorCode::UnknownKey},
+      {"not a dictionary", Value(u"Ctrl+K"), kMalformed},
+      {"no key", Value(Dictionary{}), kMalformed},
+      {"empty key", stored(Value(u"")), kMalformed},
+      {"number key", stored(Value(7)), kMalformed},
+      {"modifiers not a list", stored(Value(u"k"), Value(3)), kMalformed},
+      {"unknown modifier", stored(Value(u"k"), Value(Array{Value(u"hyper")})), kMalformed},
+      {"unknown key", stored(Value(u"Foo")), kUnknown},
+      {"modifier key", stored(Value(u"Control_L")), kUnknown},
   };
   for (const auto& b : bad) {
     SCOPED_TRACE(b.name);
@@ -209,7 +206,7 @@ TEST(KeyCombination, StoredInUserDefaults) {
     EXPECT_EQ(readError->code(), static_cast<std::int64_t>(b.code));
   }
   // A missing modifier list means none.
-  EXPECT_EQ(KeyCombination::fromDictionary(Dictionary{{SharedString(u"key"), Value(u"F1")}}),
+  EXPECT_EQ(KeyCombination::fromDictionary(*stored(Value(u"F1")).asDictionary()),
             KeyCombination::fromKeysym(kNone, XKB_KEY_F1));
 }
 

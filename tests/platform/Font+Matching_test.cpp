@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
 
 // fontconfig 2.14 loses two blocks while parsing its configuration files,
 // even between FcInit and FcFini; the leak checker should not blame us.
@@ -14,123 +15,41 @@ namespace {
 // scripts/install-deps.sh installs fonts-dejavu-core, so DejaVu is the
 // family every machine running these tests has.
 TEST(FontMatching, FindsFamiliesWeightsSlantsAndPitch) {
+  constexpr auto kRoman = FontSlant::Roman, kItalic = FontSlant::Italic;
+  constexpr auto kOblique = FontSlant::Oblique;
+  // Asked: family, bold, traits. Got: family, file, found, bold, fixed, slant.
   const struct {
-    const char* name;
-    Font font;
-    FontTraits traits;
     const char16_t* family;
-    const char* fileSuffix;
-    bool found, bold, fixed;
+    bool bold;
+    FontTraits traits;
+    const char16_t* used;
+    const char* file;
+    bool found, usedBold, fixed;
     FontSlant slant;
   } cases[] = {
-      {"regular",
-       Font(u"DejaVu Sans", 12),
-       {},
-       u"DejaVu Sans",
-       "/DejaVuSans.ttf",
-       true,
-       false,
-       false,
-       FontSlant::Roman},
-      {"any case",
-       Font(u"dejavu SANS mono", 12),
-       {},
-       u"DejaVu Sans Mono",
-       "/DejaVuSansMono.ttf",
-       true,
-       false,
-       true,
-       FontSlant::Roman},
-      {"bold font",
-       Font(u"DejaVu Sans", 12, true),
-       {},
-       u"DejaVu Sans",
-       "/DejaVuSans-Bold.ttf",
-       true,
-       true,
-       false,
-       FontSlant::Roman},
-      {"weight 700",
-       Font(u"DejaVu Serif", 12),
-       {700},
-       u"DejaVu Serif",
-       "/DejaVuSerif-Bold.ttf",
-       true,
-       true,
-       false,
-       FontSlant::Roman},
-      {"weight clamped",
-       Font(u"DejaVu Serif", 12),
-       {5000},
-       u"DejaVu Serif",
-       "/DejaVuSerif-Bold.ttf",
-       true,
-       true,
-       false,
-       FontSlant::Roman},
-      {"italic",
-       Font(u"DejaVu Serif", 12),
-       {0, FontSlant::Italic},
-       u"DejaVu Serif",
-       "/DejaVuSerif-Italic.ttf",
-       true,
-       false,
-       false,
-       FontSlant::Italic},
-      {"oblique",
-       Font(u"DejaVu Sans", 12),
-       {0, FontSlant::Oblique},
-       u"DejaVu Sans",
-       "/DejaVuSans-Oblique.ttf",
-       true,
-       false,
-       false,
-       FontSlant::Oblique},
-      {"generic monospace",
-       Font(u"monospace", 12),
-       {},
-       u"DejaVu Sans Mono",
-       "/DejaVuSansMono.ttf",
-       true,
-       false,
-       true,
-       FontSlant::Roman},
-      {"missing family",
-       Font(u"No Such Family 1234", 12),
-       {},
-       u"DejaVu Sans",
-       "/DejaVuSans.ttf",
-       false,
-       false,
-       false,
-       FontSlant::Roman},
-      {"missing, fixed pitch",
-       Font(u"No Such Family 1234", 12),
-       {0, FontSlant::Roman, true},
-       u"DejaVu Sans Mono",
-       "/DejaVuSansMono.ttf",
-       false,
-       false,
-       true,
-       FontSlant::Roman},
-      {"no family",
-       Font(u"", 12),
-       {},
-       u"DejaVu Sans",
-       "/DejaVuSans.ttf",
-       true,
-       false,
-       false,
-       FontSlant::Roman},
+      // clang-format off
+      {u"DejaVu Sans", false, {}, u"DejaVu Sans", "/DejaVuSans.ttf", true, false, false, kRoman},
+      {u"dejavu SANS mono", false, {}, u"DejaVu Sans Mono", "/DejaVuSansMono.ttf", true, false, true, kRoman},
+      {u"DejaVu Sans", true, {}, u"DejaVu Sans", "/DejaVuSans-Bold.ttf", true, true, false, kRoman},
+      {u"DejaVu Serif", false, {700}, u"DejaVu Serif", "/DejaVuSerif-Bold.ttf", true, true, false, kRoman},
+      {u"DejaVu Serif", false, {5000}, u"DejaVu Serif", "/DejaVuSerif-Bold.ttf", true, true, false, kRoman},
+      {u"DejaVu Serif", false, {0, kItalic}, u"DejaVu Serif", "/DejaVuSerif-Italic.ttf", true, false, false, kItalic},
+      {u"DejaVu Sans", false, {0, kOblique}, u"DejaVu Sans", "/DejaVuSans-Oblique.ttf", true, false, false, kOblique},
+      {u"monospace", false, {}, u"DejaVu Sans Mono", "/DejaVuSansMono.ttf", true, false, true, kRoman},
+      {u"No Such Family 1234", false, {}, u"DejaVu Sans", "/DejaVuSans.ttf", false, false, false, kRoman},
+      {u"No Such Family 1234", false, {0, kRoman, true}, u"DejaVu Sans Mono", "/DejaVuSansMono.ttf", false, false, true, kRoman},
+      {u"", false, {}, u"DejaVu Sans", "/DejaVuSans.ttf", true, false, false, kRoman},
+      // clang-format on
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::optional<FontMatch> match = lx_matchFont(c.font, c.traits);
+    SCOPED_TRACE(toUTF8(c.family) + (c.bold ? " bold" : "") + " weight " +
+                 std::to_string(c.traits.weight));
+    const std::optional<FontMatch> match = lx_matchFont(Font(c.family, 12, c.bold), c.traits);
     ASSERT_TRUE(match);
-    EXPECT_EQ(match->font.familyName(), c.family);
-    EXPECT_TRUE(match->file.ends_with(c.fileSuffix)) << match->file;
+    EXPECT_EQ(match->font.familyName(), c.used);
+    EXPECT_TRUE(match->file.ends_with(c.file)) << match->file;
     EXPECT_EQ(match->familyFound, c.found);
-    EXPECT_EQ(match->font.isBold(), c.bold);
+    EXPECT_EQ(match->font.isBold(), c.usedBold);
     EXPECT_EQ(match->fixedPitch, c.fixed);
     EXPECT_EQ(match->slant, c.slant);
     EXPECT_EQ(match->font.pointSize(), 12);
