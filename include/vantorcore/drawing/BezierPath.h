@@ -45,7 +45,8 @@ class BezierPath {
     friend bool operator==(const Element&, const Element&) = default;
   };
 
-  /// Reads the elements in order: `for (const auto& e : path)`.
+  /// Reads the elements in order: `for (const auto& e : path)`. Reading
+  /// at `end()` throws `RangeException`.
   class Iterator {
    public:
     using iterator_category = std::forward_iterator_tag;
@@ -146,7 +147,7 @@ class BezierPath {
   // Style, used when the path is stroked or filled.
 
   [[nodiscard]] double lineWidth() const noexcept { return lineWidth_; }
-  /// Negative or NaN widths become 0 (a hairline-free, invisible stroke).
+  /// Negative, NaN and infinite widths become 0 (nothing is stroked).
   void setLineWidth(double width) noexcept;
   [[nodiscard]] LineCap lineCap() const noexcept { return lineCap_; }
   void setLineCap(LineCap cap) noexcept { lineCap_ = cap; }

@@ -36,7 +36,7 @@ class Gradient {
   /// the colour jumps there). Locations are clamped to 0...1; stops at a
   /// NaN location are dropped.
   explicit Gradient(std::vector<Stop> stops);
-  /// `count` colours spread evenly from 0 to 1 (a single colour sits at 0).
+  /// The colours spread evenly from 0 to 1 (a single colour sits at 0).
   explicit Gradient(const std::vector<Color>& colors);
   /// From `start` at 0 to `end` at 1.
   Gradient(const Color& start, const Color& end);
