@@ -13,6 +13,8 @@ pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
 pkg_check_modules(FONTCONFIG REQUIRED IMPORTED_TARGET fontconfig)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-ft cairo-svg cairo-pdf cairo-png)
+pkg_check_modules(XKBCOMMON REQUIRED IMPORTED_TARGET xkbcommon)
 find_program(MSGFMT_EXECUTABLE msgfmt REQUIRED)
 
 # The one list of link dependencies every area shares; areas are small enough
@@ -22,6 +24,8 @@ target_link_libraries(vantor_deps INTERFACE
   ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
   simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST PkgConfig::CURL
   PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
+# Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
+target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)

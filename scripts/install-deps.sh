@@ -13,6 +13,7 @@ packages=(
   gettext shared-mime-info libsecret-1-dev
   nlohmann-json3-dev
   libfontconfig-dev libspdlog-dev
+  libcairo2-dev libxkbcommon-dev fonts-dejavu-core
 )
 
 missing=()

@@ -1,0 +1,13 @@
+#include "vantorcore/drawing/Color+Cairo.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lx {
+
+void lx_setSourceColor(cairo_t* cr, const Color& color, double opacity) {
+  opacity = std::isnan(opacity) ? 0 : std::clamp(opacity, 0.0, 1.0);
+  cairo_set_source_rgba(cr, color.red(), color.green(), color.blue(), color.alpha() * opacity);
+}
+
+}  // namespace lx

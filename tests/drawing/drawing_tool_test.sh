@@ -1,0 +1,50 @@
+#!/bin/sh
+# `vantor draw`, `vantor key` and `vantor font` as a shell user meets them.
+# usage: drawing_tool_test.sh VANTOR
+set -eu
+vantor=$1
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+cd "$dir"
+expect() {  # expect FILE TEXT: FILE contains TEXT
+  grep -qF -- "$2" "$1" || { echo "$1 lacks: $2" >&2; cat "$1" >&2; exit 1; }
+}
+refuse() {  # refuse TEXT COMMAND...: the command fails and says TEXT
+  if "$@" >out 2>err; then echo "accepted: $*" >&2; exit 1; fi
+  expect err "$1"
+}
+
+for shape in roundrect capsule bubble spinner pie gradient; do
+  "$vantor" draw "$shape" --size 40x30 --scale 2 -o "$shape.png"
+  # PNG signature, then the IHDR width and height: 80 x 60 pixels.
+  od -An -tx1 -N24 "$shape.png" | tr -d ' \n' >head
+  expect head 89504e470d0a1a0a
+  expect head 000000500000003c
+done
+"$vantor" draw pie --progress 0.5 -o pie.svg
+expect pie.svg "<svg"
+"$vantor" draw gradient --radial --to '#00000080' -o g.pdf
+head -c 4 g.pdf >head && expect head "%PDF"
+refuse "unknown shape 'star'" "$vantor" draw star -o x.png
+refuse "use .png, .svg or .pdf" "$vantor" draw pie -o x.gif
+refuse "Invalid drawing size" "$vantor" draw pie --size 0x10 -o x.png
+refuse "bad value" "$vantor" draw pie --color red -o x.png
+refuse "-o FILE is required" "$vantor" draw pie
+
+"$vantor" key parse '<Control><Shift>k' >out
+expect out "display: Ctrl+Shift+K"
+expect out "symbols: ⌃⇧K"
+expect out "xkb: k"
+test "$("$vantor" key format '⌥⌘←')" = "Alt+Super+Left"
+test "$("$vantor" key format 'ctrl++')" = "Ctrl++"
+refuse "Unknown key 'Foo' in 'Ctrl+Foo'" "$vantor" key parse 'Ctrl+Foo'
+refuse "Unclosed '<'" "$vantor" key format '<Control'
+
+"$vantor" font "DejaVu Sans Mono" --bold --size 9 >out
+expect out "family: DejaVu Sans Mono"
+expect out "found: yes"
+expect out "DejaVuSansMono-Bold.ttf"
+expect out "pitch: fixed"
+"$vantor" font "No Such Family 1234" >out
+expect out "found: no, nearest match"
+refuse "bad value" "$vantor" font Sans --size -1
