@@ -21,10 +21,16 @@ namespace {
 
 // Primary-key attributes that have a column of their own, so lookups by them
 // use the indexes; every other attribute is matched after decoding the row.
-constexpr std::array<StringView, 10> kColumns{
-    kSecAttrAccount, kSecAttrService,            kSecAttrServer, kSecAttrProtocol,
-    kSecAttrAuthenticationType, kSecAttrPort,    kSecAttrPath,   kSecAttrSecurityDomain,
-    kSecAttrAccessGroup,        kSecAttrSynchronizable};
+constexpr std::array<StringView, 10> kColumns{kSecAttrAccount,
+                                              kSecAttrService,
+                                              kSecAttrServer,
+                                              kSecAttrProtocol,
+                                              kSecAttrAuthenticationType,
+                                              kSecAttrPort,
+                                              kSecAttrPath,
+                                              kSecAttrSecurityDomain,
+                                              kSecAttrAccessGroup,
+                                              kSecAttrSynchronizable};
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS items(ref BLOB PRIMARY KEY NOT NULL, class TEXT NOT NULL,"
@@ -124,6 +130,11 @@ class Use {
       sqlite3_bind_int64(statement_, index, value.int64Value());
     }
   }
+  // The class column holds text, as the unique indexes' conditions compare it.
+  void bindText(int index, const std::string& text) {
+    sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
+                      SQLITE_TRANSIENT);
+  }
   int step() { return sqlite3_step(statement_); }
   [[nodiscard]] Data blob(int column) const {
     const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, column));
@@ -179,8 +190,7 @@ OSStatus loadKey(const std::filesystem::path& keyPath, bool databaseHasItems, Da
     const std::filesystem::path temporary = keyPath.string() + ".new" + std::to_string(::getpid());
     const int out = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (out < 0) return errSecIO;
-    const bool written = ::write(out, key.data(), key.size()) ==
-                             static_cast<ssize_t>(key.size()) &&
+    const bool written = ::write(out, key.data(), key.size()) == static_cast<ssize_t>(key.size()) &&
                          ::fsync(out) == 0;
     ::close(out);
     const bool linked = written && ::link(temporary.c_str(), keyPath.c_str()) == 0;
@@ -205,7 +215,8 @@ std::filesystem::path EmbeddedSecureItemStore::standardPath() {
   return base / "vantorcore" / "Keychain.sqlite";
 }
 
-std::filesystem::path EmbeddedSecureItemStore::keyPathFor(const std::filesystem::path& databasePath) {
+std::filesystem::path EmbeddedSecureItemStore::keyPathFor(
+    const std::filesystem::path& databasePath) {
   return databasePath.parent_path() / (databasePath.stem().string() + ".key");
 }
 
@@ -256,12 +267,13 @@ std::shared_ptr<EmbeddedSecureItemStore> EmbeddedSecureItemStore::open(
 }
 
 OSStatus EmbeddedSecureItemStore::Database::findLocked(const SecureItemQuery& query,
-                                                      std::vector<SecureItem>& items) {
+                                                       std::vector<SecureItem>& items) {
   std::string sql = "SELECT ref, attributes, secret FROM items WHERE 1";
   std::vector<Value> arguments;
   if (!query.itemClass().empty()) {
-    sql += " AND class = ?";
-    arguments.emplace_back(query.itemClass());
+    // Spelled out rather than bound so that the partial indexes apply.
+    sql += query.itemClass() == kSecClassGenericPassword ? " AND class = 'genp'"
+                                                         : " AND class = 'inet'";
   }
   if (query.reference()) {
     sql += " AND ref = ?";
@@ -276,13 +288,14 @@ OSStatus EmbeddedSecureItemStore::Database::findLocked(const SecureItemQuery& qu
   }
   if (query.synchronizable() != SecureItemQuery::Synchronizable::Any) {
     sql += query.synchronizable() == SecureItemQuery::Synchronizable::Local ? " AND sync = 0"
-                                                                              : " AND sync = 1";
+                                                                            : " AND sync = 1";
   }
   int code = SQLITE_OK;
   sqlite3_stmt* statement = prepare(sql, &code);
   if (!statement) return statusForSQLite(code);
   Use use(statement);
-  for (std::size_t i = 0; i < arguments.size(); ++i) use.bind(static_cast<int>(i + 1), arguments[i]);
+  for (std::size_t i = 0; i < arguments.size(); ++i)
+    use.bind(static_cast<int>(i + 1), arguments[i]);
   while (items.size() < query.limit() && (code = use.step()) == SQLITE_ROW) {
     SecureItem item;
     item.reference = use.blob(0);
@@ -302,7 +315,7 @@ OSStatus EmbeddedSecureItemStore::Database::findLocked(const SecureItemQuery& qu
 }
 
 OSStatus EmbeddedSecureItemStore::Database::writeLocked(const SecureItem& item, bool replace,
-                                                       const std::optional<Data>& secret) {
+                                                        const std::optional<Data>& secret) {
   const auto encoded = PropertyList::write(Value(item.attributes), PropertyList::Format::Binary);
   if (!encoded) return errSecParam;
   std::optional<Data> sealed;
@@ -327,7 +340,7 @@ OSStatus EmbeddedSecureItemStore::Database::writeLocked(const SecureItem& item, 
   if (!statement) return statusForSQLite(code);
   Use use(statement);
   int index = 1;
-  use.bind(index++, item.attributes[kSecClass]);
+  use.bindText(index++, utf8(item.attributes[kSecClass]));
   for (StringView column : kColumns) use.bind(index++, item.attributes[column]);
   use.bind(index++, Value(*encoded));
   if (sealed) use.bind(index++, Value(*sealed));

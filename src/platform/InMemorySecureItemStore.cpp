@@ -77,7 +77,8 @@ OSStatus InMemorySecureItemStore::modify(const SecureItemQuery& query,
 OSStatus InMemorySecureItemStore::erase(const SecureItemQuery& query) {
   std::lock_guard lock(mutex_);
   if (failure_) return *failure_;
-  const auto removed = std::erase_if(items_, [&](const SecureItem& item) { return query.matches(item); });
+  const auto removed =
+      std::erase_if(items_, [&](const SecureItem& item) { return query.matches(item); });
   return removed ? errSecSuccess : errSecItemNotFound;
 }
 

@@ -31,7 +31,8 @@ std::optional<Data> SecretCipher::seal(DataView secret, DataView reference) cons
   const auto context = newContext();
   int length = 0;
   if (!context ||
-      EVP_EncryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, key_.data(), sealed.data()) != 1 ||
+      EVP_EncryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, key_.data(), sealed.data()) !=
+          1 ||
       EVP_EncryptUpdate(context.get(), nullptr, &length, reference.data(),
                         static_cast<int>(reference.size())) != 1 ||
       EVP_EncryptUpdate(context.get(), sealed.data() + kNonceSize, &length, secret.data(),
@@ -53,7 +54,8 @@ std::optional<Data> SecretCipher::open(DataView sealed, DataView reference) cons
   const auto context = newContext();
   int length = 0;
   if (!context ||
-      EVP_DecryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, key_.data(), sealed.data()) != 1 ||
+      EVP_DecryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, key_.data(), sealed.data()) !=
+          1 ||
       EVP_DecryptUpdate(context.get(), nullptr, &length, reference.data(),
                         static_cast<int>(reference.size())) != 1 ||
       EVP_DecryptUpdate(context.get(), secret.data(), &length, sealed.data() + kNonceSize,

@@ -40,9 +40,9 @@ constexpr std::array kAttributes{
 constexpr std::array<StringView, 4> kGenericKey{kSecAttrAccount, kSecAttrService,
                                                 kSecAttrAccessGroup, kSecAttrSynchronizable};
 constexpr std::array<StringView, 9> kInternetKey{
-    kSecAttrAccount, kSecAttrSecurityDomain, kSecAttrServer,      kSecAttrProtocol,
-    kSecAttrAuthenticationType, kSecAttrPort, kSecAttrPath, kSecAttrAccessGroup,
-    kSecAttrSynchronizable};
+    kSecAttrAccount,  kSecAttrSecurityDomain,     kSecAttrServer,
+    kSecAttrProtocol, kSecAttrAuthenticationType, kSecAttrPort,
+    kSecAttrPath,     kSecAttrAccessGroup,        kSecAttrSynchronizable};
 
 const AttributeSpec* attributeSpec(StringView key) {
   for (const AttributeSpec& spec : kAttributes) {
@@ -54,7 +54,8 @@ const AttributeSpec* attributeSpec(StringView key) {
 bool hasType(const Value& value, AttributeType type) {
   switch (type) {
     case AttributeType::String:
-      return value.isString() && toUTF8(*value.asString()).size() <= SecureItemStore::kMaximumAttributeSize;
+      return value.isString() &&
+             toUTF8(*value.asString()).size() <= SecureItemStore::kMaximumAttributeSize;
     case AttributeType::Integer:
       return value.isInteger() && !value.isBool();
     case AttributeType::Data:
@@ -89,8 +90,8 @@ std::optional<std::size_t> matchLimit(const Value& value) {
 
 }  // namespace
 
-std::optional<SecureItemQuery> SecureItemQuery::parse(const Dictionary& dictionary,
-                                                      Purpose purpose, OSStatus* status) {
+std::optional<SecureItemQuery> SecureItemQuery::parse(const Dictionary& dictionary, Purpose purpose,
+                                                      OSStatus* status) {
   SecureItemQuery query;
   bool synchronizableGiven = false;
   auto refuse = [&]() -> std::optional<SecureItemQuery> {
@@ -120,6 +121,7 @@ std::optional<SecureItemQuery> SecureItemQuery::parse(const Dictionary& dictiona
       const auto limit = matchLimit(value);
       if (!limit) return refuse();
       query.limit_ = *limit;
+      query.oneResult_ = value.isString() && *value.asString() == kSecMatchLimitOne;
     } else if (k == kSecReturnAttributes || k == kSecReturnData || k == kSecReturnPersistentRef) {
       if (purpose == Purpose::Change || !value.isNumber()) return refuse();
       bool& flag = k == kSecReturnAttributes
@@ -145,6 +147,8 @@ std::optional<SecureItemQuery> SecureItemQuery::parse(const Dictionary& dictiona
   if (purpose == Purpose::Add && !synchronizableGiven) {
     query.attributes_.set(kSecAttrSynchronizable, Value(false));
   }
+  // A reference names one item, whichever kind it is.
+  if (query.reference_ && !synchronizableGiven) query.synchronizable_ = Synchronizable::Any;
   const bool classOptional = purpose == Purpose::Change || query.reference_.has_value();
   if (query.itemClass_.empty() && !classOptional) return refuse();
   return query;
@@ -199,7 +203,7 @@ Value SecureItemQuery::shapeResult(const std::vector<SecureItem>& items) const {
     if (returnReference_) combined.set(kSecValuePersistentRef, Value(item.reference));
     return Value(std::move(combined));
   };
-  if (limit_ == 1) return items.empty() ? Value() : shapeOne(items.front());
+  if (oneResult_) return items.empty() ? Value() : shapeOne(items.front());
   Array all;
   all.reserve(items.size());
   for (const SecureItem& item : items) all.push_back(shapeOne(item));

@@ -30,18 +30,17 @@ std::shared_ptr<SecureItemStore> chooseDefaultStore() {
     if (!backend) logFormat(u"Secure item store: unknown backend \"%s\" ignored", name);
   }
   if (!backend) {
-    backend = false ? SecureItemStore::Backend::SecretService
-                                                          : SecureItemStore::Backend::Embedded;
+    backend = false ? SecureItemStore::Backend::SecretService : SecureItemStore::Backend::Embedded;
   }
   OSStatus status = errSecSuccess;
   auto store = SecureItemStore::make(*backend, &status);
   if (store) {
     logFormat(u"Secure item store: %@", String(store->backendName()));
   } else {
-    logFormat(u"Secure item store: %@ unavailable (%i)",
-              String(*backend == SecureItemStore::Backend::Embedded ? u"embedded"
-                                                                     : u"secret-service"),
-              status);
+    logFormat(
+        u"Secure item store: %@ unavailable (%i)",
+        String(*backend == SecureItemStore::Backend::Embedded ? u"embedded" : u"secret-service"),
+        status);
   }
   return store;
 }
@@ -94,7 +93,8 @@ OSStatus SecureItemStore::add(const Dictionary& attributes, Value* result) {
   SecureItem item;
   item.reference = randomReference();
   if (item.reference.empty()) return errSecNotAvailable;
-  item.attributes = SecureItemQuery::withPrimaryKeyDefaults(parsed->itemClass(), parsed->attributes());
+  item.attributes =
+      SecureItemQuery::withPrimaryKeyDefaults(parsed->itemClass(), parsed->attributes());
   item.attributes.set(kSecClass, Value(parsed->itemClass()));
   const Date now = Date::now();
   item.attributes.set(kSecAttrCreationDate, Value(now));

@@ -96,9 +96,9 @@ std::optional<Data> LXKeychain::persistentReferenceForFirstItemMatchingQuery(
 
 std::optional<Array> LXKeychain::persistentReferencesForItemsMatchingQuery(const Query& query,
                                                                            ErrorPtr* error) const {
-  const auto result = copyMatching(query, kSecReturnPersistentRef, true,
-                                   u"persistentReferencesForItemsMatchingQuery:error:", false,
-                                   error);
+  const auto result =
+      copyMatching(query, kSecReturnPersistentRef, true,
+                   u"persistentReferencesForItemsMatchingQuery:error:", false, error);
   if (!result || !result->isArray()) return std::nullopt;
   return *result->asArray();
 }
@@ -125,8 +125,7 @@ std::optional<Data> LXKeychain::createItemWithData(const std::optional<Data>& da
 
 bool LXKeychain::updateItemWithPersistentReference(const Data& reference,
                                                    const std::optional<Data>& data,
-                                                   const Query& attributes,
-                                                   ErrorPtr* error) const {
+                                                   const Query& attributes, ErrorPtr* error) const {
   const Dictionary match{{String(kSecValuePersistentRef), Value(reference)},
                          {String(kSecAttrSynchronizable), Value(kSecAttrSynchronizableAny)}};
   Dictionary changes = copyOf(attributes);

@@ -48,6 +48,9 @@ class SecureItemQuery {
   [[nodiscard]] std::size_t limit() const noexcept { return limit_; }
   /// Lifts the limit: changes and removals reach every matching item.
   void matchAll() noexcept { limit_ = static_cast<std::size_t>(-1); }
+  /// Whether results come bare rather than in an array: the limit is
+  /// `kSecMatchLimitOne` or not given.
+  [[nodiscard]] bool returnsOneResult() const noexcept { return oneResult_; }
   [[nodiscard]] bool returnsAttributes() const noexcept { return returnAttributes_; }
   [[nodiscard]] bool returnsData() const noexcept { return returnData_; }
   [[nodiscard]] bool returnsReference() const noexcept { return returnReference_; }
@@ -74,6 +77,7 @@ class SecureItemQuery {
   std::optional<Data> reference_;
   std::optional<Data> secret_;
   std::size_t limit_ = 1;
+  bool oneResult_ = true;
   bool returnAttributes_ = false;
   bool returnData_ = false;
   bool returnReference_ = false;

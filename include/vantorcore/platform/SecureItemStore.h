@@ -16,12 +16,12 @@
 // Queries match the attributes they name exactly (case and NUL bytes count);
 // attributes they leave out match anything, except `kSecAttrSynchronizable`,
 // whose absence matches only local items (`kSecAttrSynchronizableAny` matches
-// both kinds). `kSecMatchLimit` is `kSecMatchLimitOne` (the default),
-// `kSecMatchLimitAll` or a positive integer. Results, as the platform shapes
-// them: with one return key the bare value (attribute dictionary, secret
-// data or reference data), with several a dictionary holding the attributes
-// and `kSecValueData` / `kSecValuePersistentRef`; under a limit above one an
-// array of those; with no return key no result at all.
+// both kinds) unless `kSecValuePersistentRef` names the item. `kSecMatchLimit` is
+// `kSecMatchLimitOne` (the default), `kSecMatchLimitAll` or a positive integer. Results, as the
+// platform shapes them: with one return key the bare value (attribute dictionary, secret data or
+// reference data), with several a dictionary holding the attributes and `kSecValueData` /
+// `kSecValuePersistentRef`; under a limit above one an array of those; with no return key no result
+// at all.
 //
 // Limits: string and data attributes hold at most `kMaximumAttributeSize`
 // bytes (UTF-8 for strings), secrets at most `kMaximumSecretSize` bytes; one
