@@ -234,8 +234,10 @@ std::shared_ptr<EmbeddedSecureItemStore> EmbeddedSecureItemStore::open(
     return std::shared_ptr<EmbeddedSecureItemStore>(
         new EmbeddedSecureItemStore(std::move(database)));
   };
+  // The folder is ours alone too, so nobody else learns even its contents.
   std::error_code error;
-  std::filesystem::create_directories(databasePath.parent_path(), error);
+  std::filesystem::create_directories(databasePath.parent_path().parent_path(), error);
+  ::mkdir(databasePath.parent_path().c_str(), 0700);
   // Made here first so that the file never exists with a wider mode; the
   // WAL and shared-memory files take their mode from it.
   const int fd = ::open(databasePath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
