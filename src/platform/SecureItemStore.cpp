@@ -7,6 +7,7 @@
 
 #include "vantorcore/platform/EmbeddedSecureItemStore.h"
 #include "vantorcore/platform/Log.h"
+#include "vantorcore/platform/SecretServiceSecureItemStore.h"
 #include "vantorcore/platform/SecureItemQuery.h"
 
 namespace lx {
@@ -30,7 +31,8 @@ std::shared_ptr<SecureItemStore> chooseDefaultStore() {
     if (!backend) logFormat(u"Secure item store: unknown backend \"%s\" ignored", name);
   }
   if (!backend) {
-    backend = false ? SecureItemStore::Backend::SecretService : SecureItemStore::Backend::Embedded;
+    backend = SecretServiceSecureItemStore::isReachable() ? SecureItemStore::Backend::SecretService
+                                                          : SecureItemStore::Backend::Embedded;
   }
   OSStatus status = errSecSuccess;
   auto store = SecureItemStore::make(*backend, &status);
@@ -137,8 +139,7 @@ std::shared_ptr<SecureItemStore> SecureItemStore::make(Backend backend, OSStatus
   if (backend == Backend::Embedded) {
     return EmbeddedSecureItemStore::open(EmbeddedSecureItemStore::standardPath(), status);
   }
-  if (status) *status = errSecNotAvailable;
-  return nullptr;
+  return SecretServiceSecureItemStore::open(status);
 }
 
 std::shared_ptr<SecureItemStore> SecureItemStore::defaultStore() {

@@ -39,7 +39,8 @@ std::vector<Certificate> certificatesOf(const LXTrust::CertificateOrArray& certi
   if (const auto* one = std::get_if<Certificate>(&certificates)) return {*one};
   if (const auto* many = std::get_if<std::vector<Certificate>>(&certificates)) return *many;
   std::vector<Certificate> result;
-  for (const auto& certificate : std::get<std::vector<std::shared_ptr<LXCertificate>>>(certificates)) {
+  for (const auto& certificate :
+       std::get<std::vector<std::shared_ptr<LXCertificate>>>(certificates)) {
     if (certificate) result.push_back(certificate->secCertificate());
   }
   return result;
@@ -86,8 +87,8 @@ std::shared_ptr<LXTrust> LXTrust::initWithSecTrust(std::shared_ptr<Trust> trust,
                                                    const std::vector<Certificate>& certificates,
                                                    const String& host) {
   if (!trust || certificates.empty()) return nullptr;
-  return std::make_shared<LXTrust>(std::move(trust),
-                                   LXCertificate::initWithSecCertificate(certificates.front()), host);
+  return std::make_shared<LXTrust>(
+      std::move(trust), LXCertificate::initWithSecCertificate(certificates.front()), host);
 }
 
 bool LXTrust::userTrustsCertificate(const LXCertificate& certificate, const String& host) {
@@ -130,8 +131,9 @@ int LXTrust::evaluationForTrustResult(TrustResult result, LXTrustFeedbackReason*
 
 void LXTrust::evaluateWithCompletionHandler(std::function<void(int evaluation)> handler) {
   auto self = std::static_pointer_cast<LXTrust>(shared_from_this());
-  DispatchQueue::global(DispatchQueuePriority::High)->async(
-      [self, handler = std::move(handler)] { handler(self->evaluate()); });
+  DispatchQueue::global(DispatchQueuePriority::High)->async([self, handler = std::move(handler)] {
+    handler(self->evaluate());
+  });
 }
 
 String LXTrust::localizedDescriptionForFeedbackReason(LXTrustFeedbackReason reason) const {

@@ -6,9 +6,11 @@
 
 #include <functional>
 
+#include "support/SecretServiceSession.h"
 #include "support/TestSupport.h"
 #include "vantorcore/platform/EmbeddedSecureItemStore.h"
 #include "vantorcore/platform/InMemorySecureItemStore.h"
+#include "vantorcore/platform/SecretServiceSecureItemStore.h"
 
 namespace lx {
 namespace {
@@ -33,7 +35,10 @@ Dictionary with(Dictionary base, StringView key, Value value) {
 
 class SecureItemStoreTest : public testing::TestWithParam<Backend> {
  protected:
-  void SetUp() override { store_ = GetParam().make(); }
+  void SetUp() override {
+    store_ = GetParam().make();
+    ASSERT_TRUE(store_) << "the backend could not be opened";
+  }
 
   // Adds an item with `secret`; its reference.
   Data add(const Dictionary& attributes, std::string_view secret = "s") {
@@ -306,6 +311,13 @@ INSTANTIATE_TEST_SUITE_P(
                             [] {
                               return std::shared_ptr<SecureItemStore>(EmbeddedSecureItemStore::open(
                                   test::makeTemporaryFolder("store") / "Keychain.sqlite"));
+                            }},
+                    // A real daemon with an empty keyring for every test.
+                    Backend{"secret_service",
+                            []() -> std::shared_ptr<SecureItemStore> {
+                              if (!test::SecretServiceSession::shared().startDaemon())
+                                return nullptr;
+                              return SecretServiceSecureItemStore::open();
                             }}),
     [](const testing::TestParamInfo<Backend>& info) { return std::string(info.param.name); });
 

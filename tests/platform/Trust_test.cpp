@@ -41,7 +41,8 @@ TEST_F(TrustTest, ProblemsComeInPrecedenceOrderAndDecideFatality) {
   const auto viaIntermediate = leaf({.commonName = "via"}, &intermediate);
   const auto notACA = leaf({.commonName = "not a CA"});
   const auto underLeaf = leaf({.commonName = "under a leaf"}, &notACA);
-  const auto selfSigned = issueCertificate({.commonName = "self", .dnsNames = {"www.example.test"}});
+  const auto selfSigned =
+      issueCertificate({.commonName = "self", .dnsNames = {"www.example.test"}});
   struct Case {
     const char* name;
     std::vector<Certificate> chain;
@@ -51,34 +52,71 @@ TEST_F(TrustTest, ProblemsComeInPrecedenceOrderAndDecideFatality) {
   } cases[] = {
       {"good", {good.certificate}, u"www.example.test", TrustResult::Unspecified, {}},
       {"good, no host check", {good.certificate}, std::nullopt, TrustResult::Unspecified, {}},
-      {"host names compare without case", {good.certificate}, u"WWW.Example.TEST",
-       TrustResult::Unspecified, {}},
-      {"wrong host", {good.certificate}, u"mail.example.test",
-       TrustResult::RecoverableTrustFailure, {TrustIssue::HostNameMismatch}},
-      {"expired", {leaf({.commonName = "old", .validFromSeconds = -30 * kDay, .validForSeconds = kDay}).certificate},
-       u"www.example.test", TrustResult::RecoverableTrustFailure, {TrustIssue::Expired}},
-      {"not yet valid", {leaf({.commonName = "new", .validFromSeconds = 2 * kDay}).certificate},
-       u"www.example.test", TrustResult::RecoverableTrustFailure, {TrustIssue::NotYetValid}},
-      {"self-signed", {selfSigned.certificate}, u"www.example.test",
-       TrustResult::RecoverableTrustFailure, {TrustIssue::SelfSigned}},
-      {"unknown issuer", {leaf({.commonName = "stranger"}, &otherCA).certificate},
-       u"www.example.test", TrustResult::RecoverableTrustFailure, {TrustIssue::UnknownIssuer}},
-      {"expired from an unknown issuer",
-       {leaf({.commonName = "old stranger", .validFromSeconds = -30 * kDay, .validForSeconds = kDay}, &otherCA)
+      {"host names compare without case",
+       {good.certificate},
+       u"WWW.Example.TEST",
+       TrustResult::Unspecified,
+       {}},
+      {"wrong host",
+       {good.certificate},
+       u"mail.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::HostNameMismatch}},
+      {"expired",
+       {leaf({.commonName = "old", .validFromSeconds = -30 * kDay, .validForSeconds = kDay})
             .certificate},
-       u"www.example.test", TrustResult::RecoverableTrustFailure,
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::Expired}},
+      {"not yet valid",
+       {leaf({.commonName = "new", .validFromSeconds = 2 * kDay}).certificate},
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::NotYetValid}},
+      {"self-signed",
+       {selfSigned.certificate},
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::SelfSigned}},
+      {"unknown issuer",
+       {leaf({.commonName = "stranger"}, &otherCA).certificate},
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::UnknownIssuer}},
+      {"expired from an unknown issuer",
+       {leaf(
+            {.commonName = "old stranger", .validFromSeconds = -30 * kDay, .validForSeconds = kDay},
+            &otherCA)
+            .certificate},
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
        {TrustIssue::Expired, TrustIssue::UnknownIssuer}},
-      {"flipped signature byte", {test::withFlippedSignatureByte(good.certificate)},
-       u"www.example.test", TrustResult::FatalTrustFailure, {TrustIssue::BadSignature}},
-      {"issued by a leaf", {underLeaf.certificate, notACA.certificate}, u"www.example.test",
-       TrustResult::FatalTrustFailure, {TrustIssue::InvalidCA}},
-      {"intermediate given", {viaIntermediate.certificate, intermediate.certificate},
-       u"www.example.test", TrustResult::Unspecified, {}},
+      {"flipped signature byte",
+       {test::withFlippedSignatureByte(good.certificate)},
+       u"www.example.test",
+       TrustResult::FatalTrustFailure,
+       {TrustIssue::BadSignature}},
+      {"issued by a leaf",
+       {underLeaf.certificate, notACA.certificate},
+       u"www.example.test",
+       TrustResult::FatalTrustFailure,
+       {TrustIssue::InvalidCA}},
+      {"intermediate given",
+       {viaIntermediate.certificate, intermediate.certificate},
+       u"www.example.test",
+       TrustResult::Unspecified,
+       {}},
       {"intermediate after unrelated extras",
-       {viaIntermediate.certificate, otherCA.certificate, ca_->certificate, intermediate.certificate},
-       u"www.example.test", TrustResult::Unspecified, {}},
-      {"intermediate missing", {viaIntermediate.certificate}, u"www.example.test",
-       TrustResult::RecoverableTrustFailure, {TrustIssue::UnknownIssuer}},
+       {viaIntermediate.certificate, otherCA.certificate, ca_->certificate,
+        intermediate.certificate},
+       u"www.example.test",
+       TrustResult::Unspecified,
+       {}},
+      {"intermediate missing",
+       {viaIntermediate.certificate},
+       u"www.example.test",
+       TrustResult::RecoverableTrustFailure,
+       {TrustIssue::UnknownIssuer}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -100,8 +138,11 @@ TEST_F(TrustTest, ChainLengthLimit) {
   struct Case {
     std::size_t length;
     bool accepted;
-  } cases[] = {{0, false}, {1, true}, {Trust::kMaximumChainLength, true},
-               {Trust::kMaximumChainLength + 1, false}, {10000, false}};
+  } cases[] = {{0, false},
+               {1, true},
+               {Trust::kMaximumChainLength, true},
+               {Trust::kMaximumChainLength + 1, false},
+               {10000, false}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.length);
     OSStatus status = errSecSuccess;
@@ -119,11 +160,13 @@ TEST_F(TrustTest, ChainLengthLimit) {
 }
 
 TEST_F(TrustTest, FatalProblems) {
-  for (TrustIssue issue : {TrustIssue::BadSignature, TrustIssue::InvalidCA, TrustIssue::WrongPurpose}) {
+  for (TrustIssue issue :
+       {TrustIssue::BadSignature, TrustIssue::InvalidCA, TrustIssue::WrongPurpose}) {
     EXPECT_TRUE(Trust::isFatal(issue));
   }
-  for (TrustIssue issue : {TrustIssue::Expired, TrustIssue::NotYetValid, TrustIssue::UnknownIssuer,
-                           TrustIssue::SelfSigned, TrustIssue::HostNameMismatch, TrustIssue::Other}) {
+  for (TrustIssue issue :
+       {TrustIssue::Expired, TrustIssue::NotYetValid, TrustIssue::UnknownIssuer,
+        TrustIssue::SelfSigned, TrustIssue::HostNameMismatch, TrustIssue::Other}) {
     EXPECT_FALSE(Trust::isFatal(issue));
   }
 }

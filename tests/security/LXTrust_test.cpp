@@ -53,14 +53,15 @@ TEST_F(LXTrustTest, AnswersAndReasons) {
       {"IPv4 literal skips the host check", bare, u"192.0.2.1", 1, LXTrustFeedbackReason::Invalid},
       {"IPv6 literal skips the host check", bare, u"::1", 1, LXTrustFeedbackReason::Invalid},
       {"expired",
-       issueCertificate({.commonName = "old", .dnsNames = {"a.example.test"},
-                         .validFromSeconds = -10 * kDay, .validForSeconds = kDay},
+       issueCertificate({.commonName = "old",
+                         .dnsNames = {"a.example.test"},
+                         .validFromSeconds = -10 * kDay,
+                         .validForSeconds = kDay},
                         ca_),
        u"a.example.test", -1, LXTrustFeedbackReason::Expired},
       {"not yet valid",
-       issueCertificate({.commonName = "new", .dnsNames = {"a.example.test"},
-                         .validFromSeconds = kDay},
-                        ca_),
+       issueCertificate(
+           {.commonName = "new", .dnsNames = {"a.example.test"}, .validFromSeconds = kDay}, ca_),
        u"a.example.test", -1, LXTrustFeedbackReason::NotYetValid},
       {"self-signed", issueCertificate({.commonName = "self", .dnsNames = {"a.example.test"}}),
        u"a.example.test", -1, LXTrustFeedbackReason::UnknownAuthority},
@@ -85,12 +86,11 @@ TEST_F(LXTrustTest, UserDecisionsCountPerHostAndOnlyForRecoverableFailures) {
   EXPECT_EQ(trust->evaluate(), 1);
   EXPECT_EQ(trustFor(self, u"other.example.test")->evaluate(), -1);
 
-  const auto forged = test::Issued{test::withFlippedSignatureByte(
-                                       issueCertificate({.commonName = "forged",
-                                                         .dnsNames = {"nas.example.test"}},
-                                                        ca_)
-                                           .certificate),
-                                   nullptr};
+  const auto forged = test::Issued{
+      test::withFlippedSignatureByte(
+          issueCertificate({.commonName = "forged", .dnsNames = {"nas.example.test"}}, ca_)
+              .certificate),
+      nullptr};
   auto refused = trustFor(forged, u"nas.example.test");
   LXTrust::addUserTrustedCertificate(*refused->certificate(), u"nas.example.test");
   ScopedLogCapture capture;
@@ -100,11 +100,12 @@ TEST_F(LXTrustTest, UserDecisionsCountPerHostAndOnlyForRecoverableFailures) {
 
 TEST_F(LXTrustTest, Questions) {
   auto trust = trustFor(issueCertificate({.commonName = "q"}, ca_), u"host.test");
-  EXPECT_EQ(trust->localizedDescriptionForFeedbackReason(LXTrustFeedbackReason::UnknownAuthority),
-            u"The certificate for this server was signed by an unknown certifying authority. You "
-            u"might be connecting to a server that is pretending to be \u201Chost.test\u201D, which "
-            u"could put your confidential information at risk. Would you like to connect to this "
-            u"server anyway?");
+  EXPECT_EQ(
+      trust->localizedDescriptionForFeedbackReason(LXTrustFeedbackReason::UnknownAuthority),
+      u"The certificate for this server was signed by an unknown certifying authority. You "
+      u"might be connecting to a server that is pretending to be \u201Chost.test\u201D, which "
+      u"could put your confidential information at risk. Would you like to connect to this "
+      u"server anyway?");
   for (auto reason : {LXTrustFeedbackReason::Invalid, LXTrustFeedbackReason::Expired,
                       LXTrustFeedbackReason::NotYetValid}) {
     const String question = trust->localizedDescriptionForFeedbackReason(reason);
@@ -121,8 +122,8 @@ TEST_F(LXTrustTest, Construction) {
   EXPECT_EQ(fromWrapped->evaluate(), 1);
   EXPECT_EQ(fromWrapped->certificate()->commonName(), u"leaf");
   EXPECT_EQ(fromWrapped->host(), u"c.example.test");
-  EXPECT_TRUE(LXTrust::initWithCertificateOrArray(std::vector<Certificate>{leaf.certificate, ca_->certificate},
-                                                  u"c.example.test"));
+  EXPECT_TRUE(LXTrust::initWithCertificateOrArray(
+      std::vector<Certificate>{leaf.certificate, ca_->certificate}, u"c.example.test"));
   EXPECT_FALSE(LXTrust::initWithCertificateOrArray(std::vector<Certificate>{}, u"c.example.test"));
   EXPECT_FALSE(LXTrust::initWithSecTrust(nullptr, {leaf.certificate}, u"c.example.test"));
   EXPECT_TRUE(LXCertificate::initWithData(leaf.certificate.data())->isEqual(*wrapped.front()));

@@ -35,7 +35,6 @@ struct Issued {
   std::shared_ptr<evp_pkey_st> key;
 };
 
-
 /// Makes the system trust store, for this process, `roots` alone: writes
 /// them to a file and points SSL_CERT_FILE at it (SSL_CERT_DIR at an empty
 /// folder) until destroyed.
@@ -130,7 +129,8 @@ inline std::string pemOf(const std::vector<Certificate>& certificates) {
 }
 
 inline ScopedTrustedRoots::ScopedTrustedRoots(const std::vector<Certificate>& roots)
-          : previousFile_(detail::getenvOr("SSL_CERT_FILE")), previousDirectory_(detail::getenvOr("SSL_CERT_DIR")) {
+    : previousFile_(detail::getenvOr("SSL_CERT_FILE")),
+      previousDirectory_(detail::getenvOr("SSL_CERT_DIR")) {
   const std::filesystem::path folder = makeTemporaryFolder("roots");
   writeFile(folder / "roots.pem", pemOf(roots));
   std::filesystem::create_directories(folder / "none");

@@ -108,7 +108,9 @@ class LXTrust : public Object {
   [[nodiscard]] const std::shared_ptr<Trust>& secTrust() const noexcept { return trust_; }
   /// The help anchor a certificate panel would offer (spelled as the
   /// platform's property is).
-  [[nodiscard]] const std::optional<String>& helpAncherURL() const noexcept { return helpAncherURL_; }
+  [[nodiscard]] const std::optional<String>& helpAncherURL() const noexcept {
+    return helpAncherURL_;
+  }
   void setHelpAncherURL(std::optional<String> url) { helpAncherURL_ = std::move(url); }
 
  private:
