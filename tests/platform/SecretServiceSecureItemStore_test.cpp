@@ -6,8 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#if VANTOR_HAVE_LIBSECRET
 #include "support/SecretServiceSession.h"
+#endif
 
+#if VANTOR_HAVE_LIBSECRET
 namespace lx {
 namespace {
 
@@ -88,3 +91,4 @@ TEST_F(SecretServiceSecureItemStoreTest, ItemsKeepOurReferenceAndOnlyOurItemsCou
 
 }  // namespace
 }  // namespace lx
+#endif

@@ -6,7 +6,9 @@
 
 #include <functional>
 
+#if VANTOR_HAVE_LIBSECRET
 #include "support/SecretServiceSession.h"
+#endif
 #include "support/TestSupport.h"
 #include "vantorcore/platform/EmbeddedSecureItemStore.h"
 #include "vantorcore/platform/InMemorySecureItemStore.h"
@@ -311,14 +313,18 @@ INSTANTIATE_TEST_SUITE_P(
                             [] {
                               return std::shared_ptr<SecureItemStore>(EmbeddedSecureItemStore::open(
                                   test::makeTemporaryFolder("store") / "Keychain.sqlite"));
-                            }},
+                            }}
+#if VANTOR_HAVE_LIBSECRET
+                    ,
                     // A real daemon with an empty keyring for every test.
                     Backend{"secret_service",
                             []() -> std::shared_ptr<SecureItemStore> {
                               if (!test::SecretServiceSession::shared().startDaemon())
                                 return nullptr;
                               return SecretServiceSecureItemStore::open();
-                            }}),
+                            }}
+#endif
+                    ),
     [](const testing::TestParamInfo<Backend>& info) { return std::string(info.param.name); });
 
 TEST(SecCopyErrorMessageString, KnownStatusesHaveTexts) {
