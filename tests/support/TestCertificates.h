@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,7 +16,6 @@
 #include <openssl/x509v3.h>
 #include <stdlib.h>
 
-#include "support/TestSupport.h"
 #include "vantorcore/platform/Certificate.h"
 
 namespace lx::test {
@@ -46,7 +46,7 @@ class ScopedTrustedRoots {
   ScopedTrustedRoots& operator=(const ScopedTrustedRoots&) = delete;
 
  private:
-  std::string previousFile_, previousDirectory_;
+  std::string previousFile_, previousDirectory_, folder_;
 };
 
 namespace detail {
@@ -131,16 +131,19 @@ inline std::string pemOf(const std::vector<Certificate>& certificates) {
 inline ScopedTrustedRoots::ScopedTrustedRoots(const std::vector<Certificate>& roots)
     : previousFile_(detail::getenvOr("SSL_CERT_FILE")),
       previousDirectory_(detail::getenvOr("SSL_CERT_DIR")) {
-  const std::filesystem::path folder = makeTemporaryFolder("roots");
-  writeFile(folder / "roots.pem", pemOf(roots));
-  std::filesystem::create_directories(folder / "none");
-  setenv("SSL_CERT_FILE", (folder / "roots.pem").c_str(), 1);
-  setenv("SSL_CERT_DIR", (folder / "none").c_str(), 1);
+  std::string folder = (std::filesystem::temp_directory_path() / "vantor-roots-XXXXXX").string();
+  folder_ = mkdtemp(folder.data()) ? folder : std::string();
+  std::ofstream(folder_ + "/roots.pem") << pemOf(roots);
+  std::filesystem::create_directories(folder_ + "/none");
+  setenv("SSL_CERT_FILE", (folder_ + "/roots.pem").c_str(), 1);
+  setenv("SSL_CERT_DIR", (folder_ + "/none").c_str(), 1);
 }
 
 inline ScopedTrustedRoots::~ScopedTrustedRoots() {
   setenv("SSL_CERT_FILE", previousFile_.c_str(), 1);
   setenv("SSL_CERT_DIR", previousDirectory_.c_str(), 1);
+  std::error_code ignored;
+  if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
 }
 
 }  // namespace lx::test
