@@ -11,30 +11,24 @@
 #include <filesystem>
 #include <thread>
 
+#include "support/SecureItemDictionaries.h"
 #include "support/TestSupport.h"
 
 namespace lx {
 namespace {
 
+using test::genericItem;
+using test::with;
+
 namespace fs = std::filesystem;
 
-Dictionary generic(StringView account) {
-  return Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                    {String(kSecAttrAccount), Value(account)},
-                    {String(kSecAttrService), Value(u"svc")}};
-}
-
-Dictionary with(Dictionary base, StringView key, Value value) {
-  base.set(key, std::move(value));
-  return base;
-}
-
 OSStatus addSecret(SecureItemStore& store, StringView account, std::string_view secret) {
-  return store.add(with(generic(account), kSecValueData, Value(dataFromBytes(secret))), nullptr);
+  return store.add(with(genericItem(account), kSecValueData, Value(dataFromBytes(secret))),
+                   nullptr);
 }
 
 OSStatus readSecret(SecureItemStore& store, StringView account, Value* secret) {
-  return store.copyMatching(with(generic(account), kSecReturnData, true), secret);
+  return store.copyMatching(with(genericItem(account), kSecReturnData, true), secret);
 }
 
 unsigned modeOf(const fs::path& path) {
@@ -141,7 +135,7 @@ TEST_F(EmbeddedSecureItemStoreTest, KeyFileFaults) {
     }
     if (c.readStatus == errSecDecode) {
       // Attributes stay readable: only the secret is sealed.
-      EXPECT_EQ(store->copyMatching(with(generic(u"ann"), kSecReturnAttributes, true), &secret),
+      EXPECT_EQ(store->copyMatching(with(genericItem(u"ann"), kSecReturnAttributes, true), &secret),
                 errSecSuccess);
     }
   }
@@ -191,7 +185,7 @@ TEST_F(EmbeddedSecureItemStoreTest, ReadOnlyDatabaseStillReads) {
     const bool reads = readSecret(*store, u"ann", &secret) == errSecSuccess &&
                        secret == Value(dataFromBytes("pw"));
     const bool refusesWrites = addSecret(*store, u"bob", "pw") == errSecReadOnly &&
-                               store->remove(generic(u"ann")) == errSecReadOnly;
+                               store->remove(genericItem(u"ann")) == errSecReadOnly;
     ::_exit(reads ? (refusesWrites ? 0 : 2) : 1);
   }
   int status = 0;
@@ -204,7 +198,7 @@ TEST_F(EmbeddedSecureItemStoreTest, ReadOnlyDatabaseStillReads) {
 // remove, then add. Returns false on any status other than the expected ones.
 bool replaceRepeatedly(SecureItemStore& store, int rounds) {
   for (int i = 0; i < rounds; ++i) {
-    const OSStatus removed = store.remove(generic(u"shared"));
+    const OSStatus removed = store.remove(genericItem(u"shared"));
     const OSStatus added = addSecret(store, u"shared", "round" + std::to_string(i));
     if (removed != errSecSuccess && removed != errSecItemNotFound) return false;
     if (added != errSecSuccess && added != errSecDuplicateItem) return false;
@@ -214,7 +208,7 @@ bool replaceRepeatedly(SecureItemStore& store, int rounds) {
 
 void expectExactlyOneItem(SecureItemStore& store) {
   Value all;
-  ASSERT_EQ(store.copyMatching(with(with(generic(u"shared"), kSecMatchLimit, kSecMatchLimitAll),
+  ASSERT_EQ(store.copyMatching(with(with(genericItem(u"shared"), kSecMatchLimit, kSecMatchLimitAll),
                                     kSecReturnData, true),
                                &all),
             errSecSuccess);
@@ -225,8 +219,8 @@ void expectExactlyOneItem(SecureItemStore& store) {
 TEST_F(EmbeddedSecureItemStoreTest, TwoThreadsSettingOneItem) {
   auto store = open();
   bool ok[2] = {};
-  std::thread a([&] { ok[0] = replaceRepeatedly(*store, 100); });
-  std::thread b([&] { ok[1] = replaceRepeatedly(*store, 100); });
+  std::thread a([&] { ok[0] = replaceRepeatedly(*store, 50); });
+  std::thread b([&] { ok[1] = replaceRepeatedly(*store, 50); });
   a.join();
   b.join();
   EXPECT_TRUE(ok[0]);
@@ -240,10 +234,10 @@ TEST_F(EmbeddedSecureItemStoreTest, TwoProcessesSettingOneItem) {
   ASSERT_GE(child, 0);
   if (child == 0) {
     auto store = open();
-    ::_exit(replaceRepeatedly(*store, 100) ? 0 : 1);
+    ::_exit(replaceRepeatedly(*store, 50) ? 0 : 1);
   }
   auto store = open();
-  EXPECT_TRUE(replaceRepeatedly(*store, 100));
+  EXPECT_TRUE(replaceRepeatedly(*store, 50));
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/SecureItemDictionaries.h"
 #if VANTOR_HAVE_LIBSECRET
 #include "support/SecretServiceSession.h"
 #endif
@@ -14,16 +15,8 @@
 namespace lx {
 namespace {
 
-Dictionary generic(StringView account) {
-  return Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                    {String(kSecAttrAccount), Value(account)},
-                    {String(kSecAttrService), Value(u"svc")}};
-}
-
-Dictionary with(Dictionary base, StringView key, Value value) {
-  base.set(key, std::move(value));
-  return base;
-}
+using test::genericItem;
+using test::with;
 
 class SecretServiceSecureItemStoreTest : public testing::Test {
  protected:
@@ -34,7 +27,7 @@ class SecretServiceSecureItemStoreTest : public testing::Test {
     store_ = SecretServiceSecureItemStore::open();
     ASSERT_TRUE(store_);
     ASSERT_EQ(
-        store_->add(with(generic(u"ann"), kSecValueData, Value(dataFromBytes("pw"))), nullptr),
+        store_->add(with(genericItem(u"ann"), kSecValueData, Value(dataFromBytes("pw"))), nullptr),
         errSecSuccess);
   }
   test::SecretServiceSession& session_ = test::SecretServiceSession::shared();
@@ -44,13 +37,15 @@ class SecretServiceSecureItemStoreTest : public testing::Test {
 TEST_F(SecretServiceSecureItemStoreTest, ALockedCollectionIsNeverUnlockedByPrompting) {
   ASSERT_TRUE(session_.lockDefaultCollection());
   Value result;
-  EXPECT_EQ(store_->copyMatching(with(generic(u"ann"), kSecReturnData, true), &result),
+  EXPECT_EQ(store_->copyMatching(with(genericItem(u"ann"), kSecReturnData, true), &result),
             errSecInteractionNotAllowed);
-  EXPECT_EQ(store_->add(with(generic(u"bob"), kSecValueData, Value(dataFromBytes("pw"))), nullptr),
-            errSecInteractionNotAllowed);
-  EXPECT_EQ(store_->update(generic(u"ann"), Dictionary{{String(kSecValueData), Value(Data{1})}}),
-            errSecInteractionNotAllowed);
-  EXPECT_EQ(store_->remove(generic(u"ann")), errSecInteractionNotAllowed);
+  EXPECT_EQ(
+      store_->add(with(genericItem(u"bob"), kSecValueData, Value(dataFromBytes("pw"))), nullptr),
+      errSecInteractionNotAllowed);
+  EXPECT_EQ(
+      store_->update(genericItem(u"ann"), Dictionary{{String(kSecValueData), Value(Data{1})}}),
+      errSecInteractionNotAllowed);
+  EXPECT_EQ(store_->remove(genericItem(u"ann")), errSecInteractionNotAllowed);
 }
 
 TEST_F(SecretServiceSecureItemStoreTest, ADaemonThatGoesAwayIsAnErrorNotACrash) {
@@ -58,19 +53,21 @@ TEST_F(SecretServiceSecureItemStoreTest, ADaemonThatGoesAwayIsAnErrorNotACrash) 
   // The bus may start a fresh daemon, whose keyring is locked: either way a
   // documented status comes back and nothing is written.
   Value result;
-  const OSStatus read = store_->copyMatching(with(generic(u"ann"), kSecReturnData, true), &result);
+  const OSStatus read =
+      store_->copyMatching(with(genericItem(u"ann"), kSecReturnData, true), &result);
   EXPECT_TRUE(read == errSecNotAvailable || read == errSecInteractionNotAllowed ||
               read == errSecItemNotFound)
       << read;
   const OSStatus added =
-      store_->add(with(generic(u"bob"), kSecValueData, Value(dataFromBytes("pw"))), nullptr);
+      store_->add(with(genericItem(u"bob"), kSecValueData, Value(dataFromBytes("pw"))), nullptr);
   EXPECT_TRUE(added == errSecNotAvailable || added == errSecInteractionNotAllowed) << added;
 }
 
 TEST_F(SecretServiceSecureItemStoreTest, ItemsKeepOurReferenceAndOnlyOurItemsCount) {
   Value reference;
-  ASSERT_EQ(store_->copyMatching(with(generic(u"ann"), kSecReturnPersistentRef, true), &reference),
-            errSecSuccess);
+  ASSERT_EQ(
+      store_->copyMatching(with(genericItem(u"ann"), kSecReturnPersistentRef, true), &reference),
+      errSecSuccess);
   ASSERT_TRUE(reference.isData());
   EXPECT_EQ(reference.asData()->size(), SecureItemStore::kReferenceSize);
   // An item another program stored under our schema's name and key, but
@@ -79,14 +76,14 @@ TEST_F(SecretServiceSecureItemStoreTest, ItemsKeepOurReferenceAndOnlyOurItemsCou
                         "org.vantorcore.GenericPassword acct ann svce svc sync 0 origin other"),
             0);
   Value all;
-  ASSERT_EQ(store_->copyMatching(with(with(generic(u"ann"), kSecMatchLimit, kSecMatchLimitAll),
+  ASSERT_EQ(store_->copyMatching(with(with(genericItem(u"ann"), kSecMatchLimit, kSecMatchLimitAll),
                                       kSecReturnData, true),
                                  &all),
             errSecSuccess);
   ASSERT_EQ(all.asArray()->size(), 1u);
   EXPECT_EQ((*all.asArray())[0], Value(dataFromBytes("pw")));
-  EXPECT_EQ(store_->remove(generic(u"ann")), errSecSuccess);
-  EXPECT_EQ(store_->remove(generic(u"ann")), errSecItemNotFound);
+  EXPECT_EQ(store_->remove(genericItem(u"ann")), errSecSuccess);
+  EXPECT_EQ(store_->remove(genericItem(u"ann")), errSecItemNotFound);
 }
 
 }  // namespace

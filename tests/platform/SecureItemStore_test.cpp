@@ -9,6 +9,7 @@
 #if VANTOR_HAVE_LIBSECRET
 #include "support/SecretServiceSession.h"
 #endif
+#include "support/SecureItemDictionaries.h"
 #include "support/TestSupport.h"
 #include "vantorcore/platform/EmbeddedSecureItemStore.h"
 #include "vantorcore/platform/InMemorySecureItemStore.h"
@@ -17,23 +18,15 @@
 namespace lx {
 namespace {
 
+using test::genericItem;
+using test::with;
+
 using StoreFactory = std::function<std::shared_ptr<SecureItemStore>()>;
 
 struct Backend {
   const char* name;
   StoreFactory make;
 };
-
-Dictionary generic(StringView account, StringView service) {
-  return Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                    {String(kSecAttrAccount), Value(account)},
-                    {String(kSecAttrService), Value(service)}};
-}
-
-Dictionary with(Dictionary base, StringView key, Value value) {
-  base.set(key, std::move(value));
-  return base;
-}
 
 class SecureItemStoreTest : public testing::TestWithParam<Backend> {
  protected:
@@ -55,17 +48,17 @@ class SecureItemStoreTest : public testing::TestWithParam<Backend> {
 };
 
 TEST_P(SecureItemStoreTest, ResultsTakeTheShapeTheReturnKeysAskFor) {
-  const Data reference = add(generic(u"ann", u"mail"), "pw");
+  const Data reference = add(genericItem(u"ann", u"mail"), "pw");
   ASSERT_EQ(reference.size(), SecureItemStore::kReferenceSize);
   Value result;
-  EXPECT_EQ(store_->copyMatching(generic(u"ann", u"mail"), &result), errSecSuccess);
+  EXPECT_EQ(store_->copyMatching(genericItem(u"ann", u"mail"), &result), errSecSuccess);
   EXPECT_TRUE(result.isNull()) << "no return key, no result";
 
-  EXPECT_EQ(store_->copyMatching(with(generic(u"ann", u"mail"), kSecReturnData, true), &result),
+  EXPECT_EQ(store_->copyMatching(with(genericItem(u"ann", u"mail"), kSecReturnData, true), &result),
             errSecSuccess);
   EXPECT_EQ(result, Value(dataFromBytes("pw")));
 
-  const Dictionary both = with(with(generic(u"ann", u"mail"), kSecReturnAttributes, true),
+  const Dictionary both = with(with(genericItem(u"ann", u"mail"), kSecReturnAttributes, true),
                                kSecReturnPersistentRef, true);
   EXPECT_EQ(store_->copyMatching(both, &result), errSecSuccess);
   ASSERT_TRUE(result.isDictionary());
@@ -76,7 +69,7 @@ TEST_P(SecureItemStoreTest, ResultsTakeTheShapeTheReturnKeysAskFor) {
   EXPECT_TRUE(attributes[kSecAttrCreationDate].isDate());
   EXPECT_FALSE(attributes.contains(kSecValueData));
 
-  add(generic(u"bob", u"mail"));
+  add(genericItem(u"bob", u"mail"));
   const Dictionary all = with(with(Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)}},
                                    kSecReturnPersistentRef, true),
                               kSecMatchLimit, kSecMatchLimitAll);
@@ -86,7 +79,7 @@ TEST_P(SecureItemStoreTest, ResultsTakeTheShapeTheReturnKeysAskFor) {
 }
 
 TEST_P(SecureItemStoreTest, MatchLimits) {
-  for (int i = 0; i < 3; ++i) add(generic(fromUTF8("user" + std::to_string(i)), u"svc"));
+  for (int i = 0; i < 3; ++i) add(genericItem(fromUTF8("user" + std::to_string(i)), u"svc"));
   const Dictionary base = with(Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)}},
                                kSecReturnPersistentRef, true);
   struct Case {
@@ -131,32 +124,34 @@ TEST_P(SecureItemStoreTest, SizeLimitsAndBadParameters) {
     Dictionary attributes;
     OSStatus status;
   } cases[] = {
-      {"longest account", generic(longest, u"s"), errSecSuccess},
-      {"account one past", generic(tooLong, u"s"), errSecParam},
-      {"wide account one past", generic(wideTooLong, u"s"), errSecParam},
-      {"largest secret", with(generic(u"big", u"s"), kSecValueData, Value(biggest)), errSecSuccess},
-      {"secret one past", with(generic(u"big2", u"s"), kSecValueData, Value(tooBig)), errSecParam},
+      {"longest account", genericItem(longest, u"s"), errSecSuccess},
+      {"account one past", genericItem(tooLong, u"s"), errSecParam},
+      {"wide account one past", genericItem(wideTooLong, u"s"), errSecParam},
+      {"largest secret", with(genericItem(u"big", u"s"), kSecValueData, Value(biggest)),
+       errSecSuccess},
+      {"secret one past", with(genericItem(u"big2", u"s"), kSecValueData, Value(tooBig)),
+       errSecParam},
       {"longest generic",
-       with(generic(u"g", u"s"), kSecAttrGeneric,
+       with(genericItem(u"g", u"s"), kSecAttrGeneric,
             Value(Data(SecureItemStore::kMaximumAttributeSize))),
        errSecSuccess},
       {"generic one past",
-       with(generic(u"g2", u"s"), kSecAttrGeneric,
+       with(genericItem(u"g2", u"s"), kSecAttrGeneric,
             Value(Data(SecureItemStore::kMaximumAttributeSize + 1))),
        errSecParam},
-      {"empty account and service", generic(u"", u""), errSecSuccess},
+      {"empty account and service", genericItem(u"", u""), errSecSuccess},
       {"no class", Dictionary{{String(kSecAttrAccount), Value(u"a")}}, errSecParam},
-      {"unknown class", with(generic(u"a", u"s"), kSecClass, Value(u"keys")), errSecParam},
-      {"unknown key", with(generic(u"a", u"s"), u"bogus", Value(1)), errSecParam},
-      {"port as string", with(generic(u"a", u"s"), kSecAttrPort, Value(u"80")), errSecParam},
-      {"account as number", with(generic(u"a", u"s"), kSecAttrAccount, Value(5)), errSecParam},
-      {"secret as string", with(generic(u"a", u"s"), kSecValueData, Value(u"pw")), errSecParam},
-      {"creation date set", with(generic(u"a", u"s"), kSecAttrCreationDate, Value(Date())),
+      {"unknown class", with(genericItem(u"a", u"s"), kSecClass, Value(u"keys")), errSecParam},
+      {"unknown key", with(genericItem(u"a", u"s"), u"bogus", Value(1)), errSecParam},
+      {"port as string", with(genericItem(u"a", u"s"), kSecAttrPort, Value(u"80")), errSecParam},
+      {"account as number", with(genericItem(u"a", u"s"), kSecAttrAccount, Value(5)), errSecParam},
+      {"secret as string", with(genericItem(u"a", u"s"), kSecValueData, Value(u"pw")), errSecParam},
+      {"creation date set", with(genericItem(u"a", u"s"), kSecAttrCreationDate, Value(Date())),
        errSecParam},
-      {"match limit in add", with(generic(u"a", u"s"), kSecMatchLimit, Value(kSecMatchLimitAll)),
-       errSecParam},
+      {"match limit in add",
+       with(genericItem(u"a", u"s"), kSecMatchLimit, Value(kSecMatchLimitAll)), errSecParam},
       {"synchronizable any in add",
-       with(generic(u"a", u"s"), kSecAttrSynchronizable, Value(kSecAttrSynchronizableAny)),
+       with(genericItem(u"a", u"s"), kSecAttrSynchronizable, Value(kSecAttrSynchronizableAny)),
        errSecParam},
   };
   for (const Case& c : cases) {
@@ -164,7 +159,7 @@ TEST_P(SecureItemStoreTest, SizeLimitsAndBadParameters) {
     EXPECT_EQ(store_->add(c.attributes, nullptr), c.status);
   }
   Value secret;
-  EXPECT_EQ(store_->copyMatching(with(generic(u"big", u"s"), kSecReturnData, true), &secret),
+  EXPECT_EQ(store_->copyMatching(with(genericItem(u"big", u"s"), kSecReturnData, true), &secret),
             errSecSuccess);
   EXPECT_EQ(secret, Value(biggest));
 }
@@ -175,28 +170,29 @@ TEST_P(SecureItemStoreTest, DuplicatesAreItemsAgreeingOnEveryPrimaryKeyAttribute
                       {String(kSecAttrServer), Value(u"example.org")},
                       {String(kSecAttrPort), Value(443)},
                       {String(kSecAttrProtocol), Value(kSecAttrProtocolHTTPS)}};
-  ASSERT_FALSE(add(generic(u"ann", u"mail")).empty());
+  ASSERT_FALSE(add(genericItem(u"ann", u"mail")).empty());
   ASSERT_FALSE(add(internet).empty());
   struct Case {
     const char* name;
     Dictionary attributes;
     OSStatus status;
   } cases[] = {
-      {"same generic key", generic(u"ann", u"mail"), errSecDuplicateItem},
-      {"same key, other label", with(generic(u"ann", u"mail"), kSecAttrLabel, Value(u"x")),
+      {"same generic key", genericItem(u"ann", u"mail"), errSecDuplicateItem},
+      {"same key, other label", with(genericItem(u"ann", u"mail"), kSecAttrLabel, Value(u"x")),
        errSecDuplicateItem},
-      {"absent account equals empty", generic(u"", u"mail"), errSecSuccess},
-      {"empty account again", generic(u"", u"mail"), errSecDuplicateItem},
-      {"account differs in case", generic(u"Ann", u"mail"), errSecSuccess},
-      {"synchronised twin", with(generic(u"ann", u"mail"), kSecAttrSynchronizable, true),
+      {"absent account equals empty", genericItem(u"", u"mail"), errSecSuccess},
+      {"empty account again", genericItem(u"", u"mail"), errSecDuplicateItem},
+      {"account differs in case", genericItem(u"Ann", u"mail"), errSecSuccess},
+      {"synchronised twin", with(genericItem(u"ann", u"mail"), kSecAttrSynchronizable, true),
        errSecSuccess},
-      {"other access group", with(generic(u"ann", u"mail"), kSecAttrAccessGroup, Value(u"g")),
+      {"other access group", with(genericItem(u"ann", u"mail"), kSecAttrAccessGroup, Value(u"g")),
        errSecSuccess},
       {"same internet key", internet, errSecDuplicateItem},
       {"other port", with(internet, kSecAttrPort, Value(8443)), errSecSuccess},
       {"other path", with(internet, kSecAttrPath, Value(u"/a")), errSecSuccess},
       {"generic key in the other class",
-       with(generic(u"ann", u"mail"), kSecClass, Value(kSecClassInternetPassword)), errSecSuccess},
+       with(genericItem(u"ann", u"mail"), kSecClass, Value(kSecClassInternetPassword)),
+       errSecSuccess},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -207,29 +203,30 @@ TEST_P(SecureItemStoreTest, DuplicatesAreItemsAgreeingOnEveryPrimaryKeyAttribute
 TEST_P(SecureItemStoreTest, NulBytesInAccountsAreKeptAndCompared) {
   const String withNul(u"a\0b", 3);
   const String otherNul(u"a\0c", 3);
-  add(generic(withNul, u"s"), "one");
-  add(generic(otherNul, u"s"), "two");
-  add(generic(u"a", u"s"), "three");
+  add(genericItem(withNul, u"s"), "one");
+  add(genericItem(otherNul, u"s"), "two");
+  add(genericItem(u"a", u"s"), "three");
   struct Case {
     String account;
     const char* secret;
   } cases[] = {{withNul, "one"}, {otherNul, "two"}, {u"a", "three"}};
   for (const Case& c : cases) {
     Value secret;
-    EXPECT_EQ(store_->copyMatching(with(generic(c.account, u"s"), kSecReturnData, true), &secret),
-              errSecSuccess);
+    EXPECT_EQ(
+        store_->copyMatching(with(genericItem(c.account, u"s"), kSecReturnData, true), &secret),
+        errSecSuccess);
     EXPECT_EQ(secret, Value(dataFromBytes(c.secret)));
   }
   Value attributes;
-  ASSERT_EQ(
-      store_->copyMatching(with(generic(withNul, u"s"), kSecReturnAttributes, true), &attributes),
-      errSecSuccess);
+  ASSERT_EQ(store_->copyMatching(with(genericItem(withNul, u"s"), kSecReturnAttributes, true),
+                                 &attributes),
+            errSecSuccess);
   EXPECT_EQ((*attributes.asDictionary())[kSecAttrAccount], Value(withNul));
 }
 
 TEST_P(SecureItemStoreTest, SynchronizableSelection) {
-  add(generic(u"local", u"s"));
-  add(with(generic(u"synced", u"s"), kSecAttrSynchronizable, true));
+  add(genericItem(u"local", u"s"));
+  add(with(genericItem(u"synced", u"s"), kSecAttrSynchronizable, true));
   const Dictionary all = with(with(Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)}},
                                    kSecReturnAttributes, true),
                               kSecMatchLimit, kSecMatchLimitAll);
@@ -252,8 +249,8 @@ TEST_P(SecureItemStoreTest, SynchronizableSelection) {
 }
 
 TEST_P(SecureItemStoreTest, UpdateAndRemove) {
-  const Data first = add(generic(u"ann", u"mail"), "old");
-  add(generic(u"bob", u"mail"));
+  const Data first = add(genericItem(u"ann", u"mail"), "old");
+  add(genericItem(u"bob", u"mail"));
   const Dictionary byReference{{String(kSecValuePersistentRef), Value(first)}};
   struct Case {
     const char* name;
@@ -263,11 +260,11 @@ TEST_P(SecureItemStoreTest, UpdateAndRemove) {
   } cases[] = {
       {"secret by reference", byReference,
        Dictionary{{String(kSecValueData), Value(dataFromBytes("new"))}}, errSecSuccess},
-      {"label by query", generic(u"ann", u"mail"), Dictionary{{String(kSecAttrLabel), Value(u"L")}},
-       errSecSuccess},
+      {"label by query", genericItem(u"ann", u"mail"),
+       Dictionary{{String(kSecAttrLabel), Value(u"L")}}, errSecSuccess},
       {"clash with bob", byReference, Dictionary{{String(kSecAttrAccount), Value(u"bob")}},
        errSecDuplicateItem},
-      {"nothing matches", generic(u"zed", u"mail"),
+      {"nothing matches", genericItem(u"zed", u"mail"),
        Dictionary{{String(kSecAttrLabel), Value(u"L")}}, errSecItemNotFound},
       {"no changes", byReference, Dictionary(), errSecParam},
       {"class change", byReference,
@@ -293,16 +290,16 @@ TEST_P(SecureItemStoreTest, UpdateAndRemove) {
   EXPECT_EQ(store_->copyMatching(byReference, nullptr), errSecItemNotFound);
   EXPECT_EQ(store_->remove(Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)}}),
             errSecSuccess);
-  EXPECT_EQ(store_->copyMatching(generic(u"bob", u"mail"), nullptr), errSecItemNotFound);
+  EXPECT_EQ(store_->copyMatching(genericItem(u"bob", u"mail"), nullptr), errSecItemNotFound);
 }
 
 TEST_P(SecureItemStoreTest, ReferencesAreNeverReused) {
   Data previous;
   for (int round = 0; round < 3; ++round) {
-    const Data reference = add(generic(u"ann", u"mail"));
+    const Data reference = add(genericItem(u"ann", u"mail"));
     EXPECT_NE(reference, previous);
     previous = reference;
-    EXPECT_EQ(store_->remove(generic(u"ann", u"mail")), errSecSuccess);
+    EXPECT_EQ(store_->remove(genericItem(u"ann", u"mail")), errSecSuccess);
   }
 }
 
