@@ -14,6 +14,7 @@ packages=(
   nlohmann-json3-dev
   libfontconfig-dev libspdlog-dev
   libcairo2-dev libxkbcommon-dev fonts-dejavu-core
+  dbus gnome-keyring libsecret-tools libglib2.0-bin openssl
 )
 
 missing=()
