@@ -12,6 +12,7 @@ pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(FONTCONFIG REQUIRED IMPORTED_TARGET fontconfig)
 find_program(MSGFMT_EXECUTABLE msgfmt REQUIRED)
 
@@ -22,6 +23,8 @@ target_link_libraries(vantor_deps INTERFACE
   ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
   simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST PkgConfig::CURL
   PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
+# Opening URLs in other applications and D-Bus activation.
+target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
