@@ -1,11 +1,14 @@
 #include "vantorcore/platform/URLSchemeHandlerRegistration.h"
 
+#include <glib.h>
+
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/FileManager.h"
+#include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/URLOpener.h"
 
 namespace lx {
@@ -71,6 +74,59 @@ bool writeTextFile(const std::string& text, const String& path, ErrorPtr* error)
       DataView(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), path, 0644, error);
 }
 
+String mimeAppsListPath() {
+  const auto configHome = ProcessInfo::environmentValue("XDG_CONFIG_HOME");
+  if (configHome && !configHome->empty()) return *configHome + u"/mimeapps.list";
+  return FileManager::threadSafeManager()->homeDirectoryForCurrentUser() + u"/.config/mimeapps.list";
+}
+
+constexpr const char* kAssociationGroups[] = {"Default Applications", "Added Associations"};
+
+// Adds `desktopID` to the front of the key's list (or takes it out), keeping
+// the other applications listed there.
+void editAssociation(GKeyFile* file, const char* group, const std::string& key,
+                     const std::string& desktopID, bool add) {
+  gsize count = 0;
+  gchar** list = g_key_file_get_string_list(file, group, key.c_str(), &count, nullptr);
+  std::vector<const gchar*> kept;
+  if (add) kept.push_back(desktopID.c_str());
+  for (gsize i = 0; i < count; ++i)
+    if (desktopID != list[i]) kept.push_back(list[i]);
+  if (kept.empty())
+    g_key_file_remove_key(file, group, key.c_str(), nullptr);
+  else
+    g_key_file_set_string_list(file, group, key.c_str(), kept.data(), kept.size());
+  g_strfreev(list);
+}
+
+// GIO finds the handler of a scheme through mimeapps.list (desktop files'
+// MimeType keys only count once a desktop database indexes them), so the
+// association goes there too; for removal, `schemes` empty means every key
+// that names the application.
+bool updateMimeAppsList(const std::string& desktopID, const std::vector<String>& schemes, bool add,
+                        ErrorPtr* error) {
+  const String path = mimeAppsListPath();
+  GKeyFile* file = g_key_file_new();
+  g_key_file_load_from_file(file, toUTF8(path).c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+  for (const char* group : kAssociationGroups) {
+    std::vector<std::string> keys;
+    if (!schemes.empty()) {
+      for (const String& scheme : schemes)
+        keys.push_back("x-scheme-handler/" + toUTF8(lowercaseString(scheme)));
+    } else if (gchar** existing = g_key_file_get_keys(file, group, nullptr, nullptr)) {
+      for (gchar** key = existing; *key; ++key) keys.emplace_back(*key);
+      g_strfreev(existing);
+    }
+    for (const std::string& key : keys) editAssociation(file, group, key, desktopID, add);
+  }
+  gsize length = 0;
+  gchar* data = g_key_file_to_data(file, &length, nullptr);
+  const bool written = writeTextFile(std::string(data, length), path, error);
+  g_free(data);
+  g_key_file_free(file);
+  return written;
+}
+
 }  // namespace
 
 bool isValidApplicationID(StringView applicationID) {
@@ -125,10 +181,12 @@ bool installURLSchemeHandler(const URLSchemeHandler& handler, ErrorPtr* error) {
   const std::string service = "[D-BUS Service]\nName=" + toUTF8(handler.applicationID) +
                               "\nExec=" + commandLine(handler.command) + "\n";
   const std::vector<String> paths = URLSchemeHandlerFilePaths(handler.applicationID);
-  return writeTextFile(desktop, paths[0], error) && writeTextFile(service, paths[1], error);
+  return writeTextFile(desktop, paths[0], error) && writeTextFile(service, paths[1], error) &&
+         updateMimeAppsList(toUTF8(handler.applicationID) + ".desktop", handler.schemes, true, error);
 }
 
 bool removeURLSchemeHandler(StringView applicationID, ErrorPtr* error) {
+  if (!updateMimeAppsList(toUTF8(applicationID) + ".desktop", {}, false, error)) return false;
   for (const String& path : URLSchemeHandlerFilePaths(applicationID)) {
     std::error_code failure;
     std::filesystem::remove(toUTF8(path), failure);

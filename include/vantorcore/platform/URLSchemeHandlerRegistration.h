@@ -3,7 +3,9 @@
 // `DBusActivatable=true` in "$XDG_DATA_HOME/applications", and the D-Bus
 // service file that lets the session bus start it in
 // "$XDG_DATA_HOME/dbus-1/services" (XDG_DATA_HOME defaults to
-// "~/.local/share"). A session bus reads service files when it starts, so
+// "~/.local/share"), and the application as the default handler of each
+// scheme in "$XDG_CONFIG_HOME/mimeapps.list", where GIO looks handlers up
+// (other entries of that file are kept). A session bus reads service files when it starts, so
 // one started before the files exist may not see them.
 #pragma once
 
@@ -39,13 +41,15 @@ String applicationObjectPath(StringView applicationID);
 /// The two file paths of an application ID: desktop file, service file.
 std::vector<String> URLSchemeHandlerFilePaths(StringView applicationID);
 
-/// Writes both files (replacing earlier ones; folders made as needed). False
+/// Writes both files (replacing earlier ones; folders made as needed) and
+/// makes the application the first choice for its schemes. False
 /// with an error in `URLOpenerErrorDomain` (`URLOpenerErrorLaunchFailed`)
 /// for an invalid ID, no scheme or no command, or a file error.
 bool installURLSchemeHandler(const URLSchemeHandler& handler, ErrorPtr* error = nullptr);
 
-/// Removes both files; files already absent are fine. False with a file
-/// error when one cannot be removed.
+/// Removes both files and every mention of the application from
+/// mimeapps.list; files already absent are fine. False with a file error
+/// when one cannot be changed.
 bool removeURLSchemeHandler(StringView applicationID, ErrorPtr* error = nullptr);
 
 }  // namespace lx
