@@ -125,3 +125,18 @@
 #include "vantorcore/files/LXSystemVersion.h"
 #include "vantorcore/files/LXTagManager.h"
 #include "vantorcore/files/LXTypeOverrideFunctions.h"
+
+#include "vantorcore/platform/ApplicationURLReceiver.h"
+#include "vantorcore/platform/GIOURLOpener.h"
+#include "vantorcore/platform/URLOpener.h"
+#include "vantorcore/platform/URLSchemeHandlerRegistration.h"
+
+#include "vantorcore/interapp/Error+LXInterapplication.h"
+#include "vantorcore/interapp/LXInterapplicationCommand.h"
+#include "vantorcore/interapp/LXInterapplicationCoordinator.h"
+#include "vantorcore/interapp/LXInterapplicationReply.h"
+
+#include "vantorcore/xml/LXCSSSelector.h"
+#include "vantorcore/xml/LXXMLDocument.h"
+#include "vantorcore/xml/LXXMLNode.h"
+#include "vantorcore/xml/LXXPathResult.h"

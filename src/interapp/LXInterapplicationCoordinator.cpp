@@ -41,7 +41,8 @@ std::optional<URL> replyURL(const Dictionary& arguments, StringView key,
   if (text.empty()) return std::nullopt;
   std::optional<URLComponents> components = URLComponents::componentsWithString(text);
   if (components && !extra.empty()) {
-    std::vector<URLQueryItem> items = components->queryItems().value_or(std::vector<URLQueryItem>{});
+    std::vector<URLQueryItem> items =
+        components->queryItems().value_or(std::vector<URLQueryItem>{});
     items.insert(items.end(), extra.begin(), extra.end());
     components->setQueryItems(items);
   }
@@ -80,7 +81,8 @@ void LXInterapplicationCoordinator::addCommandWithName(StringView name,
         u"command will be used.",
         key);
   }
-  commands_[key] = LXInterapplicationCommand{target, std::move(selector), nullptr, std::move(options)};
+  commands_[key] =
+      LXInterapplicationCommand{target, std::move(selector), nullptr, std::move(options)};
 }
 
 void LXInterapplicationCoordinator::addCommandWithName(StringView name, Dictionary options,
@@ -128,8 +130,7 @@ bool LXInterapplicationCoordinator::isValidInterapplicationURL(
         allowedURLSchemes_->end())
       return false;
   }
-  if (components->port() || components->user() || components->password() ||
-      components->fragment())
+  if (components->port() || components->user() || components->password() || components->fragment())
     return false;
   const std::optional<String> name = commandNameFromURLComponents(*components);
   if (command) *command = name;
@@ -168,7 +169,8 @@ bool LXInterapplicationCoordinator::invokeResponseURL(const URL& url, ErrorPtr* 
 
 LXInterapplicationReplyHandler LXInterapplicationCoordinator::replyHandlerForArguments(
     const Dictionary& arguments) {
-  return [opener = opener_, arguments](std::int64_t status, const Dictionary& result, const ErrorPtr& error) {
+  return [opener = opener_, arguments](std::int64_t status, const Dictionary& result,
+                                       const ErrorPtr& error) {
     std::optional<URL> url;
     if (status == kStatusCancelled) {
       url = replyURL(arguments, u"x-cancel", {});

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "vantorcore/platform/URLOpener.h"
+#include "platform/URLOpenerErrors.h"
 #include "vantorcore/platform/URLSchemeHandlerRegistration.h"
 
 namespace lx {
@@ -30,17 +30,6 @@ constexpr guint32 kAlreadyOwner = 4;
 GDBusInterfaceInfo* applicationInterface() {
   static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
   return node->interfaces[0];
-}
-
-ErrorPtr receiverError(URLOpenerErrorCode code, const std::string& description) {
-  return Error::make(String(URLOpenerErrorDomain), code,
-                     Dictionary{{String(NSLocalizedDescriptionKey), fromUTF8(description)}});
-}
-
-std::string messageOf(GError* error) {
-  std::string message = error ? error->message : "unknown error";
-  g_clear_error(&error);
-  return message;
 }
 
 }  // namespace
@@ -78,9 +67,8 @@ struct ApplicationURLReceiver::State {
       g_variant_get_child(parameters, 0, "^a&s", &uris);
       for (const gchar** uri = uris; uri && *uri; ++uri) {
         if (state->handlers.openURI)
-          state->queue->async([handler = state->handlers.openURI, text = fromUTF8(*uri)] {
-            handler(text);
-          });
+          state->queue->async(
+              [handler = state->handlers.openURI, text = fromUTF8(*uri)] { handler(text); });
       }
       g_free(uris);
       g_dbus_method_invocation_return_value(invocation, nullptr);
@@ -88,8 +76,9 @@ struct ApplicationURLReceiver::State {
       if (state->handlers.activate) state->queue->async(state->handlers.activate);
       g_dbus_method_invocation_return_value(invocation, nullptr);
     } else {
-      g_dbus_method_invocation_return_dbus_error(
-          invocation, "org.freedesktop.DBus.Error.NotSupported", "This application has no actions.");
+      g_dbus_method_invocation_return_dbus_error(invocation,
+                                                 "org.freedesktop.DBus.Error.NotSupported",
+                                                 "This application has no actions.");
     }
   }
 
@@ -112,19 +101,18 @@ struct ApplicationURLReceiver::State {
       g_free(address);
     }
     if (!connection) {
-      setError(error, receiverError(URLOpenerErrorNoSessionBus,
-                                    "There is no session bus: " + messageOf(failure)));
+      setError(error, URLOpenerError(URLOpenerErrorNoSessionBus,
+                                     "There is no session bus: " + takeGErrorMessage(failure)));
       return false;
     }
     g_dbus_connection_set_exit_on_close(connection, FALSE);
     closedSignal = g_signal_connect(connection, "closed", G_CALLBACK(closed), this);
     static const GDBusInterfaceVTable vtable{methodCall, nullptr, nullptr, {}};
     const std::string path = toUTF8(applicationObjectPath(fromUTF8(applicationID)));
-    registration = g_dbus_connection_register_object(connection, path.c_str(),
-                                                     applicationInterface(), &vtable, this,
-                                                     nullptr, &failure);
+    registration = g_dbus_connection_register_object(
+        connection, path.c_str(), applicationInterface(), &vtable, this, nullptr, &failure);
     if (!registration) {
-      setError(error, receiverError(URLOpenerErrorLaunchFailed, messageOf(failure)));
+      setError(error, URLOpenerError(URLOpenerErrorLaunchFailed, takeGErrorMessage(failure)));
       return false;
     }
     GVariant* reply = g_dbus_connection_call_sync(
@@ -132,15 +120,15 @@ struct ApplicationURLReceiver::State {
         "RequestName", g_variant_new("(su)", applicationID.c_str(), kDoNotQueue),
         G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &failure);
     if (!reply) {
-      setError(error, receiverError(URLOpenerErrorLaunchFailed, messageOf(failure)));
+      setError(error, URLOpenerError(URLOpenerErrorLaunchFailed, takeGErrorMessage(failure)));
       return false;
     }
     guint32 answer = 0;
     g_variant_get(reply, "(u)", &answer);
     g_variant_unref(reply);
     if (answer != kPrimaryOwner && answer != kAlreadyOwner) {
-      setError(error, receiverError(URLOpenerErrorNameTaken,
-                                    "Another process owns the bus name “" + applicationID + "”."));
+      setError(error, URLOpenerError(URLOpenerErrorNameTaken,
+                                     "Another process owns the bus name “" + applicationID + "”."));
       return false;
     }
     return true;
@@ -151,8 +139,9 @@ std::unique_ptr<ApplicationURLReceiver> ApplicationURLReceiver::start(
     StringView applicationID, Handlers handlers, std::shared_ptr<DispatchQueue> queue,
     ErrorPtr* error) {
   if (!isValidApplicationID(applicationID)) {
-    setError(error, receiverError(URLOpenerErrorLaunchFailed,
-                                  "“" + toUTF8(applicationID) + "” is not a valid application ID."));
+    setError(error,
+             URLOpenerError(URLOpenerErrorLaunchFailed,
+                            "“" + toUTF8(applicationID) + "” is not a valid application ID."));
     return nullptr;
   }
   auto state = std::make_unique<State>();

@@ -3,31 +3,18 @@
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
 
+#include "platform/URLOpenerErrors.h"
+
 namespace lx {
-
-namespace {
-
-ErrorPtr openerError(URLOpenerErrorCode code, const std::string& description) {
-  return Error::make(String(URLOpenerErrorDomain), code,
-                     Dictionary{{String(NSLocalizedDescriptionKey), fromUTF8(description)}});
-}
-
-std::string messageOf(GError* error) {
-  std::string message = error ? error->message : "unknown error";
-  g_clear_error(&error);
-  return message;
-}
-
-}  // namespace
 
 bool GIOURLOpener::openURL(const URL& url, ErrorPtr* error) {
   const std::string scheme = toUTF8(lowercaseString(url.scheme().value_or(u"")));
   GAppInfo* application =
       scheme.empty() ? nullptr : g_app_info_get_default_for_uri_scheme(scheme.c_str());
   if (!application) {
-    setError(error, openerError(URLOpenerErrorNoHandler,
-                                "No application is registered for URLs of the scheme “" + scheme +
-                                    "”."));
+    setError(error, URLOpenerError(
+                        URLOpenerErrorNoHandler,
+                        "No application is registered for URLs of the scheme “" + scheme + "”."));
     return false;
   }
   const bool activatable =
@@ -40,10 +27,10 @@ bool GIOURLOpener::openURL(const URL& url, ErrorPtr* error) {
     GError* busError = nullptr;
     bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &busError);
     if (!bus) {
-      setError(error, openerError(URLOpenerErrorNoSessionBus,
-                                  "There is no session bus to reach “" +
-                                      std::string(g_app_info_get_id(application)) +
-                                      "”: " + messageOf(busError)));
+      setError(error, URLOpenerError(URLOpenerErrorNoSessionBus,
+                                     "There is no session bus to reach “" +
+                                         std::string(g_app_info_get_id(application)) +
+                                         "”: " + takeGErrorMessage(busError)));
       g_object_unref(application);
       return false;
     }
@@ -52,9 +39,10 @@ bool GIOURLOpener::openURL(const URL& url, ErrorPtr* error) {
   GError* launchError = nullptr;
   const bool launched = g_app_info_launch_uris(application, &uris, nullptr, &launchError);
   if (!launched) {
-    setError(error, openerError(URLOpenerErrorLaunchFailed,
-                                "“" + std::string(g_app_info_get_id(application)) +
-                                    "” could not be started: " + messageOf(launchError)));
+    setError(error,
+             URLOpenerError(URLOpenerErrorLaunchFailed,
+                            "“" + std::string(g_app_info_get_id(application)) +
+                                "” could not be started: " + takeGErrorMessage(launchError)));
   }
   if (bus) {
     // GIO sends Open without waiting for a reply; make sure it has left

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/URLOpenerErrors.h"
 #include "vantorcore/platform/FileIO.h"
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/ProcessInfo.h"
@@ -23,8 +24,7 @@ bool isElementCharacter(char16_t c) {
 // Double-quoted as both the desktop-entry Exec key and dbus-daemon's service
 // parser understand it: '"', '`', '$' and '\' escaped with a backslash.
 std::string quotedArgument(const std::string& argument) {
-  if (!argument.empty() &&
-      argument.find_first_of(" \t\n\"'\\><~|&;$*?#()`%=") == std::string::npos)
+  if (!argument.empty() && argument.find_first_of(" \t\n\"'\\><~|&;$*?#()`%=") == std::string::npos)
     return argument;
   std::string quoted = "\"";
   for (const char c : argument) {
@@ -62,11 +62,6 @@ std::string singleLine(const String& text) {
   return line;
 }
 
-ErrorPtr registrationError(const std::string& description) {
-  return Error::make(String(URLOpenerErrorDomain), URLOpenerErrorLaunchFailed,
-                     Dictionary{{String(NSLocalizedDescriptionKey), fromUTF8(description)}});
-}
-
 bool writeTextFile(const std::string& text, const String& path, ErrorPtr* error) {
   std::error_code ignored;
   std::filesystem::create_directories(std::filesystem::path(toUTF8(path)).parent_path(), ignored);
@@ -77,7 +72,8 @@ bool writeTextFile(const std::string& text, const String& path, ErrorPtr* error)
 String mimeAppsListPath() {
   const auto configHome = ProcessInfo::environmentValue("XDG_CONFIG_HOME");
   if (configHome && !configHome->empty()) return *configHome + u"/mimeapps.list";
-  return FileManager::threadSafeManager()->homeDirectoryForCurrentUser() + u"/.config/mimeapps.list";
+  return FileManager::threadSafeManager()->homeDirectoryForCurrentUser() +
+         u"/.config/mimeapps.list";
 }
 
 constexpr const char* kAssociationGroups[] = {"Default Applications", "Added Associations"};
@@ -153,36 +149,38 @@ String applicationObjectPath(StringView applicationID) {
 }
 
 std::vector<String> URLSchemeHandlerFilePaths(StringView applicationID) {
-  const String dataHome =
-      FileManager::threadSafeManager()->searchPathsForDirectory(SearchPathDirectory::ApplicationSupport)
-          .front();
+  const String dataHome = FileManager::threadSafeManager()
+                              ->searchPathsForDirectory(SearchPathDirectory::ApplicationSupport)
+                              .front();
   return {dataHome + u"/applications/" + String(applicationID) + u".desktop",
           dataHome + u"/dbus-1/services/" + String(applicationID) + u".service"};
 }
 
 bool installURLSchemeHandler(const URLSchemeHandler& handler, ErrorPtr* error) {
   if (!isValidApplicationID(handler.applicationID)) {
-    setError(error, registrationError("“" + toUTF8(handler.applicationID) +
-                                      "” is not a valid application ID."));
+    setError(error,
+             URLOpenerError(URLOpenerErrorLaunchFailed, "“" + toUTF8(handler.applicationID) +
+                                                            "” is not a valid application ID."));
     return false;
   }
   if (handler.schemes.empty() || handler.command.empty()) {
-    setError(error, registrationError("A URL scheme handler needs a scheme and a command."));
+    setError(error, URLOpenerError(URLOpenerErrorLaunchFailed,
+                                   "A URL scheme handler needs a scheme and a command."));
     return false;
   }
   std::string mimeTypes;
   for (const String& scheme : handler.schemes)
     mimeTypes += "x-scheme-handler/" + toUTF8(lowercaseString(scheme)) + ";";
-  const std::string desktop = "[Desktop Entry]\nType=Application\nName=" +
-                              singleLine(handler.displayName) +
-                              "\nExec=" + desktopExecValue(handler.command) +
-                              "\nMimeType=" + mimeTypes +
-                              "\nDBusActivatable=true\nNoDisplay=true\n";
+  const std::string desktop =
+      "[Desktop Entry]\nType=Application\nName=" + singleLine(handler.displayName) +
+      "\nExec=" + desktopExecValue(handler.command) + "\nMimeType=" + mimeTypes +
+      "\nDBusActivatable=true\nNoDisplay=true\n";
   const std::string service = "[D-BUS Service]\nName=" + toUTF8(handler.applicationID) +
                               "\nExec=" + commandLine(handler.command) + "\n";
   const std::vector<String> paths = URLSchemeHandlerFilePaths(handler.applicationID);
   return writeTextFile(desktop, paths[0], error) && writeTextFile(service, paths[1], error) &&
-         updateMimeAppsList(toUTF8(handler.applicationID) + ".desktop", handler.schemes, true, error);
+         updateMimeAppsList(toUTF8(handler.applicationID) + ".desktop", handler.schemes, true,
+                            error);
 }
 
 bool removeURLSchemeHandler(StringView applicationID, ErrorPtr* error) {

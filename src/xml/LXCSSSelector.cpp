@@ -21,9 +21,8 @@ std::string literal(std::string_view text) {
   std::size_t start = 0;
   while (start <= text.size()) {
     const std::size_t quote = text.find('\'', start);
-    const std::string_view piece = text.substr(start, quote == std::string_view::npos
-                                                          ? std::string_view::npos
-                                                          : quote - start);
+    const std::string_view piece = text.substr(
+        start, quote == std::string_view::npos ? std::string_view::npos : quote - start);
     if (!piece.empty()) result += "'" + std::string(piece) + "',";
     if (quote == std::string_view::npos) break;
     result += "\"'\",";
@@ -36,7 +35,9 @@ std::string literal(std::string_view text) {
 bool isNameStart(unsigned char c) { return std::isalpha(c) || c == '_' || c >= 0x80; }
 bool isNameChar(unsigned char c) { return isNameStart(c) || std::isdigit(c) || c == '-'; }
 char32_t hexDigitValue(char c) {
-  return std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (std::tolower(static_cast<unsigned char>(c)) - 'a' + 10);
+  return std::isdigit(static_cast<unsigned char>(c))
+             ? c - '0'
+             : (std::tolower(static_cast<unsigned char>(c)) - 'a' + 10);
 }
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
 
@@ -84,7 +85,8 @@ std::string attributeNode(std::string_view name) {
 // Every parse function returns false after recording the first failure.
 class Compiler {
  public:
-  Compiler(std::string_view text, bool lowerCaseTypes) : text_(text), lowerCaseTypes_(lowerCaseTypes) {}
+  Compiler(std::string_view text, bool lowerCaseTypes)
+      : text_(text), lowerCaseTypes_(lowerCaseTypes) {}
 
   std::optional<std::string> compile() {
     std::string xpath;
@@ -286,7 +288,8 @@ class Compiler {
     if (op.empty()) {
       condition = node + "=" + v;
     } else if (op == "|") {
-      condition = "(" + node + "=" + v + " or starts-with(" + node + "," + literal(value + "-") + "))";
+      condition =
+          "(" + node + "=" + v + " or starts-with(" + node + "," + literal(value + "-") + "))";
     } else if (value.empty() ||
                (op == "~" && value.find_first_of(" \t\n\r\f") != std::string::npos)) {
       condition = "false()";  // these operators never match an empty or spaced value
@@ -417,17 +420,16 @@ std::optional<std::string> LXXPathForCSSSelector(StringView selector, bool caseI
   Compiler compiler(utf8, caseInsensitiveTypes);
   std::optional<std::string> xpath = compiler.compile();
   if (!xpath) {
-    setError(error, detail::makeXMLError(LXXMLErrorInvalidCSSSelector,
-                                         "Invalid CSS selector “" + utf8 + "”: " +
-                                             compiler.reason() + " at offset " +
-                                             std::to_string(compiler.offset())));
+    setError(error,
+             detail::makeXMLError(LXXMLErrorInvalidCSSSelector,
+                                  "Invalid CSS selector “" + utf8 + "”: " + compiler.reason() +
+                                      " at offset " + std::to_string(compiler.offset())));
   }
   return xpath;
 }
 
 std::optional<std::string> LXCachedXPathForCSSSelector(StringView selector,
-                                                       bool caseInsensitiveTypes,
-                                                       ErrorPtr* error) {
+                                                       bool caseInsensitiveTypes, ErrorPtr* error) {
   static std::mutex mutex;
   static std::unordered_map<String, std::string> cache[2];
   auto& table = cache[caseInsensitiveTypes ? 1 : 0];

@@ -104,14 +104,12 @@ std::optional<LXXMLDocument> parseXML(std::span<const std::uint8_t> data, const 
   }
   if (!doc) {
     if (!guard.refusedName.empty()) {
-      setError(error, detail::makeXMLError(
-                          LXXMLErrorExternalEntity,
-                          "The document declares the external entity “" + guard.refusedName +
-                              "” (“" + guard.refusedSystemID +
-                              "”); external entities are never loaded."));
+      setError(error, detail::makeXMLError(LXXMLErrorExternalEntity,
+                                           "The document declares the external entity “" +
+                                               guard.refusedName + "” (“" + guard.refusedSystemID +
+                                               "”); external entities are never loaded."));
     } else {
-      setError(error,
-               detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
+      setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
     }
   }
   xmlFreeParserCtxt(parser);
@@ -128,10 +126,11 @@ std::optional<LXXMLDocument> parseHTML(std::span<const std::uint8_t> data, const
     return std::nullopt;
   }
   parser->sax->resolveEntity = refuseResolution;
-  htmlDocPtr doc = htmlCtxtReadMemory(parser, reinterpret_cast<const char*>(data.data()),
-                                      static_cast<int>(data.size()), nullptr, encoding,
-                                      kHTMLOptions);
-  if (!doc) setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
+  htmlDocPtr doc =
+      htmlCtxtReadMemory(parser, reinterpret_cast<const char*>(data.data()),
+                         static_cast<int>(data.size()), nullptr, encoding, kHTMLOptions);
+  if (!doc)
+    setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
   htmlFreeParserCtxt(parser);
   if (!doc) return std::nullopt;
   return detail::XMLDocumentStorage::adopt(doc, true);
@@ -153,9 +152,8 @@ std::optional<LXXMLDocument> parseBytes(Parser parser, std::span<const std::uint
 
 std::optional<LXXMLDocument> parseString(Parser parser, StringView text, ErrorPtr* error) {
   const std::string utf8 = toUTF8(text);
-  return parseBytes(parser,
-                    {reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()}, "UTF-8",
-                    error);
+  return parseBytes(parser, {reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()},
+                    "UTF-8", error);
 }
 
 std::optional<LXXMLDocument> parseFile(Parser parser, StringView path, ErrorPtr* error) {
@@ -188,8 +186,8 @@ std::optional<LXXMLDocument> LXXMLDocument::documentWithContentsOfFile(StringVie
   return parseFile(parseXML, path, error);
 }
 
-std::optional<LXXMLDocument> LXXMLDocument::HTMLDocumentWithData(
-    std::span<const std::uint8_t> data, ErrorPtr* error) {
+std::optional<LXXMLDocument> LXXMLDocument::HTMLDocumentWithData(std::span<const std::uint8_t> data,
+                                                                 ErrorPtr* error) {
   return parseBytes(parseHTML, data, nullptr, error);
 }
 

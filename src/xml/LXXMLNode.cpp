@@ -2,8 +2,8 @@
 
 #include <libxml/HTMLtree.h>
 #include <libxml/tree.h>
-#include <libxml/xpath.h>
 #include <libxml/xmlerror.h>
+#include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
 #include <iterator>
@@ -223,8 +223,8 @@ std::optional<LXXPathResult> LXXMLNode::evaluateXPath(StringView expression,
         message.empty())
       message = "The prefix “" + toUTF8(prefix) + "” cannot be bound";
   }
-  xmlXPathObjectPtr object = message.empty() ? xmlXPathEvalExpression(xmlText(utf8), context)
-                                             : nullptr;
+  xmlXPathObjectPtr object =
+      message.empty() ? xmlXPathEvalExpression(xmlText(utf8), context) : nullptr;
   std::optional<LXXPathResult> result;
   if (object) {
     switch (object->type) {
@@ -332,7 +332,8 @@ std::optional<String> LXXMLElement::attributeNamed(StringView localName,
 std::vector<LXXMLElement> LXXMLElement::elementChildren() const {
   std::vector<LXXMLElement> result;
   for (xmlNodePtr child = rawNode()->children; child; child = child->next)
-    if (child->type == XML_ELEMENT_NODE) result.push_back(LXXMLElement(LXXMLNode(storage(), child)));
+    if (child->type == XML_ELEMENT_NODE)
+      result.push_back(LXXMLElement(LXXMLNode(storage(), child)));
   return result;
 }
 

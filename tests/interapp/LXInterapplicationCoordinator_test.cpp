@@ -61,12 +61,12 @@ TEST(InterapplicationURLs, ValidationChecksSchemeAndParts) {
     bool validAnyScheme;
     bool validAppScheme;
   } rows[] = {
-      {"app://go", true, true},        {"APP://go", true, true},
-      {"other://go", true, false},     {"app://go:80", false, false},
-      {"app://u@go", false, false},    {"app://u:p@go", false, false},
-      {"app://:p@go", false, false},   {"app://go#f", false, false},
-      {"app://go#", false, false},     {"app:///", false, false},
-      {"app:/a/b", false, false},      {"app:/unregistered", true, true},
+      {"app://go", true, true},      {"APP://go", true, true},
+      {"other://go", true, false},   {"app://go:80", false, false},
+      {"app://u@go", false, false},  {"app://u:p@go", false, false},
+      {"app://:p@go", false, false}, {"app://go#f", false, false},
+      {"app://go#", false, false},   {"app:///", false, false},
+      {"app:/a/b", false, false},    {"app:/unregistered", true, true},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.url);
@@ -106,7 +106,8 @@ TEST(InterapplicationCommands, LaterRegistrationWinsAndIsReported) {
   std::vector<std::string> ran;
   ScopedLogCapture log;
   coordinator->addCommandWithName(u"Open", {}, [&](auto&&...) { ran.push_back("first"); });
-  coordinator->addCommandWithName(u"open", {{u"k", u"v"}}, [&](auto&&...) { ran.push_back("second"); });
+  coordinator->addCommandWithName(u"open", {{u"k", u"v"}},
+                                  [&](auto&&...) { ran.push_back("second"); });
   EXPECT_EQ(coordinator->commandNames(), std::vector<String>{u"open"});
   EXPECT_TRUE(coordinator->handleInterapplicationURL(url("app://OPEN")));
   EXPECT_EQ(ran, std::vector<std::string>{"second"});
@@ -160,33 +161,61 @@ struct ReplyCase {
 TEST(InterapplicationReplies, OpenTheCallersURLs) {
   const ErrorPtr invalid = lx_interapplicationErrorWithInvalidArgumentName(u"n", u"50% off");
   const ReplyCase rows[] = {
-      {"success", "x-success=client://ok%3Fkeep%3D1", 0, {{u"sum", u"3"}}, nullptr,
+      {"success",
+       "x-success=client://ok%3Fkeep%3D1",
+       0,
+       {{u"sum", u"3"}},
+       nullptr,
        {"client://ok?keep=1&sum=3"}},
-      {"success value encoded once", "x-success=client://ok", 0, {{u"v", u"a b&c=%"}}, nullptr,
+      {"success value encoded once",
+       "x-success=client://ok",
+       0,
+       {{u"v", u"a b&c=%"}},
+       nullptr,
        {"client://ok?v=a%20b%26c%3D%25"}},
-      {"reply URL keeps its escapes", "x-success=client%3A%2F%2Fok%3Ft%3D%2520", 0, {}, nullptr,
+      {"reply URL keeps its escapes",
+       "x-success=client%3A%2F%2Fok%3Ft%3D%2520",
+       0,
+       {},
+       nullptr,
        {"client://ok?t=%20"}},
-      {"error", "x-error=client://err%3Fk%3Dv", 1, {}, invalid,
-       {"client://err?k=v&errorCode=2&errorMessage=Invalid%20Argument:%20%E2%80%9Cn%E2%80%9D%20(50%25%20off)"}},
+      {"error",
+       "x-error=client://err%3Fk%3Dv",
+       1,
+       {},
+       invalid,
+       {"client://"
+        "err?k=v&errorCode=2&errorMessage=Invalid%20Argument:%20%E2%80%9Cn%E2%80%9D%20(50%25%"
+        "20off)"}},
       {"error without reply URL", "x-success=client://ok", 1, {}, invalid, {}},
-      {"cancel", "x-cancel=client://cancelled%3Fwhy%3D%2520", -1, {{u"ignored", u"1"}}, nullptr,
+      {"cancel",
+       "x-cancel=client://cancelled%3Fwhy%3D%2520",
+       -1,
+       {{u"ignored", u"1"}},
+       nullptr,
        {"client://cancelled?why=%20"}},
       {"cancel without reply URL", "x-success=client://ok", -1, {}, nullptr, {}},
       {"empty reply URL", "x-success=", 0, {}, nullptr, {}},
       {"malformed reply URL", "x-success=not%20a%20url", 0, {}, nullptr, {}},
-      {"unknown status", "x-success=client://ok&x-error=client://e&x-cancel=client://c", 2, {},
-       nullptr, {}},
+      {"unknown status",
+       "x-success=client://ok&x-error=client://e&x-cancel=client://c",
+       2,
+       {},
+       nullptr,
+       {}},
   };
   for (const ReplyCase& row : rows) {
     SCOPED_TRACE(row.name);
     auto opener = std::make_shared<test::RecordingURLOpener>();
     auto coordinator = std::make_shared<LXInterapplicationCoordinator>(opener);
-    coordinator->addCommandWithName(u"run", {}, [&](const String&, const Dictionary&,
-                                                    const LXInterapplicationReplyHandler& reply) {
-      reply(row.status, row.result, row.error);
-    });
+    coordinator->addCommandWithName(
+        u"run", {},
+        [&](const String&, const Dictionary&, const LXInterapplicationReplyHandler& reply) {
+          reply(row.status, row.result, row.error);
+        });
     ScopedLogCapture log;
-    EXPECT_TRUE(coordinator->handleInterapplicationURL(url((std::string("app://run?") + row.query).c_str())));
+    EXPECT_TRUE(coordinator->handleInterapplicationURL(
+        url((std::string("app://run?") + row.query).c_str())));
     EXPECT_EQ(opener->opened(), row.opened);
     if (std::string(row.name) == "malformed reply URL") {
       EXPECT_EQ(log.lines().back(), u"Cannot reply to “not a url”: not a URL");

@@ -91,15 +91,15 @@ TEST(ApplicationURLReceiver, ServesOpenAndActivateOnTheBus) {
   const test::ScopedEnvironmentVariable address("DBUS_SESSION_BUS_ADDRESS", bus.address());
   Deliveries deliveries;
   ErrorPtr error;
-  const auto receiver = ApplicationURLReceiver::start(
-      u"org.example.Receiver",
-      {[&](const String& uri) { deliveries.add(toUTF8(uri)); }, [&] { deliveries.add("activate"); },
-       nullptr},
-      DispatchQueue::makeSerial(u"receiver-test"), &error);
+  const auto receiver =
+      ApplicationURLReceiver::start(u"org.example.Receiver",
+                                    {[&](const String& uri) { deliveries.add(toUTF8(uri)); },
+                                     [&] { deliveries.add("activate"); }, nullptr},
+                                    DispatchQueue::makeSerial(u"receiver-test"), &error);
   ASSERT_TRUE(receiver) << toUTF8(error->localizedDescription());
 
-  EXPECT_FALSE(ApplicationURLReceiver::start(u"org.example.Receiver", {}, DispatchQueue::main(),
-                                             &error));
+  EXPECT_FALSE(
+      ApplicationURLReceiver::start(u"org.example.Receiver", {}, DispatchQueue::main(), &error));
   EXPECT_EQ(error->code(), URLOpenerErrorNameTaken);
 
   GDBusConnection* client = g_dbus_connection_new_for_address_sync(
@@ -110,15 +110,15 @@ TEST(ApplicationURLReceiver, ServesOpenAndActivateOnTheBus) {
   ASSERT_TRUE(client);
   const char* uris[] = {"notes://a?x=%20", "notes://b", nullptr};
   std::string errorText;
-  GVariant* reply = callApplication(client, "Open", g_variant_new("(^asa{sv})", uris, nullptr),
-                                    &errorText);
+  GVariant* reply =
+      callApplication(client, "Open", g_variant_new("(^asa{sv})", uris, nullptr), &errorText);
   ASSERT_TRUE(reply) << errorText;
   g_variant_unref(reply);
   reply = callApplication(client, "Activate", g_variant_new("(a{sv})", nullptr), &errorText);
   ASSERT_TRUE(reply) << errorText;
   g_variant_unref(reply);
-  EXPECT_FALSE(callApplication(client, "ActivateAction", g_variant_new("(sava{sv})", "x", nullptr, nullptr),
-                               &errorText));
+  EXPECT_FALSE(callApplication(client, "ActivateAction",
+                               g_variant_new("(sava{sv})", "x", nullptr, nullptr), &errorText));
   EXPECT_NE(errorText.find("no actions"), std::string::npos) << errorText;
   EXPECT_EQ(deliveries.waitFor(3),
             (std::vector<std::string>{"notes://a?x=%20", "notes://b", "activate"}));

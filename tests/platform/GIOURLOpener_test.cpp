@@ -15,8 +15,8 @@ TEST(GIOURLOpener, ExplainsWhyAURLCannotBeOpened) {
   const test::ScopedEnvironmentVariable dataDirs("XDG_DATA_DIRS", (folder / "none").string());
   const test::ScopedEnvironmentVariable bus("DBUS_SESSION_BUS_ADDRESS",
                                             "unix:path=" + (folder / "no-bus").string());
-  ASSERT_TRUE(installURLSchemeHandler(
-      {u"org.example.Opened", u"Opened", {u"opened"}, {u"/bin/true"}}));
+  ASSERT_TRUE(
+      installURLSchemeHandler({u"org.example.Opened", u"Opened", {u"opened"}, {u"/bin/true"}}));
   const struct {
     const char16_t* url;
     URLOpenerErrorCode code;

@@ -68,7 +68,8 @@ TEST_F(URLSchemeHandlerFiles, InstallQuotesTheCommandAndRemoveKeepsOthers) {
   EXPECT_NE(installed.find("x-scheme-handler/notes=org.example.Notes.desktop;other.App.desktop;"),
             std::string::npos)
       << installed;
-  EXPECT_NE(installed.find("x-scheme-handler/notes-x=org.example.Notes.desktop;"), std::string::npos);
+  EXPECT_NE(installed.find("x-scheme-handler/notes-x=org.example.Notes.desktop;"),
+            std::string::npos);
 
   ASSERT_TRUE(removeURLSchemeHandler(u"org.example.Notes", &error));
   ASSERT_TRUE(removeURLSchemeHandler(u"org.example.Notes", &error));  // nothing left is fine

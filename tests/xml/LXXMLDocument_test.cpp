@@ -98,8 +98,7 @@ TEST(XMLParsing, NeverReadsExternalEntities) {
       {"<!DOCTYPE r [<!ENTITY % p SYSTEM \"" + url + "\"> %p;]><r/>", LXXMLErrorExternalEntity},
       {"<!DOCTYPE r [<!ENTITY x PUBLIC \"-//X\" \"http://127.0.0.1:9/x\">]><r>&x;</r>",
        LXXMLErrorExternalEntity},
-      {"<!DOCTYPE r [<!ENTITY u SYSTEM \"" + url + "\" NDATA png>]><r/>",
-       LXXMLErrorExternalEntity},
+      {"<!DOCTYPE r [<!ENTITY u SYSTEM \"" + url + "\" NDATA png>]><r/>", LXXMLErrorExternalEntity},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);

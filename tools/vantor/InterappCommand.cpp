@@ -112,12 +112,12 @@ std::optional<Options> parseArguments(vantor::Arguments args, std::string* probl
 
 int install(const Options& options) {
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-  lx::URLSchemeHandler handler{lx::fromUTF8(options.applicationID),
-                               lx::fromUTF8("vantor interapp (" + options.scheme + ")"),
-                               {lx::fromUTF8(options.scheme)},
-                               {lx::fromUTF8(self), u"interapp", u"serve", u"--scheme",
-                                lx::fromUTF8(options.scheme), u"--id",
-                                lx::fromUTF8(options.applicationID)}};
+  lx::URLSchemeHandler handler{
+      lx::fromUTF8(options.applicationID),
+      lx::fromUTF8("vantor interapp (" + options.scheme + ")"),
+      {lx::fromUTF8(options.scheme)},
+      {lx::fromUTF8(self), u"interapp", u"serve", u"--scheme", lx::fromUTF8(options.scheme),
+       u"--id", lx::fromUTF8(options.applicationID)}};
   lx::ErrorPtr error;
   if (!lx::installURLSchemeHandler(handler, &error))
     return vantor::fail("interapp", lx::toUTF8(error->localizedDescription()));
@@ -145,16 +145,19 @@ void addHostCommands(lx::LXInterapplicationCoordinator& coordinator) {
   using lx::LXInterapplicationReplyHandler;
   using lx::String;
   coordinator.addCommandWithName(
-      u"echo", {}, [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
+      u"echo", {},
+      [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
         reply(0, withoutReplyURLs(arguments), nullptr);
       });
   coordinator.addCommandWithName(
-      u"sum", {}, [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
+      u"sum", {},
+      [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
         double total = 0;
         for (const auto& [key, value] : withoutReplyURLs(arguments)) {
           const auto number = seconds(lx::toUTF8(lx::stringOr(&value)));
           if (!number) {
-            reply(1, {}, lx::lx_interapplicationErrorWithInvalidArgumentName(key.str(), u"not a number"));
+            reply(1, {},
+                  lx::lx_interapplicationErrorWithInvalidArgumentName(key.str(), u"not a number"));
             return;
           }
           total += *number;
@@ -164,7 +167,8 @@ void addHostCommands(lx::LXInterapplicationCoordinator& coordinator) {
         reply(0, {{u"sum", lx::fromUTF8(text)}}, nullptr);
       });
   coordinator.addCommandWithName(
-      u"fail", {}, [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
+      u"fail", {},
+      [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
         const lx::Value* reason = arguments.find(u"reason");
         reply(1, {},
               lx::lx_interapplicationErrorWithInvalidArgumentName(
@@ -172,8 +176,10 @@ void addHostCommands(lx::LXInterapplicationCoordinator& coordinator) {
                   reason ? std::optional<lx::StringView>(*reason->asString()) : std::nullopt));
       });
   coordinator.addCommandWithName(
-      u"slow", {}, [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
-        const double delay = seconds(lx::toUTF8(lx::stringOr(arguments.find(u"seconds")))).value_or(1);
+      u"slow", {},
+      [](const String&, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply) {
+        const double delay =
+            seconds(lx::toUTF8(lx::stringOr(arguments.find(u"seconds")))).value_or(1);
         lx::Timer::scheduled(delay, false, [reply](lx::Timer&) { reply(-1, {}, nullptr); });
       });
   coordinator.addCommandWithName(u"quit", {}, [](auto&&...) { std::_Exit(0); });
@@ -196,7 +202,7 @@ int serve(const Options& options) {
       return;
     }
     if (!coordinator->handleInterapplicationURL(*url)) {
-      coordinator->replyHandlerForArguments(*arguments)(
+      coordinator->replyHandlerForArguments (*arguments)(
           1, {}, lx::lx_interapplicationErrorWithInvalidArgumentName(*command, u"no such command"));
     }
   };
@@ -208,7 +214,8 @@ int serve(const Options& options) {
   if (!receiver) return vantor::fail("interapp", lx::toUTF8(error->localizedDescription()));
   const auto idleCheck = lx::Timer::scheduled(0.25, true, [&](lx::Timer&) {
     if (options.idleExit > 0 &&
-        lx::Date::now().timeIntervalSince1970() - lastActivity.timeIntervalSince1970() > options.idleExit)
+        lx::Date::now().timeIntervalSince1970() - lastActivity.timeIntervalSince1970() >
+            options.idleExit)
       lx::RunLoop::main()->stop();
   });
   lx::RunLoop::main()->run();
@@ -220,21 +227,22 @@ int serve(const Options& options) {
 int call(const Options& options) {
   std::optional<std::string> reply;
   lx::ErrorPtr error;
-  const auto receiver = lx::ApplicationURLReceiver::start(
-      lx::fromUTF8(options.applicationID),
-      {[&](const lx::String& uri) {
-         if (!reply) reply = lx::toUTF8(uri);
-         lx::RunLoop::main()->stop();
-       },
-       nullptr, [] { lx::RunLoop::main()->stop(); }},
-      lx::DispatchQueue::main(), &error);
+  const auto receiver =
+      lx::ApplicationURLReceiver::start(lx::fromUTF8(options.applicationID),
+                                        {[&](const lx::String& uri) {
+                                           if (!reply) reply = lx::toUTF8(uri);
+                                           lx::RunLoop::main()->stop();
+                                         },
+                                         nullptr, [] { lx::RunLoop::main()->stop(); }},
+                                        lx::DispatchQueue::main(), &error);
   if (!receiver) return vantor::fail("interapp", lx::toUTF8(error->localizedDescription()));
   const auto url = lx::URL::URLWithString(lx::fromUTF8(options.url));
-  if (!url || !url->scheme()) return vantor::fail("interapp", "not an absolute URL: " + options.url);
+  if (!url || !url->scheme())
+    return vantor::fail("interapp", "not an absolute URL: " + options.url);
   if (!lx::GIOURLOpener().openURL(*url, &error))
     return vantor::fail("interapp", lx::toUTF8(error->localizedDescription()));
-  const auto timeout = lx::Timer::scheduled(options.timeout, false,
-                                            [](lx::Timer&) { lx::RunLoop::main()->stop(); });
+  const auto timeout =
+      lx::Timer::scheduled(options.timeout, false, [](lx::Timer&) { lx::RunLoop::main()->stop(); });
   lx::RunLoop::main()->run();
   timeout->invalidate();
   if (!reply) {

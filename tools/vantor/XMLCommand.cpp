@@ -33,7 +33,8 @@ struct Options {
 };
 
 bool endsWith(const std::string& text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+  return text.size() >= suffix.size() &&
+         text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
 std::optional<Options> parseArguments(vantor::Arguments args, std::string* problem) {
@@ -97,7 +98,8 @@ int run(vantor::Arguments args) {
   if (options->mode == "css") {
     const auto elements = document->elementsForCSSSelector(query, &error);
     if (!elements) return vantor::fail("xml", lx::toUTF8(error->localizedDescription()));
-    for (const lx::LXXMLElement& element : *elements) output += lx::toUTF8(element.XMLString()) + "\n";
+    for (const lx::LXXMLElement& element : *elements)
+      output += lx::toUTF8(element.XMLString()) + "\n";
   } else {
     const auto result = document->evaluateXPath(query, options->namespaces, &error);
     if (!result) return vantor::fail("xml", lx::toUTF8(error->localizedDescription()));

@@ -15,8 +15,9 @@ namespace lx {
 
 /// A command's closure: the lower-cased command name, the arguments from the
 /// URL's query, and the reply closure.
-using LXInterapplicationCommandHandler = std::function<void(
-    const String& command, const Dictionary& arguments, const LXInterapplicationReplyHandler& reply)>;
+using LXInterapplicationCommandHandler =
+    std::function<void(const String& command, const Dictionary& arguments,
+                       const LXInterapplicationReplyHandler& reply)>;
 
 class LXInterapplicationCommand {
  public:
