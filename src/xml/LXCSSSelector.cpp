@@ -130,38 +130,61 @@ class Compiler {
     return pos_ != start;
   }
 
-  bool parseSelector(std::string& xpath) {
+  // One compound selector: an XPath node test and the conditions on it.
+  struct Compound {
+    std::string nodeTest = "*";
     std::string conditions;
-    if (!parseCompound(conditions)) return false;
-    xpath = "descendant::*" + predicate(conditions);
-    for (;;) {
-      const bool spaced = skipSpace();
-      std::string step;
-      if (consume('>')) {
-        step = "/*";
-      } else if (consume('+')) {
-        step = "/following-sibling::*[1]";
-      } else if (consume('~')) {
-        step = "/following-sibling::*";
-      } else if (spaced && !atEnd() && peek() != ',') {
-        step = "/descendant::*";
-      } else {
-        return true;
-      }
-      skipSpace();
-      if (!parseCompound(conditions)) return false;
-      xpath += step + predicate(conditions);
-    }
-  }
+  };
 
   static std::string predicate(const std::string& conditions) {
     return conditions.empty() ? std::string() : "[" + conditions + "]";
   }
 
-  // A type selector and its qualifiers, as one XPath condition ("" matches
-  // every element).
-  bool parseCompound(std::string& conditions) {
-    conditions.clear();
+  static std::string joined(const std::string& a, const std::string& b) {
+    return a.empty() ? b : b.empty() ? a : a + " and " + b;
+  }
+
+  // The node test as a condition, for places that cannot take a name test.
+  static std::string selfCondition(const Compound& compound) {
+    return compound.nodeTest == "*" ? std::string() : "self::" + compound.nodeTest;
+  }
+
+  bool parseSelector(std::string& xpath) {
+    Compound compound;
+    if (!parseCompound(compound)) return false;
+    xpath = "descendant::" + compound.nodeTest + predicate(compound.conditions);
+    for (;;) {
+      const bool spaced = skipSpace();
+      std::string axis;
+      bool adjacent = false;
+      if (consume('>')) {
+        axis = "/";
+      } else if (consume('+')) {
+        adjacent = true;
+      } else if (consume('~')) {
+        axis = "/following-sibling::";
+      } else if (spaced && !atEnd() && peek() != ',') {
+        axis = "/descendant::";
+      } else {
+        return true;
+      }
+      skipSpace();
+      if (!parseCompound(compound)) return false;
+      if (adjacent) {
+        // The nearest following sibling first, whatever it is, then the test.
+        xpath += "/following-sibling::*[1]" +
+                 predicate(joined(selfCondition(compound), compound.conditions));
+      } else {
+        xpath += axis + compound.nodeTest + predicate(compound.conditions);
+      }
+    }
+  }
+
+  // A type selector and its qualifiers. HTML names (lower-cased, no
+  // namespace) become name tests, which libxml2 evaluates far faster than a
+  // local-name() comparison; XML names match by local name.
+  bool parseCompound(Compound& compound) {
+    compound = Compound();
     std::vector<std::string> parts;
     bool any = false;
     if (consume('*')) {
@@ -169,9 +192,14 @@ class Compiler {
     } else if (startsName()) {
       std::string type;
       if (!parseName(type)) return false;
-      if (lowerCaseTypes_)
+      if (lowerCaseTypes_) {
         for (char& c : type) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-      parts.push_back("local-name()=" + literal(type));
+      }
+      if (lowerCaseTypes_ && isPlainXPathName(type)) {
+        compound.nodeTest = type;
+      } else {
+        parts.push_back("local-name()=" + literal(type));
+      }
       any = true;
     }
     if (peek() == '|') return fail("Namespace prefixes are not supported");
@@ -196,7 +224,7 @@ class Compiler {
       any = true;
     }
     if (!any) return fail(atEnd() ? "Expected a selector at the end" : "Expected a selector");
-    for (const std::string& part : parts) conditions += (conditions.empty() ? "" : " and ") + part;
+    for (const std::string& part : parts) compound.conditions = joined(compound.conditions, part);
     return true;
   }
 
@@ -328,11 +356,12 @@ class Compiler {
       condition = nthCondition("(count(" + axis + "::*)+1)", a, b);
     } else if (name == "not" && consume('(')) {
       skipSpace();
-      std::string inner;
+      Compound inner;
       if (!parseCompound(inner)) return false;
       skipSpace();
       if (!consume(')')) return fail("Expected “)” after the :not() argument");
-      condition = inner.empty() ? "false()" : "not(" + inner + ")";
+      const std::string matched = joined(selfCondition(inner), inner.conditions);
+      condition = matched.empty() ? "false()" : "not(" + matched + ")";
     } else {
       return fail("Unsupported pseudo-class “:" + name + "”");
     }

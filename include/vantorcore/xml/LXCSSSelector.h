@@ -8,8 +8,8 @@
 // ":nth-child(an+b)", ":nth-last-child(an+b)" (also "odd" and "even") and
 // ":not(compound)"; selector lists with ",". Names are identifiers with CSS
 // escapes. Names match by local name, so a document with a default namespace
-// needs no prefixes. Namespace prefixes ("svg|rect"), pseudo-elements and
-// other pseudo-classes are refused with a clear reason.
+// needs no prefixes (in HTML, which has no namespaces, they are name tests). Namespace prefixes
+// ("svg|rect"), pseudo-elements and other pseudo-classes are refused with a clear reason.
 //
 //   'div > p.note'  => descendant::*[local-name()='div']/*[local-name()='p' and
 //                      contains(concat(' ',normalize-space(@class),' '),' note ')]

@@ -157,3 +157,7 @@ class LXXMLElement : public LXXMLNode {
 };
 
 }  // namespace lx
+
+// The result type of evaluateXPath, which itself holds nodes, so it comes
+// after them.
+#include "vantorcore/xml/LXXPathResult.h"  // IWYU pragma: export
