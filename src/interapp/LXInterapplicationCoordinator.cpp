@@ -47,6 +47,7 @@ std::optional<URL> replyURL(const Dictionary& arguments, StringView key,
     components->setQueryItems(items);
   }
   std::optional<URL> url = components ? components->URL() : std::nullopt;
+  if (url && !url->scheme()) url.reset();  // a relative reference names no application
   if (!url) logFormat(u"Cannot reply to “%@”: not a URL", text);
   return url;
 }

@@ -12,9 +12,32 @@ namespace lx {
 
 namespace {
 
+// The text with every character that XML (and so XPath) cannot hold, the
+// C0 controls but tab, line feed and carriage return, U+FFFE and U+FFFF,
+// replaced by U+FFFD: no document holds them, so nothing matches either way.
+std::string xmlCharactersOnly(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    const bool control = c < 0x20 && c != '\t' && c != '\n' && c != '\r';
+    const bool nonCharacter = c == 0xEF && i + 2 < text.size() && text[i + 1] == '\xBF' &&
+                              (text[i + 2] == '\xBE' || text[i + 2] == '\xBF');
+    if (control || nonCharacter) {
+      result += "\xEF\xBF\xBD";
+      if (nonCharacter) i += 2;
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
 // An XPath 1.0 string literal; XPath has no escapes, so text holding both
 // kinds of quote is built with concat().
-std::string literal(std::string_view text) {
+std::string literal(std::string_view raw) {
+  const std::string safe = xmlCharactersOnly(raw);
+  const std::string_view text = safe;
   if (text.find('\'') == std::string_view::npos) return "'" + std::string(text) + "'";
   if (text.find('"') == std::string_view::npos) return "\"" + std::string(text) + "\"";
   std::string result = "concat(";

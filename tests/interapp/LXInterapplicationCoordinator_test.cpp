@@ -197,6 +197,7 @@ TEST(InterapplicationReplies, OpenTheCallersURLs) {
       {"cancel without reply URL", "x-success=client://ok", -1, {}, nullptr, {}},
       {"empty reply URL", "x-success=", 0, {}, nullptr, {}},
       {"malformed reply URL", "x-success=not%20a%20url", 0, {}, nullptr, {}},
+      {"relative reply URL", "x-success=ok%3Fq%3D1", 0, {}, nullptr, {}},
       {"unknown status",
        "x-success=client://ok&x-error=client://e&x-cancel=client://c",
        2,

@@ -136,6 +136,18 @@ TEST(CSSSelectorQueries, QueryBelowAnElementOnly) {
   EXPECT_TRUE(menu->front().elementsForCSSSelector(u"ul")->empty());
 }
 
+TEST(CSSSelectorQueries, CharactersXMLCannotHoldMatchNothing) {
+  const LXXMLDocument page = test::sampleDocument("page.xhtml");
+  for (const char16_t* selector :
+       {u"#\\3 x", u"#\\0", u"a[title='\u0001']", u"a[title=\"\uFFFE\"]", u"[\\d800]"}) {
+    SCOPED_TRACE(toUTF8(selector));
+    ErrorPtr error;
+    const auto elements = page.elementsForCSSSelector(selector, &error);
+    ASSERT_TRUE(elements) << toUTF8(error->localizedDescription());
+    EXPECT_TRUE(elements->empty());
+  }
+}
+
 TEST(CSSSelectorCompiler, RefusesMalformedSelectors) {
   const struct {
     const char16_t* selector;

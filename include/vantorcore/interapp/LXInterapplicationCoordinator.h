@@ -101,8 +101,8 @@ class LXInterapplicationCoordinator : public Object {
   /// arguments must be strings" is thrown); 1 opens "x-error" with
   /// "errorCode" and "errorMessage" appended; -1 opens "x-cancel" as it is;
   /// other statuses, and missing or empty reply URLs, send nothing. A reply
-  /// URL that does not parse is logged as "Cannot reply to “<url>”: not a
-  /// URL" and not opened.
+  /// URL that does not parse, or has no scheme, is logged as "Cannot reply to
+  /// “<url>”: not a URL" and not opened.
   [[nodiscard]] LXInterapplicationReplyHandler replyHandlerForArguments(
       const Dictionary& arguments);
 
