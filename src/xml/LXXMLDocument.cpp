@@ -5,6 +5,13 @@
 #include <libxml/parserInternals.h>
 #include <libxml/xpath.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <mutex>
 
 #include "vantorcore/platform/FileIO.h"
@@ -81,8 +88,37 @@ std::string lastErrorText(xmlParserCtxtPtr parser) {
   return "Line " + std::to_string(last->line) + ": " + message;
 }
 
-std::optional<LXXMLDocument> parseXML(std::span<const std::uint8_t> data, const char* encoding,
-                                      ErrorPtr* error) {
+// Where a parser pulls its bytes from, a chunk at a time: libxml2 would copy
+// a whole in-memory document into a buffer of its own first, and a file need
+// never be held whole.
+struct ByteSource {
+  xmlInputReadCallback read;
+  void* context;
+};
+
+struct MemoryCursor {
+  const std::uint8_t* next;
+  std::size_t left;
+};
+
+int readMemory(void* context, char* buffer, int length) {
+  auto* cursor = static_cast<MemoryCursor*>(context);
+  const std::size_t count = std::min(cursor->left, static_cast<std::size_t>(length));
+  std::memcpy(buffer, cursor->next, count);
+  cursor->next += count;
+  cursor->left -= count;
+  return static_cast<int>(count);
+}
+
+int readDescriptor(void* context, char* buffer, int length) {
+  const int fd = *static_cast<int*>(context);
+  for (;;) {
+    const ssize_t count = ::read(fd, buffer, static_cast<std::size_t>(length));
+    if (count >= 0 || errno != EINTR) return static_cast<int>(count);
+  }
+}
+
+std::optional<LXXMLDocument> parseXML(ByteSource source, const char* encoding, ErrorPtr* error) {
   initialiseLibxml();
   xmlParserCtxtPtr parser = xmlNewParserCtxt();
   if (!parser) {
@@ -95,8 +131,8 @@ std::optional<LXXMLDocument> parseXML(std::span<const std::uint8_t> data, const 
   parser->sax->unparsedEntityDecl = declareUnparsedEntity;
   parser->sax->resolveEntity = refuseResolution;
   const int options = kXMLOptions | (encoding ? XML_PARSE_IGNORE_ENC : 0);
-  xmlDocPtr doc = xmlCtxtReadMemory(parser, reinterpret_cast<const char*>(data.data()),
-                                    static_cast<int>(data.size()), nullptr, encoding, options);
+  xmlDocPtr doc =
+      xmlCtxtReadIO(parser, source.read, nullptr, source.context, nullptr, encoding, options);
   // A stopped parse may still hand back the part it built.
   if (doc && !guard.refusedName.empty()) {
     xmlFreeDoc(doc);
@@ -117,8 +153,7 @@ std::optional<LXXMLDocument> parseXML(std::span<const std::uint8_t> data, const 
   return detail::XMLDocumentStorage::adopt(doc, false);
 }
 
-std::optional<LXXMLDocument> parseHTML(std::span<const std::uint8_t> data, const char* encoding,
-                                       ErrorPtr* error) {
+std::optional<LXXMLDocument> parseHTML(ByteSource source, const char* encoding, ErrorPtr* error) {
   initialiseLibxml();
   htmlParserCtxtPtr parser = htmlNewParserCtxt();
   if (!parser) {
@@ -126,9 +161,8 @@ std::optional<LXXMLDocument> parseHTML(std::span<const std::uint8_t> data, const
     return std::nullopt;
   }
   parser->sax->resolveEntity = refuseResolution;
-  htmlDocPtr doc =
-      htmlCtxtReadMemory(parser, reinterpret_cast<const char*>(data.data()),
-                         static_cast<int>(data.size()), nullptr, encoding, kHTMLOptions);
+  htmlDocPtr doc = htmlCtxtReadIO(parser, source.read, nullptr, source.context, nullptr, encoding,
+                                  kHTMLOptions);
   if (!doc)
     setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
   htmlFreeParserCtxt(parser);
@@ -136,18 +170,12 @@ std::optional<LXXMLDocument> parseHTML(std::span<const std::uint8_t> data, const
   return detail::XMLDocumentStorage::adopt(doc, true);
 }
 
-using Parser = std::optional<LXXMLDocument> (*)(std::span<const std::uint8_t>, const char*,
-                                                ErrorPtr*);
+using Parser = std::optional<LXXMLDocument> (*)(ByteSource, const char*, ErrorPtr*);
 
-// libxml2 counts sizes in int; larger input is refused rather than cut.
 std::optional<LXXMLDocument> parseBytes(Parser parser, std::span<const std::uint8_t> data,
                                         const char* encoding, ErrorPtr* error) {
-  if (data.size() > static_cast<std::size_t>(INT32_MAX)) {
-    setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument,
-                                         "The document is larger than 2 GB."));
-    return std::nullopt;
-  }
-  return parser(data, encoding, error);
+  MemoryCursor cursor{data.data(), data.size()};
+  return parser({readMemory, &cursor}, encoding, error);
 }
 
 std::optional<LXXMLDocument> parseString(Parser parser, StringView text, ErrorPtr* error) {
@@ -157,14 +185,22 @@ std::optional<LXXMLDocument> parseString(Parser parser, StringView text, ErrorPt
 }
 
 std::optional<LXXMLDocument> parseFile(Parser parser, StringView path, ErrorPtr* error) {
-  ErrorPtr readError;
-  const std::optional<Data> data = readFileContents(path, &readError);
-  if (!data) {
-    setError(error, detail::makeXMLError(LXXMLErrorUnreadableFile,
-                                         toUTF8(readError->localizedDescription())));
+  int fd = ::open(toUTF8(path).c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat status {};
+  if (fd >= 0 && ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+    ::close(fd);
+    fd = -1;
+    errno = EISDIR;
+  }
+  if (fd < 0) {
+    setError(error, detail::makeXMLError(
+                        LXXMLErrorUnreadableFile,
+                        toUTF8(fileError(errno, false, path)->localizedDescription())));
     return std::nullopt;
   }
-  return parseBytes(parser, *data, nullptr, error);
+  std::optional<LXXMLDocument> document = parser({readDescriptor, &fd}, nullptr, error);
+  ::close(fd);
+  return document;
 }
 
 }  // namespace
