@@ -26,6 +26,11 @@ ErrorPtr makeXMLError(LXXMLErrorCode code, std::string_view description) {
                      Dictionary{{String(NSLocalizedDescriptionKey), fromUTF8(description)}});
 }
 
+void initialiseLibxml() {
+  static std::once_flag once;
+  std::call_once(once, [] { xmlInitParser(); });
+}
+
 LXXMLDocument XMLDocumentStorage::adopt(xmlDocPtr doc, bool html) {
   xmlXPathOrderDocElems(doc);
   return LXXMLDocument(std::make_shared<const XMLDocumentStorage>(doc, html));
@@ -43,11 +48,6 @@ constexpr int kXMLOptions = XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_NOERRO
                             XML_PARSE_NOWARNING | XML_PARSE_BIG_LINES;
 constexpr int kHTMLOptions =
     HTML_PARSE_NONET | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_RECOVER;
-
-void initialiseLibxml() {
-  static std::once_flag once;
-  std::call_once(once, [] { xmlInitParser(); });
-}
 
 // What the entity-declaration hook found, reached through the parser
 // context's private pointer.
@@ -119,7 +119,7 @@ int readDescriptor(void* context, char* buffer, int length) {
 }
 
 std::optional<LXXMLDocument> parseXML(ByteSource source, const char* encoding, ErrorPtr* error) {
-  initialiseLibxml();
+  detail::initialiseLibxml();
   xmlParserCtxtPtr parser = xmlNewParserCtxt();
   if (!parser) {
     setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, "Out of memory."));
@@ -154,15 +154,15 @@ std::optional<LXXMLDocument> parseXML(ByteSource source, const char* encoding, E
 }
 
 std::optional<LXXMLDocument> parseHTML(ByteSource source, const char* encoding, ErrorPtr* error) {
-  initialiseLibxml();
+  detail::initialiseLibxml();
   htmlParserCtxtPtr parser = htmlNewParserCtxt();
   if (!parser) {
     setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, "Out of memory."));
     return std::nullopt;
   }
   parser->sax->resolveEntity = refuseResolution;
-  htmlDocPtr doc = htmlCtxtReadIO(parser, source.read, nullptr, source.context, nullptr, encoding,
-                                  kHTMLOptions);
+  htmlDocPtr doc =
+      htmlCtxtReadIO(parser, source.read, nullptr, source.context, nullptr, encoding, kHTMLOptions);
   if (!doc)
     setError(error, detail::makeXMLError(LXXMLErrorMalformedDocument, lastErrorText(parser)));
   htmlFreeParserCtxt(parser);
@@ -193,9 +193,9 @@ std::optional<LXXMLDocument> parseFile(Parser parser, StringView path, ErrorPtr*
     errno = EISDIR;
   }
   if (fd < 0) {
-    setError(error, detail::makeXMLError(
-                        LXXMLErrorUnreadableFile,
-                        toUTF8(fileError(errno, false, path)->localizedDescription())));
+    setError(error,
+             detail::makeXMLError(LXXMLErrorUnreadableFile,
+                                  toUTF8(fileError(errno, false, path)->localizedDescription())));
     return std::nullopt;
   }
   std::optional<LXXMLDocument> document = parser({readDescriptor, &fd}, nullptr, error);

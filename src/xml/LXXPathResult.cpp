@@ -20,6 +20,7 @@ String LXXPathResult::stringValue() const {
     case Type::String:
       return string_;
     case Type::Number: {
+      detail::initialiseLibxml();
       xmlChar* text = xmlXPathCastNumberToString(number_);
       String result = detail::stringFromXML(text);
       xmlFree(text);
@@ -38,6 +39,7 @@ double LXXPathResult::numberValue() const {
     case Type::Boolean:
       return boolean_ ? 1 : 0;
     default:
+      detail::initialiseLibxml();
       return xmlXPathCastStringToNumber(
           reinterpret_cast<const xmlChar*>(toUTF8(stringValue()).c_str()));
   }

@@ -33,6 +33,9 @@ struct XMLNamespaceNode {
   xmlNodePtr element;
 };
 
+/// Initialises libxml2 once per process (its XPath NaN and infinities too).
+void initialiseLibxml();
+
 /// An error in `LXXMLErrorDomain` with `description` (UTF-8).
 ErrorPtr makeXMLError(LXXMLErrorCode code, std::string_view description);
 
