@@ -12,6 +12,7 @@ pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(FONTCONFIG REQUIRED IMPORTED_TARGET fontconfig)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-ft cairo-svg cairo-pdf cairo-png)
 pkg_check_modules(XKBCOMMON REQUIRED IMPORTED_TARGET xkbcommon)
@@ -26,6 +27,8 @@ target_link_libraries(vantor_deps INTERFACE
   PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
 # Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
+# Opening URLs in other applications and D-Bus activation.
+target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)

@@ -150,3 +150,17 @@
 #include "vantorcore/security/LXCertificate.h"
 #include "vantorcore/security/LXKeychain.h"
 #include "vantorcore/security/LXTrust.h"
+#include "vantorcore/platform/ApplicationURLReceiver.h"
+#include "vantorcore/platform/GIOURLOpener.h"
+#include "vantorcore/platform/URLOpener.h"
+#include "vantorcore/platform/URLSchemeHandlerRegistration.h"
+
+#include "vantorcore/interapp/Error+LXInterapplication.h"
+#include "vantorcore/interapp/LXInterapplicationCommand.h"
+#include "vantorcore/interapp/LXInterapplicationCoordinator.h"
+#include "vantorcore/interapp/LXInterapplicationReply.h"
+
+#include "vantorcore/xml/LXCSSSelector.h"
+#include "vantorcore/xml/LXXMLDocument.h"
+#include "vantorcore/xml/LXXMLNode.h"
+#include "vantorcore/xml/LXXPathResult.h"

@@ -1,0 +1,26 @@
+// Errors in `URLOpenerErrorDomain`, shared by the opener, the receiver and
+// the handler registration.
+#pragma once
+
+#include <glib.h>
+
+#include <string>
+
+#include "vantorcore/platform/URLOpener.h"
+
+namespace lx {
+
+/// An error in `URLOpenerErrorDomain` with `description` (UTF-8).
+inline ErrorPtr URLOpenerError(URLOpenerErrorCode code, const std::string& description) {
+  return Error::make(String(URLOpenerErrorDomain), code,
+                     Dictionary{{String(NSLocalizedDescriptionKey), fromUTF8(description)}});
+}
+
+/// The message of a GLib error, which it frees.
+inline std::string takeGErrorMessage(GError* error) {
+  std::string message = error ? error->message : "unknown error";
+  g_clear_error(&error);
+  return message;
+}
+
+}  // namespace lx

@@ -1,0 +1,45 @@
+// What every node of a parsed document shares: the libxml2 tree, freed with
+// the last node that refers to it.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <string>
+#include <string_view>
+
+#include "vantorcore/platform/Error.h"
+#include "vantorcore/xml/LXXMLDocument.h"
+
+namespace lx::detail {
+
+struct XMLDocumentStorage {
+  XMLDocumentStorage(xmlDocPtr document, bool html) noexcept : doc(document), isHTML(html) {}
+  ~XMLDocumentStorage() { xmlFreeDoc(doc); }
+  XMLDocumentStorage(const XMLDocumentStorage&) = delete;
+  XMLDocumentStorage& operator=(const XMLDocumentStorage&) = delete;
+
+  /// A document owning a freshly parsed tree.
+  static LXXMLDocument adopt(xmlDocPtr doc, bool html);
+
+  xmlDocPtr doc;
+  bool isHTML;
+};
+
+/// A namespace node as XPath gives it: libxml2 hands out copies that die
+/// with the query result, so the node keeps its own prefix and URI.
+struct XMLNamespaceNode {
+  std::string prefix;
+  std::string href;
+  xmlNodePtr element;
+};
+
+/// Initialises libxml2 once per process (its XPath NaN and infinities too).
+void initialiseLibxml();
+
+/// An error in `LXXMLErrorDomain` with `description` (UTF-8).
+ErrorPtr makeXMLError(LXXMLErrorCode code, std::string_view description);
+
+/// Text of libxml2 (UTF-8, possibly null) as a String.
+String stringFromXML(const xmlChar* text);
+
+}  // namespace lx::detail
