@@ -15,7 +15,7 @@ packages=(
   libfontconfig-dev libspdlog-dev
   libcairo2-dev libxkbcommon-dev fonts-dejavu-core
   dbus gnome-keyring libsecret-tools libglib2.0-bin openssl
-  libglib2.0-dev dbus python3-lxml python3-cssselect
+  libglib2.0-dev python3-lxml python3-cssselect
 )
 
 missing=()
