@@ -43,8 +43,8 @@ int main() {
          u"tar.gz");
   auto rebased = lx::lx_stringByRebasingPathFromRoot(u"/a/b/c", lx::String(u"/a"), u"/x");
   expect("rebase /a/b/c from /a to /x", rebased.value_or(u"(absent)"), u"/x/b/c");
-  expect("lx_isChildOfPath(/A/b, /a)", lx::lx_isChildOfPath(u"/A/b", lx::String(u"/a")) ? u"yes" : u"no",
-         u"yes");
+  expect("lx_isChildOfPath(/A/b, /a)",
+         lx::lx_isChildOfPath(u"/A/b", lx::String(u"/a")) ? u"yes" : u"no", u"yes");
 
   // Versions order by their numbers; a trailing word marks a pre-release.
   auto order = lx::lx_versionCompare(u"1.0b2", u"1.0");

@@ -21,9 +21,8 @@ int main() {
 
   // A repeating run-loop timer: 0.1 of its interval as tolerance.
   int ticks = 0;
-  auto ticker = lx::lx_scheduledTolerantTimerWithTimeInterval(0.05, true, [&](lx::Timer&) {
-    ++ticks;
-  });
+  auto ticker =
+      lx::lx_scheduledTolerantTimerWithTimeInterval(0.05, true, [&](lx::Timer&) { ++ticks; });
   std::printf("tick every 50 ms, tolerance %.3f s\n", ticker->tolerance());
 
   // Progress from a worker: only the newest report is delivered.

@@ -62,8 +62,7 @@ int main() {
   const std::string shared = fileText(lx::LXTranscript::logFilePath());
   std::printf("-- display --\n%s\n-- session log %s --\n%s-- shared log %s --\n%s",
               displayed.c_str(), lx::toUTF8(transcript->localLogFilePath()).c_str(),
-              session.c_str(), lx::toUTF8(lx::LXTranscript::logFilePath()).c_str(),
-              shared.c_str());
+              session.c_str(), lx::toUTF8(lx::LXTranscript::logFilePath()).c_str(), shared.c_str());
 
   const bool ok = session.find("example.org [1]: -> GET /status") != std::string::npos &&
                   shared.find("example.org [1]: 200 OK") != std::string::npos &&
