@@ -4,7 +4,7 @@
 PRESET ?= default
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test test-asan test-tsan test-threads bench fuzz format clean
+.PHONY: deps configure build demo test test-asan test-tsan test-threads bench fuzz docs docs-check format clean
 
 deps:
 	bash scripts/install-deps.sh
@@ -45,6 +45,18 @@ bench: deps
 fuzz: deps
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
+
+# The API reference from the public headers, in build/docs/html; Doxygen's
+# warnings go to build/docs/warnings.txt, and docs-check fails on any that
+# docs/doxygen-allowed-warnings.txt does not allow.
+docs: deps
+	mkdir -p build/docs
+	doxygen docs/Doxyfile
+	@echo "API reference: build/docs/html/index.html;" \
+	  "$$(sort -u build/docs/warnings.txt | wc -l) warning(s) in build/docs/warnings.txt"
+
+docs-check: docs
+	bash scripts/check-docs.sh
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

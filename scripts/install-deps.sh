@@ -16,6 +16,7 @@ packages=(
   libcairo2-dev libxkbcommon-dev fonts-dejavu-core
   dbus gnome-keyring libsecret-tools libglib2.0-bin openssl
   libglib2.0-dev python3-lxml python3-cssselect
+  doxygen graphviz
 )
 
 missing=()

@@ -64,10 +64,15 @@ class Coder {
   /// Writes `object` (any `Value`: strings, numbers, data, dates, arrays,
   /// dictionaries, objects) under `key`. A null value writes nothing.
   virtual void encodeObject(const Value& object, StringView key);
+  /// Writes a boolean under `key`.
   virtual void encodeBool(bool value, StringView key);
+  /// Writes a 32-bit integer under `key`.
   virtual void encodeInt32(std::int32_t value, StringView key);
+  /// Writes a 64-bit integer under `key`.
   virtual void encodeInt64(std::int64_t value, StringView key);
+  /// Writes a double under `key`.
   virtual void encodeDouble(double value, StringView key);
+  /// Writes a float under `key` (coders that keep only doubles widen it).
   virtual void encodeFloat(float value, StringView key);
   /// `encodeObject(Value(value), key)` unless a coder stores text specially.
   virtual void encodeString(StringView value, StringView key);
@@ -95,9 +100,13 @@ class Coder {
   /// The scalar under `key`; false or 0 when there is none or it is not a
   /// number (coders may convert text, see each coder).
   virtual bool decodeBoolForKey(StringView key);
+  /// The 32-bit integer under `key`, as `decodeBoolForKey` describes.
   virtual std::int32_t decodeInt32ForKey(StringView key);
+  /// The 64-bit integer under `key`, as `decodeBoolForKey` describes.
   virtual std::int64_t decodeInt64ForKey(StringView key);
+  /// The double under `key`, as `decodeBoolForKey` describes.
   virtual double decodeDoubleForKey(StringView key);
+  /// The float under `key`, as `decodeBoolForKey` describes.
   virtual float decodeFloatForKey(StringView key);
   /// `decodeInt32ForKey`.
   int decodeIntForKey(StringView key) { return decodeInt32ForKey(key); }

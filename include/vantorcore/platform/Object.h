@@ -62,6 +62,7 @@ class Object : public std::enable_shared_from_this<Object> {
   [[nodiscard]] virtual String description() const;
   /// Identity unless a class compares by value; `hash` must agree with it.
   [[nodiscard]] virtual bool isEqual(const Object& other) const { return this == &other; }
+  /// A hash that agrees with `isEqual`: the address unless a class says more.
   [[nodiscard]] virtual std::size_t hash() const noexcept;
 
   /// Whether the object's class is `cls` or derives from it.
@@ -95,6 +96,7 @@ class Object : public std::enable_shared_from_this<Object> {
   /// Values attached to this object under a key address; they are released
   /// with the object. Setting an absent value removes the entry. Thread-safe.
   void setAssociatedValue(const void* key, std::optional<Value> value);
+  /// The value attached under `key`, or absent. Thread-safe.
   [[nodiscard]] std::optional<Value> associatedValue(const void* key) const;
 
   /// This object as a `shared_ptr` of its dynamic type, or null while it is
