@@ -1,5 +1,5 @@
 #!/bin/sh
-# `vantor fetch` against a local server, with its errors, and `vantor
+# `vantor fetch` and `vantor rostrel` against a local server, and `vantor
 # reachability` following a route added and removed in a network namespace
 # of its own (skipped where user namespaces are refused).
 # usage: web_tool_test.sh VANTOR
@@ -51,6 +51,20 @@ for case in "ftp://127.0.0.1/x|-1002" "file:///etc/passwd|-1002" "not a url|-100
 done
 if "$vantor" fetch >out 2>err; then exit 1; fi
 expect err "a URL is needed"
+
+# The announcement request against the same server: a static answer, so
+# the second run finds the identifier already shown.
+mkdir -p www/updates
+echo '{"URL":"https://a.example/n","ID":"42","action":"open"}' >www/updates/rostrel.php
+export XDG_CONFIG_HOME="$dir/config"
+"$vantor" rostrel --base "http://127.0.0.1:$port/" --param "k=v w" >out
+expect out "query: http://127.0.0.1:$port/updates/rostrel.php?app="
+expect out "ID: 42"
+expect out "action: open"
+status=0
+"$vantor" rostrel --base "http://127.0.0.1:$port" >out || status=$?
+[ "$status" = 2 ] || { echo "a second rostrel run exited $status" >&2; exit 1; }
+expect out "error: 100 (LXErrorDomain)"
 
 if ! unshare -rn true 2>/dev/null; then
   echo "user namespaces are refused here: reachability is not tested" >&2
