@@ -13,6 +13,7 @@ packages=(
   gettext shared-mime-info libsecret-1-dev
   nlohmann-json3-dev
   libfontconfig-dev libspdlog-dev
+  iproute2 curl
 )
 
 missing=()
