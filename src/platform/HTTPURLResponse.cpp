@@ -10,20 +10,13 @@ namespace lx {
 
 LX_DEFINE_CLASS(HTTPURLResponse, Object)
 
-namespace {
-
-bool sameField(StringView a, StringView b) {
-  return detail::asciiLowercase(a) == detail::asciiLowercase(b);
-}
-
-}  // namespace
-
 HTTPURLResponse::HTTPURLResponse(lx::URL url, int statusCode,
                                  std::vector<std::pair<String, String>> headers)
     : url_(std::move(url)), statusCode_(statusCode) {
   for (auto& [name, value] : headers) {
-    const auto it = std::find_if(headers_.begin(), headers_.end(),
-                                 [&](const auto& h) { return sameField(h.first, name); });
+    const auto it = std::find_if(headers_.begin(), headers_.end(), [&](const auto& h) {
+      return detail::asciiCaseInsensitiveEquals(h.first, name);
+    });
     if (it == headers_.end()) {
       headers_.emplace_back(std::move(name), std::move(value));
     } else {
@@ -41,7 +34,7 @@ Dictionary HTTPURLResponse::allHeaderFields() const {
 
 std::optional<String> HTTPURLResponse::valueForHTTPHeaderField(StringView field) const {
   for (const auto& [name, value] : headers_) {
-    if (sameField(name, field)) return value;
+    if (detail::asciiCaseInsensitiveEquals(name, field)) return value;
   }
   return std::nullopt;
 }

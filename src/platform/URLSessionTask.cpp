@@ -16,6 +16,7 @@ URLSessionTask::URLSessionTask(std::shared_ptr<URLSession> session, URLRequest r
     : session_(std::move(session)),
       request_(std::move(request)),
       identifier_(identifier),
+      kind_(downloadCompletion ? Kind::Download : Kind::Data),
       dataCompletion_(std::move(dataCompletion)),
       downloadCompletion_(std::move(downloadCompletion)) {}
 
@@ -78,7 +79,7 @@ void URLSessionTask::complete(std::optional<Data> body, std::optional<URL> locat
   session_->delegateQueue()->async([self, body = std::move(body), location = std::move(location),
                                     response = std::move(response),
                                     error = std::move(error)]() mutable {
-    if (self->downloadCompletion_) {
+    if (self->kind_ == Kind::Download) {
       self->downloadCompletion_(location, std::move(response), std::move(error));
       if (location) {
         std::error_code ignored;

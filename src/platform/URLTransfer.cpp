@@ -140,7 +140,12 @@ void URLTransfer::configure() {
     curl_easy_setopt(easy_, CURLOPT_POST, 1L);
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
                      static_cast<curl_off_t>(requestBody_.size()));
-    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, requestBody_.data());
+    // Never a null pointer: curl would read the body from its read callback
+    // (standard input by default) instead.
+    static const char kNoBody[] = "";
+    curl_easy_setopt(
+        easy_, CURLOPT_POSTFIELDS,
+        requestBody_.empty() ? kNoBody : reinterpret_cast<const char*>(requestBody_.data()));
   }
   if (method_ == "HEAD") {
     curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);

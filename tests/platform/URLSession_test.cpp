@@ -302,7 +302,8 @@ TEST(URLSessionTLSTest, CertificatesAreVerifiedAndRefusalsRefined) {
     TestHTTPServer server(scripted, c.identity);
     Runner runner(URLSession::sessionWithConfiguration(
         c.trustAuthority ? trusting : URLSessionConfiguration::ephemeralSessionConfiguration()));
-    const Outcome outcome = runner.get(server.url("/json", "localhost"));
+    const Outcome outcome =
+        runner.get("https://localhost:" + std::to_string(server.port()) + "/json");
     EXPECT_EQ(outcome.calls, 1);
     if (c.code == 0) {
       ASSERT_EQ(outcome.error, nullptr) << toUTF8(outcome.error->description());

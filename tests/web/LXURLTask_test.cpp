@@ -41,7 +41,9 @@ TEST_F(LXURLTaskTest, SynchronousRequestReturnsBodyResponseAndError) {
     EXPECT_EQ(body ? std::optional<std::string>(std::string(asStringView(*body))) : std::nullopt,
               c.body);
     EXPECT_EQ(error ? error->code() : 0, c.code);
-    if (c.code == 0) EXPECT_EQ(response->statusCode(), c.status);
+    if (c.code == 0) {
+      EXPECT_EQ(response->statusCode(), c.status);
+    }
   }
   EXPECT_TRUE(LXURLTask::sendSynchronousRequest(URLRequest(server.url("/json")), nullptr, nullptr));
 }

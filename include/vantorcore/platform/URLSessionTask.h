@@ -85,6 +85,7 @@ class URLSessionTask : public Object {
   std::shared_ptr<URLSession> session_;
   URLRequest request_;
   std::uint64_t identifier_;
+  Kind kind_;
   DataCompletion dataCompletion_;
   DownloadCompletion downloadCompletion_;
   std::atomic<URLSessionTaskState> state_{URLSessionTaskState::Suspended};
