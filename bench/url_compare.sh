@@ -34,7 +34,7 @@ curl_file=$(for _ in 1 2 3; do
   curl -s -o "$work/curl.bin" -w '%{speed_download}\n' "$base/bytes/$gib"; rm -f "$work/curl.bin"; done | best)
 ours=$(for _ in 1 2 3; do
   TMPDIR="$work" URL_BENCH_BASE="$base" "$bench" --benchmark_filter=Download --benchmark_format=csv 2>/dev/null |
-    awk -F, '/BM_Download/ { print $6 }'; done | best)  # bytes_per_second
+    awk -F, '/BM_Download/ { printf "%f\n", $6 }'; done | best)  # bytes_per_second
 printf "curl -o /dev/null   %8.1f MB/s\n" "$(echo "$curl_null / 1000000" | bc -l)"
 printf "curl -o FILE        %8.1f MB/s\n" "$(echo "$curl_file / 1000000" | bc -l)"
 printf "LXURLTask download  %8.1f MB/s   (%s of curl -o /dev/null, %s of curl -o FILE)\n" \
@@ -44,10 +44,10 @@ echo "== 10,000 small requests, kept alive"
 for _ in $(seq 10000); do echo "url = \"$base/small\""; echo "output = /dev/null"; done >"$work/urls.cfg"
 curl_rps=$(for _ in 1 2 3; do
   start=$(date +%s.%N)
-  curl -s --parallel --parallel-max 6 -K "$work/urls.cfg"
+  curl -s --parallel --parallel-max 6 -K "$work/urls.cfg" 2>/dev/null
   end=$(date +%s.%N)
   echo "10000 / ($end - $start)" | bc -l; done | best)
 ours_rps=$(URL_BENCH_BASE="$base" "$bench" --benchmark_filter=SmallRequests --benchmark_format=csv 2>/dev/null |
-  awk -F, '/BM_KeptAlive/ { print $7 }' | best)  # items_per_second, over 3 rounds
+  awk -F, '/BM_KeptAlive/ { printf "%f\n", $7 }' | best)  # items_per_second, over 3 rounds
 printf "curl --parallel     %8.0f requests/s\n" "$curl_rps"
 printf "URLSession          %8.0f requests/s   (%s of curl)\n" "$ours_rps" "$(ratio "$ours_rps" "$curl_rps")"

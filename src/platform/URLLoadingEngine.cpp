@@ -10,7 +10,7 @@ namespace {
 
 // The platform opens at most six connections to one host; more would only
 // queue behind one another at the server.
-constexpr long kConnectionsPerHost = 6;
+constexpr int kConnectionsPerHost = 6;
 constexpr long kCachedConnections = 64;
 constexpr int kIdlePollMilliseconds = 1000;
 
@@ -25,7 +25,6 @@ URLLoadingEngine& URLLoadingEngine::shared() {
 URLLoadingEngine::URLLoadingEngine() {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   multi_ = curl_multi_init();
-  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, kConnectionsPerHost);
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kCachedConnections);
   curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_MULTIPLEX);
   thread_ = std::thread([this] { run(); });
@@ -48,6 +47,50 @@ void URLLoadingEngine::cancel(std::shared_ptr<URLSessionTask> task) {
   curl_multi_wakeup(multi_);
 }
 
+void URLLoadingEngine::admit(std::unique_ptr<URLTransfer> transfer) {
+  int& running = runningPerHost_[transfer->hostKey()];
+  if (running >= kConnectionsPerHost) {
+    waiting_[transfer->hostKey()].push_back(std::move(transfer));
+    return;
+  }
+  ++running;
+  CURL* easy = transfer->handle();
+  curl_multi_add_handle(multi_, easy);
+  transfers_.emplace(easy, std::move(transfer));
+}
+
+void URLLoadingEngine::release(CURL* easy) {
+  const auto it = transfers_.find(easy);
+  if (it == transfers_.end()) return;
+  const std::string host = it->second->hostKey();
+  curl_multi_remove_handle(multi_, easy);
+  transfers_.erase(it);
+  --runningPerHost_[host];
+  const auto queue = waiting_.find(host);
+  if (queue == waiting_.end()) {
+    if (runningPerHost_[host] == 0) runningPerHost_.erase(host);
+    return;
+  }
+  auto next = std::move(queue->second.front());
+  queue->second.pop_front();
+  if (queue->second.empty()) waiting_.erase(queue);
+  admit(std::move(next));
+}
+
+bool URLLoadingEngine::cancelWaiting(const std::shared_ptr<URLSessionTask>& task) {
+  for (auto queue = waiting_.begin(); queue != waiting_.end(); ++queue) {
+    auto& transfers = queue->second;
+    const auto it = std::find_if(transfers.begin(), transfers.end(),
+                                 [&](const auto& transfer) { return transfer->task() == task; });
+    if (it == transfers.end()) continue;
+    (*it)->finishCancelled();
+    transfers.erase(it);
+    if (transfers.empty()) waiting_.erase(queue);
+    return true;
+  }
+  return false;
+}
+
 void URLLoadingEngine::takeRequests() {
   std::vector<std::shared_ptr<URLSessionTask>> starting;
   std::vector<std::shared_ptr<URLSessionTask>> cancelling;
@@ -63,23 +106,20 @@ void URLLoadingEngine::takeRequests() {
       transfer->finish(CURLE_OK);
       continue;
     }
-    CURL* easy = transfer->handle();
-    curl_multi_add_handle(multi_, easy);
-    transfers_.emplace(easy, std::move(transfer));
+    admit(std::move(transfer));
   }
   for (const auto& task : cancelling) {
     const auto it = std::find_if(transfers_.begin(), transfers_.end(),
                                  [&](const auto& entry) { return entry.second->task() == task; });
-    if (it == transfers_.end()) {
+    if (it != transfers_.end()) {
+      it->second->finishCancelled();
+      release(it->first);
+    } else if (!cancelWaiting(task)) {
       // Cancelled before its start reached us, or already finished: the
       // task ignores a second completion, so completing it here is safe.
       task->complete(std::nullopt, std::nullopt, nullptr,
                      URLErrorWithCode(NSURLErrorCancelled, task->originalRequest().URL()));
-      continue;
     }
-    curl_multi_remove_handle(multi_, it->first);
-    it->second->finishCancelled();
-    transfers_.erase(it);
   }
 }
 
@@ -89,11 +129,10 @@ void URLLoadingEngine::finishDone() {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* easy = message->easy_handle;
     const CURLcode result = message->data.result;
-    curl_multi_remove_handle(multi_, easy);
     const auto it = transfers_.find(easy);
     if (it == transfers_.end()) continue;
     it->second->finish(result);
-    transfers_.erase(it);
+    release(easy);
   }
 }
 

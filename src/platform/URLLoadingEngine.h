@@ -6,8 +6,10 @@
 
 #include <curl/curl.h>
 
+#include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -33,6 +35,13 @@ class URLLoadingEngine {
   void run();
   void takeRequests();
   void finishDone();
+  // Hands `transfer` to curl, or queues it while its host has the most
+  // transfers running: curl's own queue of waiting handles is rescanned on
+  // every change, which thousands of queued requests make quadratic.
+  void admit(std::unique_ptr<URLTransfer> transfer);
+  // Forgets a running transfer and admits the next one waiting for its host.
+  void release(CURL* easy);
+  bool cancelWaiting(const std::shared_ptr<URLSessionTask>& task);
 
   CURLM* multi_;
   std::mutex mutex_;
@@ -40,6 +49,8 @@ class URLLoadingEngine {
   std::vector<std::shared_ptr<URLSessionTask>> toCancel_;
   // The loading thread's own: the transfer of each running easy handle.
   std::unordered_map<CURL*, std::unique_ptr<URLTransfer>> transfers_;
+  std::unordered_map<std::string, int> runningPerHost_;
+  std::unordered_map<std::string, std::deque<std::unique_ptr<URLTransfer>>> waiting_;
   std::thread thread_;
 };
 

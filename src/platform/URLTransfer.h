@@ -30,6 +30,9 @@ class URLTransfer {
   [[nodiscard]] CURL* handle() const noexcept { return easy_; }
   [[nodiscard]] const std::shared_ptr<URLSessionTask>& task() const noexcept { return task_; }
   [[nodiscard]] const ErrorPtr& setupError() const noexcept { return setupError_; }
+  /// "scheme://host:port" of the request, in lower case: transfers with one
+  /// key share the per-host limit.
+  [[nodiscard]] const std::string& hostKey() const noexcept { return hostKey_; }
 
   /// Completes the task from curl's result.
   void finish(CURLcode result);
@@ -51,6 +54,7 @@ class URLTransfer {
   curl_slist* headerList_ = nullptr;
   ErrorPtr setupError_;
   std::string url_;
+  std::string hostKey_;
   std::string method_;
   Data requestBody_;
   Data body_;
