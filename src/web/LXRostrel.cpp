@@ -164,8 +164,11 @@ void LXRostrel::remoteRequestDidFinishWithError(LXRemoteRequest& request, ErrorP
   if (const auto handler = completionHandler()) {
     handler(std::static_pointer_cast<LXRostrel>(shared_from_this()), error);
   }
+  // The handler runs once; a handler that keeps the object it was given
+  // would otherwise keep itself alive through it.
   std::lock_guard lock(mutex_);
   request_.reset();
+  completionHandler_ = nullptr;
 }
 
 }  // namespace lx

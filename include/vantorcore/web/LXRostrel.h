@@ -103,7 +103,7 @@ class LXRostrel : public Object, public LXRemoteRequestDelegate {
   /// identifier ("rostrel.displayedID", rewritten even when unchanged),
   /// and calls the handler with a transport error as it came, code 100
   /// for an announcement already returned, 101 when there is no "URL";
-  /// then drops the request.
+  /// then drops the request and the handler.
   void remoteRequestDidFinishWithError(LXRemoteRequest& request, ErrorPtr error) override;
 
  private:
