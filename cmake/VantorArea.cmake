@@ -61,6 +61,12 @@ endfunction()
 function(vantor_add_area_tests)
   find_package(GTest REQUIRED)
   include(GoogleTest)
+  # Test helpers with heavy headers (Asio, OpenSSL) are built once; a suite
+  # links in only what it uses.
+  add_library(vantor_test_support STATIC ${PROJECT_SOURCE_DIR}/tests/support/TestHTTPServer.cpp
+              ${PROJECT_SOURCE_DIR}/tests/support/TestCertificateAuthority.cpp)
+  target_include_directories(vantor_test_support PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(vantor_test_support PUBLIC vantor_deps)
   foreach(area IN LISTS VANTOR_AREAS)
     file(GLOB_RECURSE tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${area}/*.cpp)
     if(NOT tests)
@@ -70,7 +76,7 @@ function(vantor_add_area_tests)
     add_executable(${area}_tests ${tests} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp
                    ${PROJECT_SOURCE_DIR}/tests/support/TestSupport.cpp)
     target_include_directories(${area}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
-    target_link_libraries(${area}_tests PRIVATE ${objects} GTest::gtest GTest::gmock)
+    target_link_libraries(${area}_tests PRIVATE ${objects} vantor_test_support GTest::gtest GTest::gmock)
     target_compile_definitions(${area}_tests PRIVATE
       VANTOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" VANTOR_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
     gtest_discover_tests(${area}_tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)

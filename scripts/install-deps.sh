@@ -17,6 +17,7 @@ packages=(
   dbus gnome-keyring libsecret-tools libglib2.0-bin openssl
   libglib2.0-dev python3-lxml python3-cssselect
   doxygen graphviz
+  iproute2 curl
 )
 
 missing=()

@@ -20,4 +20,13 @@ inline String asciiLowercase(StringView text) {
 
 inline String asciiLowercase(std::string_view utf8) { return asciiLowercase(fromUTF8(utf8)); }
 
+/// Equal but for ASCII case: HTTP field names, URL schemes.
+inline bool asciiCaseInsensitiveEquals(StringView a, StringView b) noexcept {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (asciiLowercase(a[i]) != asciiLowercase(b[i])) return false;
+  }
+  return true;
+}
+
 }  // namespace lx::detail

@@ -1,0 +1,149 @@
+#include "URLLoadingEngine.h"
+
+#include <algorithm>
+
+#include "vantorcore/platform/URLError.h"
+
+namespace lx::detail {
+
+namespace {
+
+// The platform opens at most six connections to one host; more would only
+// queue behind one another at the server.
+constexpr int kConnectionsPerHost = 6;
+constexpr long kCachedConnections = 64;
+constexpr int kIdlePollMilliseconds = 1000;
+
+}  // namespace
+
+URLLoadingEngine& URLLoadingEngine::shared() {
+  // Never destroyed: tasks may still be finishing while the process exits.
+  static URLLoadingEngine* const engine = new URLLoadingEngine();
+  return *engine;
+}
+
+URLLoadingEngine::URLLoadingEngine() {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  multi_ = curl_multi_init();
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kCachedConnections);
+  curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_MULTIPLEX);
+  thread_ = std::thread([this] { run(); });
+  thread_.detach();
+}
+
+void URLLoadingEngine::start(std::shared_ptr<URLSessionTask> task) {
+  {
+    std::lock_guard lock(mutex_);
+    toStart_.push_back(std::move(task));
+  }
+  curl_multi_wakeup(multi_);
+}
+
+void URLLoadingEngine::cancel(std::shared_ptr<URLSessionTask> task) {
+  {
+    std::lock_guard lock(mutex_);
+    toCancel_.push_back(std::move(task));
+  }
+  curl_multi_wakeup(multi_);
+}
+
+void URLLoadingEngine::admit(std::unique_ptr<URLTransfer> transfer) {
+  int& running = runningPerHost_[transfer->hostKey()];
+  if (running >= kConnectionsPerHost) {
+    waiting_[transfer->hostKey()].push_back(std::move(transfer));
+    return;
+  }
+  ++running;
+  CURL* easy = transfer->handle();
+  curl_multi_add_handle(multi_, easy);
+  transfers_.emplace(easy, std::move(transfer));
+}
+
+void URLLoadingEngine::release(CURL* easy) {
+  const auto it = transfers_.find(easy);
+  if (it == transfers_.end()) return;
+  const std::string host = it->second->hostKey();
+  curl_multi_remove_handle(multi_, easy);
+  transfers_.erase(it);
+  --runningPerHost_[host];
+  const auto queue = waiting_.find(host);
+  if (queue == waiting_.end()) {
+    if (runningPerHost_[host] == 0) runningPerHost_.erase(host);
+    return;
+  }
+  auto next = std::move(queue->second.front());
+  queue->second.pop_front();
+  if (queue->second.empty()) waiting_.erase(queue);
+  admit(std::move(next));
+}
+
+bool URLLoadingEngine::cancelWaiting(const std::shared_ptr<URLSessionTask>& task) {
+  for (auto queue = waiting_.begin(); queue != waiting_.end(); ++queue) {
+    auto& transfers = queue->second;
+    const auto it = std::find_if(transfers.begin(), transfers.end(),
+                                 [&](const auto& transfer) { return transfer->task() == task; });
+    if (it == transfers.end()) continue;
+    (*it)->finishCancelled();
+    transfers.erase(it);
+    if (transfers.empty()) waiting_.erase(queue);
+    return true;
+  }
+  return false;
+}
+
+void URLLoadingEngine::takeRequests() {
+  std::vector<std::shared_ptr<URLSessionTask>> starting;
+  std::vector<std::shared_ptr<URLSessionTask>> cancelling;
+  {
+    std::lock_guard lock(mutex_);
+    starting.swap(toStart_);
+    cancelling.swap(toCancel_);
+  }
+  for (auto& task : starting) {
+    if (task->state() == URLSessionTaskState::Completed) continue;  // cancelled before it started
+    auto transfer = std::make_unique<URLTransfer>(std::move(task));
+    if (transfer->setupError()) {
+      transfer->finish(CURLE_OK);
+      continue;
+    }
+    admit(std::move(transfer));
+  }
+  for (const auto& task : cancelling) {
+    const auto it = std::find_if(transfers_.begin(), transfers_.end(),
+                                 [&](const auto& entry) { return entry.second->task() == task; });
+    if (it != transfers_.end()) {
+      it->second->finishCancelled();
+      release(it->first);
+    } else if (!cancelWaiting(task)) {
+      // Cancelled before its start reached us, or already finished: the
+      // task ignores a second completion, so completing it here is safe.
+      task->complete(std::nullopt, std::nullopt, nullptr,
+                     URLErrorWithCode(NSURLErrorCancelled, task->originalRequest().URL()));
+    }
+  }
+}
+
+void URLLoadingEngine::finishDone() {
+  int queued = 0;
+  while (CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    CURL* easy = message->easy_handle;
+    const CURLcode result = message->data.result;
+    const auto it = transfers_.find(easy);
+    if (it == transfers_.end()) continue;
+    it->second->finish(result);
+    release(easy);
+  }
+}
+
+void URLLoadingEngine::run() {
+  for (;;) {
+    takeRequests();
+    int running = 0;
+    curl_multi_perform(multi_, &running);
+    finishDone();
+    curl_multi_poll(multi_, nullptr, 0, kIdlePollMilliseconds, nullptr);
+  }
+}
+
+}  // namespace lx::detail

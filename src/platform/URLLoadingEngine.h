@@ -1,0 +1,57 @@
+// The one thread that runs every URL session's transfers: a curl multi
+// handle polled by `curl_multi_poll` and woken by `curl_multi_wakeup` when
+// tasks start or are cancelled. One multi handle means one connection cache,
+// so kept-alive connections serve every session.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "URLTransfer.h"
+#include "vantorcore/platform/URLSessionTask.h"
+
+namespace lx::detail {
+
+class URLLoadingEngine {
+ public:
+  /// The process's engine, started on first use and never stopped (its
+  /// thread waits in `curl_multi_poll` when idle, costing nothing).
+  static URLLoadingEngine& shared();
+
+  /// Starts `task` on the loading thread. Any thread.
+  void start(std::shared_ptr<URLSessionTask> task);
+  /// Ends `task`'s transfer; the task then completes cancelled. Any thread.
+  void cancel(std::shared_ptr<URLSessionTask> task);
+
+ private:
+  URLLoadingEngine();
+  void run();
+  void takeRequests();
+  void finishDone();
+  // Hands `transfer` to curl, or queues it while its host has the most
+  // transfers running: curl's own queue of waiting handles is rescanned on
+  // every change, which thousands of queued requests make quadratic.
+  void admit(std::unique_ptr<URLTransfer> transfer);
+  // Forgets a running transfer and admits the next one waiting for its host.
+  void release(CURL* easy);
+  bool cancelWaiting(const std::shared_ptr<URLSessionTask>& task);
+
+  CURLM* multi_;
+  std::mutex mutex_;
+  std::vector<std::shared_ptr<URLSessionTask>> toStart_;
+  std::vector<std::shared_ptr<URLSessionTask>> toCancel_;
+  // The loading thread's own: the transfer of each running easy handle.
+  std::unordered_map<CURL*, std::unique_ptr<URLTransfer>> transfers_;
+  std::unordered_map<std::string, int> runningPerHost_;
+  std::unordered_map<std::string, std::deque<std::unique_ptr<URLTransfer>>> waiting_;
+  std::thread thread_;
+};
+
+}  // namespace lx::detail
