@@ -24,6 +24,10 @@ namespace {
 
 constexpr int kDirectoryOpenFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
 constexpr std::size_t kReadBufferSize = 64 * 1024;
+// Levels up to this depth keep their descriptor while the walk is below
+// them, which saves reopening them through ".."; deeper levels close theirs,
+// so a walk holds at most this many descriptors (plus one) at any depth.
+constexpr std::size_t kKeptLevels = 32;
 // A ".hidden" file larger than this is not a list of names someone keeps.
 constexpr std::size_t kHiddenListLimit = 1 << 20;
 
@@ -102,7 +106,8 @@ std::unordered_set<std::string> readHiddenList(int folder) {
 }  // namespace
 
 // One thread's depth-first walk. The folders being walked form a stack of
-// levels; only the innermost level's descriptor is open.
+// levels; the innermost level's descriptor is `folder`, outer levels keep
+// theirs only near the top.
 class DirectoryEnumerator::Walk {
  public:
   // Decides, for a folder about to be entered, whether to hand it to
@@ -127,7 +132,12 @@ class DirectoryEnumerator::Walk {
       Level& level = stack_.back();
       if (level.next == level.entries.size()) {
         stack_.pop_back();
-        if (stack_.empty() || !climb(folder)) return;
+        if (stack_.empty()) return;
+        if (stack_.back().kept.valid()) {
+          folder = std::move(stack_.back().kept);
+        } else if (!climb(folder)) {
+          return;
+        }
         continue;
       }
       const Entry& entry = level.entries[level.next++];
@@ -141,9 +151,14 @@ class DirectoryEnumerator::Walk {
       Descriptor child(
           ::openat(folder.get(), path_.c_str() + level.pathLength + 1, kDirectoryOpenFlags));
       if (!child.valid()) continue;
+      if (stack_.size() <= kKeptLevels) level.kept = std::move(folder);
       folder = std::move(child);
       if (!pushLevel(folder.get())) {
-        if (!climb(folder)) return;
+        if (stack_.back().kept.valid()) {
+          folder = std::move(stack_.back().kept);
+        } else if (!climb(folder)) {
+          return;
+        }
       }
     }
   }
@@ -164,7 +179,8 @@ class DirectoryEnumerator::Walk {
     std::vector<Entry> entries;
     std::size_t next = 0;
     std::size_t pathLength = 0;
-    FolderIdentity identity;
+    FolderIdentity identity;  // read only for levels that close their descriptor
+    Descriptor kept;          // while the walk is below this level
   };
 
   DirectoryItem itemOf(const Level& level, const Entry& entry) const {
@@ -183,11 +199,13 @@ class DirectoryEnumerator::Walk {
   // Reads the folder open as `fd` into a new innermost level. False (and
   // nothing pushed) when it cannot be read at all.
   bool pushLevel(int fd) {
-    const std::optional<FolderIdentity> identity = identityOf(fd);
-    if (!identity) return false;
     Level level;
     level.pathLength = path_.size();
-    level.identity = *identity;
+    if (stack_.size() >= kKeptLevels) {
+      const std::optional<FolderIdentity> identity = identityOf(fd);
+      if (!identity) return false;
+      level.identity = *identity;
+    }
     bool hasHiddenList = false;
     for (;;) {
       const ssize_t got = ::getdents64(fd, buffer_.data(), buffer_.size());

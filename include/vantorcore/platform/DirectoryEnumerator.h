@@ -2,11 +2,12 @@
 // contents, handing each item with the values asked for read up front.
 //
 // Built for speed and for trees of any depth:
-// - each folder is read whole with getdents64 and its descriptor is closed
-//   before the walk descends; the child is opened with openat on the
-//   parent's descriptor and the walk climbs back through "..", checking that
-//   it arrives where it left. So at most two descriptors are open however
-//   deep the tree, and paths longer than PATH_MAX never reach the kernel;
+// - each folder is read whole with getdents64; the child is opened with
+//   openat on the parent's descriptor. Below the 32nd level a folder's
+//   descriptor is closed before the walk descends and the walk climbs back
+//   through "..", checking that it arrives where it left. So a walk holds
+//   at most 33 descriptors however deep the tree, and paths longer than
+//   PATH_MAX never reach the kernel;
 // - the kind comes from the directory entry; statx (relative to the folder,
 //   never following a link) is called only when sizes are asked for or the
 //   file system answers DT_UNKNOWN;
