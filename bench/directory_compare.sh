@@ -76,7 +76,7 @@ compare() {
   local theirs ours
   theirs=$(cd "$work" && median_of_3 sh -c "$2")
   ours=$(cd "$work" && median_of_3 sh -c "$3")
-  printf '%-32s %7.3f s   %-28s %7.3f s   %5.2fx\n' "$2" "$theirs" "${3#"$vantor" }" "$ours" \
+  printf '%-8s %-30s %7.3f s   %-26s %7.3f s   %5.2fx\n' "$1" "$2" "$theirs" "vantor ${3#*vantor }" "$ours" \
     "$(echo "$theirs / $ours" | bc -l)"
 }
 export vantor
