@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -171,8 +172,13 @@ class DirectoryEnumerator::Walk {
     bool kindUnknown = false;  // DT_UNKNOWN: statx tells
     bool hidden = false;
     bool hasSizes = false;
+    bool hasStamps = false;
     std::uint64_t logicalSize = 0;
     std::uint64_t allocatedSize = 0;
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t modified = 0;
+    std::int64_t statusChanged = 0;
   };
   struct Level {
     std::string names;  // every entry's name, back to back
@@ -193,6 +199,11 @@ class DirectoryEnumerator::Walk {
     item.hasSizes = entry.hasSizes;
     item.logicalSize = entry.logicalSize;
     item.allocatedSize = entry.allocatedSize;
+    item.hasStamps = entry.hasStamps;
+    item.device = entry.device;
+    item.inode = entry.inode;
+    item.modified = entry.modified;
+    item.statusChanged = entry.statusChanged;
     return item;
   }
 
@@ -237,14 +248,18 @@ class DirectoryEnumerator::Walk {
   // items that vanished since the folder was read.
   void completeEntries(int fd, Level& level) const {
     const bool wantsSizes = owner_.keys_ & Sizes;
+    const bool wantsStamps = owner_.keys_ & Stamps;
     std::string name;
     std::erase_if(level.entries, [&](Entry& e) {
       const bool unknownKind = e.kindUnknown;
-      if (!unknownKind && (!wantsSizes || e.kind == DirectoryItemKind::Directory)) return false;
+      if (!unknownKind && !wantsStamps && (!wantsSizes || e.kind == DirectoryItemKind::Directory)) {
+        return false;
+      }
       name.assign(level.names, e.nameOffset, e.nameLength);
       struct statx st {};
       if (::statx(fd, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC,
-                  STATX_TYPE | STATX_SIZE | STATX_BLOCKS, &st) != 0) {
+                  STATX_TYPE | STATX_SIZE | STATX_BLOCKS | STATX_INO | STATX_MTIME | STATX_CTIME,
+                  &st) != 0) {
         // Gone (or unreachable): an unknown kind cannot be guessed.
         return unknownKind || errno == ENOENT;
       }
@@ -253,6 +268,13 @@ class DirectoryEnumerator::Walk {
         e.hasSizes = true;
         e.logicalSize = st.stx_size;
         e.allocatedSize = st.stx_blocks * 512;
+      }
+      if (wantsStamps) {
+        e.hasStamps = true;
+        e.device = makedev(st.stx_dev_major, st.stx_dev_minor);
+        e.inode = st.stx_ino;
+        e.modified = st.stx_mtime.tv_sec * 1000000000LL + st.stx_mtime.tv_nsec;
+        e.statusChanged = st.stx_ctime.tv_sec * 1000000000LL + st.stx_ctime.tv_nsec;
       }
       return false;
     });

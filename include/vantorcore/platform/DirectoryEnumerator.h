@@ -47,6 +47,13 @@ struct DirectoryItem {
   bool hasSizes = false;
   std::uint64_t logicalSize = 0;
   std::uint64_t allocatedSize = 0;
+  /// Device, inode and the modification and status-change times in
+  /// nanoseconds since 1970; read only with `Keys::Stamps`, for every item.
+  bool hasStamps = false;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t modified = 0;
+  std::int64_t statusChanged = 0;
 
   [[nodiscard]] bool isDirectory() const noexcept { return kind == DirectoryItemKind::Directory; }
 };
@@ -59,6 +66,7 @@ class DirectoryEnumerator {
     None = 0,
     Hidden = 1,  ///< read each folder's ".hidden" when it has one
     Sizes = 2,   ///< statx every item that is not a folder
+    Stamps = 4,  ///< statx every item, folders included
   };
 
   /// Called for each item; for a folder, the answer says whether to walk
