@@ -47,8 +47,12 @@ std::shared_ptr<LXFileSystemWatcher> LXFileSystemWatcher::initWithRootPath(
 
 std::shared_ptr<LXFileSystemWatcher> LXFileSystemWatcher::initWithCoder(Coder& coder) {
   const Value root = coder.decodeObjectForKey(kRootPathKey);
+  // Keyed archives keep the box as a plain number; other coders the box.
+  const Value stored = coder.decodeObjectForKey(kLastEventIDKey);
   std::uint64_t lastEventID = kFSEventStreamEventIdSinceNow;
-  if (const auto box = coder.decodeObjectForKey(kLastEventIDKey).objectAs<BoxedValue>()) {
+  if (stored.isInteger()) {
+    lastEventID = stored.uint64Value();
+  } else if (const auto box = stored.objectAs<BoxedValue>()) {
     lastEventID = box->uint64Value().value_or(kFSEventStreamEventIdSinceNow);
   }
   return initWithRootPath(

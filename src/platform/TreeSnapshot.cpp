@@ -28,6 +28,9 @@ std::uint64_t entryDigest(const DirectoryItem& item) {
   std::uint64_t h = mix(std::hash<std::string_view>{}(item.name));
   h = mix(h ^ static_cast<std::uint64_t>(item.kind));
   h = mix(h ^ item.inode);
+  // A subfolder's times change with its own entries, which its own record
+  // reports; its parent only cares that it is there.
+  if (item.isDirectory()) return h;
   h = mix(h ^ static_cast<std::uint64_t>(item.modified));
   return mix(h ^ static_cast<std::uint64_t>(item.statusChanged));
 }

@@ -3,8 +3,9 @@
 //
 // Per folder (by path relative to the root, "" for the root itself): its
 // device and inode, its modification and status-change times, and a digest
-// of its entries (each entry's name, kind, inode, size and modification
-// time, combined so that their order does not matter). A file written, made,
+// of its entries (each entry's name, kind and inode, and for entries other
+// than folders their modification and status-change times, combined so
+// that their order does not matter). A file written, made,
 // removed or renamed changes its folder's record; a changed folder is
 // reported by its own path.
 #pragma once

@@ -45,7 +45,7 @@ class LXFileSystemWatcherDelegate {
   virtual void rootDidMoveToPath(LXFileSystemWatcher& watcher, const String& path) {}
 };
 
-class LXFileSystemWatcher : public Object, public Coding {
+class LXFileSystemWatcher : public Object, public SecureCoding {
   LX_DECLARE_CLASS(LXFileSystemWatcher)
 
  public:
