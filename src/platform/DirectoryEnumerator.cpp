@@ -122,9 +122,12 @@ class DirectoryEnumerator::Walk {
         handOff_(std::move(handOff)),
         buffer_(kReadBufferSize) {}
 
-  void run(std::string root, int depth) {
+  // Walks below `root`; a symbolic link is followed only when it is the
+  // caller's root, never for a folder handed over by another thread.
+  void run(std::string root, int depth, bool followsLink) {
     path_ = std::move(root);
-    Descriptor folder(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+    Descriptor folder(::open(path_.c_str(), followsLink ? kDirectoryOpenFlags & ~O_NOFOLLOW
+                                                        : kDirectoryOpenFlags));
     if (!folder.valid()) return;
     baseDepth_ = depth;
     stack_.clear();
@@ -315,7 +318,7 @@ class DirectoryEnumerator::Walk {
 };
 
 void DirectoryEnumerator::enumerate(StringView root, const Visitor& visit) const {
-  Walk(*this, visit, 0, nullptr).run(fileSystemRepresentation(root), 0);
+  Walk(*this, visit, 0, nullptr).run(fileSystemRepresentation(root), 0, true);
 }
 
 unsigned DirectoryEnumerator::defaultThreadCount() noexcept {
@@ -330,13 +333,14 @@ void DirectoryEnumerator::enumerateConcurrently(StringView root, unsigned thread
   struct Pending {
     std::string path;
     int depth;
+    bool isRoot;
   };
   std::mutex mutex;
   std::condition_variable changed;
   std::deque<Pending> queue;
   std::atomic<std::size_t> queued{0};
   unsigned busy = 0;
-  queue.push_back({fileSystemRepresentation(root), 0});
+  queue.push_back({fileSystemRepresentation(root), 0, true});
   queued = 1;
 
   const auto work = [&](unsigned worker) {
@@ -345,7 +349,7 @@ void DirectoryEnumerator::enumerateConcurrently(StringView root, unsigned thread
         return false;
       }
       const std::lock_guard lock(mutex);
-      queue.push_back({std::string(path), depth});
+      queue.push_back({std::string(path), depth, false});
       queued.fetch_add(1, std::memory_order_relaxed);
       changed.notify_one();
       return true;
@@ -359,7 +363,7 @@ void DirectoryEnumerator::enumerateConcurrently(StringView root, unsigned thread
       queued.fetch_sub(1, std::memory_order_relaxed);
       ++busy;
       lock.unlock();
-      walk.run(std::move(next.path), next.depth);
+      walk.run(std::move(next.path), next.depth, next.isRoot);
       lock.lock();
       if (--busy == 0 && queue.empty()) changed.notify_all();
     }

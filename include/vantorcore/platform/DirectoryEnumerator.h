@@ -80,7 +80,8 @@ class DirectoryEnumerator {
   /// answer, so the kinds come from statx. For such file systems and tests.
   void setIgnoresEntryTypes(bool ignores) noexcept { ignoresEntryTypes_ = ignores; }
 
-  /// Walks the tree below `root` (the root itself is not an item) on the
+  /// Walks the tree below `root` (the root itself is not an item; a root
+  /// that is a symbolic link to a folder is followed) on the
   /// calling thread, in depth-first order, a folder before its contents.
   void enumerate(StringView root, const Visitor& visit) const;
 

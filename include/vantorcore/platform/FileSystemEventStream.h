@@ -11,8 +11,9 @@
 //   as folder paths, in the order each folder first changed;
 // - nothing is lost silently: a kernel queue overflow becomes a must-scan
 //   event on the root with `kFSEventStreamEventFlagKernelDropped`; running
-//   out of watches (ENOSPC) a must-scan event on the folder whose subtree
-//   stays unwatched, with `kFSEventStreamEventFlagUserDropped`. Overflows
+//   out of watches (ENOSPC), or a folder path too long for the kernel, a
+//   must-scan event on the folder whose subtree stays unwatched, with
+//   `kFSEventStreamEventFlagUserDropped`. Overflows
 //   that follow each other are reported at most once per back-off interval,
 //   which doubles up to 64 s and falls back after a quiet minute;
 // - with `kFSEventStreamCreateFlagWatchRoot`, the root's folders above it are
