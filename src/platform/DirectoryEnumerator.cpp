@@ -224,6 +224,9 @@ class DirectoryEnumerator::Walk {
     for (;;) {
       const ssize_t got = ::getdents64(fd, buffer_.data(), buffer_.size());
       if (got <= 0) break;
+      // Records take 24 bytes and the name, padded to 8: a fair guess.
+      level.entries.reserve(level.entries.size() + static_cast<std::size_t>(got) / 32);
+      level.names.reserve(level.names.size() + static_cast<std::size_t>(got) / 2);
       for (ssize_t offset = 0; offset < got;) {
         const auto* entry = reinterpret_cast<const struct dirent64*>(buffer_.data() + offset);
         offset += entry->d_reclen;

@@ -20,7 +20,12 @@ wait_for() {  # wait_for FILE TEXT: up to 10 s
 
 "$vantor" watch "$dir/tree" --state "$dir/state" --latency 0 >"$dir/first" &
 pid=$!
-sleep 0.5
+# Ready once a change in the root shows.
+for _ in $(seq 100); do
+  touch "$dir/tree/probe"
+  grep -qF -- " - $dir/tree" "$dir/first" && break
+  sleep 0.1
+done
 mkdir -p "$dir/tree/new/deeper"
 wait_for "$dir/first" " - $dir/tree/new/deeper"
 kill -INT "$pid"
