@@ -1,5 +1,8 @@
 #include "vantorcore/files/FileManager+DirectoryInspection.h"
 
+#include <atomic>
+#include <iterator>
+#include <thread>
 #include <unordered_map>
 
 #include "vantorcore/files/ContentType+Overrides.h"
@@ -66,25 +69,88 @@ bool isVisible(const DirectoryItem& item, bool includeHidden,
   return std::find(excludesFiles.begin(), excludesFiles.end(), name) == excludesFiles.end();
 }
 
-// Runs one listing walk: `listFile` decides for each visible file outside
-// packages; folders follow the shared rules. `skip` sees every visible item
-// first.
-void listTree(StringView path, std::vector<String>& contents, bool includeHidden,
-              bool includeDirectories, const std::vector<String>& excludesFiles, TypeCache& types,
-              const std::function<bool(const DirectoryItem&)>& skip,
-              const std::function<bool(const DirectoryItem&)>& listFile) {
-  DirectoryEnumerator enumerator(includeHidden ? DirectoryEnumerator::None
-                                               : DirectoryEnumerator::Hidden);
-  enumerator.enumerate(path, [&](const DirectoryItem& item, unsigned) {
-    if (!isVisible(item, includeHidden, excludesFiles) || (skip && skip(item))) return false;
-    if (item.isDirectory()) {
-      if (types.isPackage(item.name)) return false;
-      if (includeDirectories) contents.push_back(stringWithFileSystemRepresentation(item.path));
-      return true;
+// What one listing walk keeps: `listFile` decides for each visible file
+// outside packages (with the calling thread's type cache); folders follow
+// the shared rules; `skip`, when given, sees every visible item first.
+struct ListingRules {
+  bool includeHidden;
+  bool includeDirectories;
+  const std::vector<String>& excludesFiles;
+  std::function<bool(const DirectoryItem&)> skip;
+  std::function<bool(const DirectoryItem&, TypeCache&)> listFile;
+};
+
+// Lists `item` into `contents` by the rules; true when it is a folder to
+// enter.
+bool visit(const DirectoryItem& item, const ListingRules& rules, TypeCache& types,
+           std::vector<String>& contents) {
+  if (!isVisible(item, rules.includeHidden, rules.excludesFiles) ||
+      (rules.skip && rules.skip(item))) {
+    return false;
+  }
+  if (item.isDirectory()) {
+    if (types.isPackage(item.name)) return false;
+    if (rules.includeDirectories) contents.push_back(stringWithFileSystemRepresentation(item.path));
+    return true;
+  }
+  if (rules.listFile(item, types))
+    contents.push_back(stringWithFileSystemRepresentation(item.path));
+  return false;
+}
+
+DirectoryEnumerator enumeratorFor(const ListingRules& rules) {
+  return DirectoryEnumerator(rules.includeHidden ? DirectoryEnumerator::None
+                                                 : DirectoryEnumerator::Hidden);
+}
+
+void listSequentially(StringView path, std::vector<String>& contents, const ListingRules& rules,
+                      TypeCache& types) {
+  enumeratorFor(rules).enumerate(path, [&](const DirectoryItem& item, unsigned) {
+    return visit(item, rules, types, contents);
+  });
+}
+
+// Lists the tree in enumeration order. Without a caller's predicate (which
+// must stay on the calling thread) the root's subfolders are listed on
+// several threads, each into a list of its own, and the lists are joined in
+// the root's order.
+void listTree(StringView path, std::vector<String>& contents, const ListingRules& rules) {
+  TypeCache types;
+  if (rules.skip) return listSequentially(path, contents, rules, types);
+  // The root's own items; a subfolder to enter leaves a gap for its list.
+  std::vector<String> top;
+  std::vector<std::pair<std::size_t, String>> gaps;  // position in `top`, folder
+  enumeratorFor(rules).enumerate(path, [&](const DirectoryItem& item, unsigned) {
+    if (visit(item, rules, types, top)) {
+      gaps.emplace_back(top.size(), stringWithFileSystemRepresentation(item.path));
     }
-    if (listFile(item)) contents.push_back(stringWithFileSystemRepresentation(item.path));
     return false;
   });
+  std::vector<std::vector<String>> below(gaps.size());
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    TypeCache own;
+    for (std::size_t i; (i = next.fetch_add(1)) < gaps.size();) {
+      listSequentially(gaps[i].second, below[i], rules, own);
+    }
+  };
+  const unsigned threads =
+      std::min<std::size_t>(DirectoryEnumerator::defaultThreadCount(), gaps.size());
+  std::vector<std::thread> helpers;
+  for (unsigned t = 1; t < threads; ++t) helpers.emplace_back(work);
+  work();
+  for (std::thread& helper : helpers) helper.join();
+
+  std::size_t total = contents.size() + top.size();
+  for (const auto& list : below) total += list.size();
+  contents.reserve(total);
+  std::size_t taken = 0;
+  for (std::size_t g = 0; g <= gaps.size(); ++g) {
+    const std::size_t until = g < gaps.size() ? gaps[g].first : top.size();
+    std::move(top.begin() + taken, top.begin() + until, std::back_inserter(contents));
+    taken = until;
+    if (g < gaps.size()) std::move(below[g].begin(), below[g].end(), std::back_inserter(contents));
+  }
 }
 
 }  // namespace
@@ -173,13 +239,13 @@ void lx_deepDirectoryContentsAtPathRecursive(FileManager&, StringView path,
   // An identifier that names no type lets no typed file conform.
   const std::optional<ContentType> wanted =
       conformsToUTI ? typeNamed(*conformsToUTI) : std::nullopt;
-  TypeCache types;
-  listTree(path, contents, includeHidden, includeDirectories, excludesFiles, types, nullptr,
-           [&](const DirectoryItem& item) {
-             if (!conformsToUTI) return true;
-             const std::optional<ContentType>& type = types.typeOf(item.name);
-             return !type || (wanted && type->conformsTo(*wanted));
-           });
+  listTree(path, contents,
+           {includeHidden, includeDirectories, excludesFiles, nullptr,
+            [&](const DirectoryItem& item, TypeCache& types) {
+              if (!conformsToUTI) return true;
+              const std::optional<ContentType>& type = types.typeOf(item.name);
+              return !type || (wanted && type->conformsTo(*wanted));
+            }});
 }
 
 void lx_deepDirectoryContentsAtPathRecursive(FileManager&, StringView path,
@@ -193,22 +259,22 @@ void lx_deepDirectoryContentsAtPathRecursive(FileManager&, StringView path,
   for (const String& identifier : excludingUTIs) {
     if (std::optional<ContentType> type = typeNamed(identifier)) excluded.push_back(*type);
   }
-  TypeCache types;
   const auto skip = [&](const DirectoryItem& item) {
     return excludingPredicate(stringWithFileSystemRepresentation(item.path));
   };
-  listTree(path, contents, includeHidden, includeDirectories, excludesFiles, types,
-           excludingPredicate ? std::function<bool(const DirectoryItem&)>(skip) : nullptr,
-           [&](const DirectoryItem& item) {
-             const std::optional<ContentType>& type = types.typeOf(item.name);
-             if (!type) return true;
-             const bool isExcluded =
-                 std::any_of(excluded.begin(), excluded.end(),
-                             [&](const auto& e) { return type->conformsTo(e); });
-             if (!isExcluded) return true;
-             return std::find(includingUTIs.begin(), includingUTIs.end(), type->identifier()) !=
-                    includingUTIs.end();
-           });
+  listTree(path, contents,
+           {includeHidden, includeDirectories, excludesFiles,
+            excludingPredicate ? std::function<bool(const DirectoryItem&)>(skip) : nullptr,
+            [&](const DirectoryItem& item, TypeCache& types) {
+              const std::optional<ContentType>& type = types.typeOf(item.name);
+              if (!type) return true;
+              const bool isExcluded =
+                  std::any_of(excluded.begin(), excluded.end(),
+                              [&](const auto& e) { return type->conformsTo(e); });
+              if (!isExcluded) return true;
+              return std::find(includingUTIs.begin(), includingUTIs.end(), type->identifier()) !=
+                     includingUTIs.end();
+            }});
 }
 
 bool lx_removeDirectoryContentsAtPath(FileManager& manager, StringView path, ErrorPtr* error) {

@@ -15,8 +15,10 @@
 // - a file's content type comes from its extension; a file without one has
 //   no content type and is listed whatever the type filters say;
 // - counts and sizes walk on `DirectoryEnumerator::defaultThreadCount()`
-//   threads; listings walk on the calling thread, a folder before its
-//   contents.
+//   threads. Listings list a folder before its contents; without a
+//   predicate the root's subfolders are listed on that many threads and the
+//   results joined in order, while a predicate is only ever called on the
+//   calling thread.
 //
 // Stateless: every function may be called from any thread.
 #pragma once
