@@ -22,24 +22,13 @@ InotifyService::InotifyService() : fd_(inotify_init1(IN_CLOEXEC)) {
   }
 }
 
-int InotifyService::addWatch(int fd, std::uint32_t mask,
-                             const std::weak_ptr<InotifySubscriber>& subscriber) {
-  const std::string path = "/proc/self/fd/" + std::to_string(fd);
-  return add(path.c_str(), mask, subscriber);
-}
-
 int InotifyService::addWatch(const std::string& path, std::uint32_t mask,
                              const std::weak_ptr<InotifySubscriber>& subscriber) {
-  return add(path.c_str(), mask, subscriber);
-}
-
-int InotifyService::add(const char* path, std::uint32_t mask,
-                        const std::weak_ptr<InotifySubscriber>& subscriber) {
   if (fd_ < 0) return -EMFILE;
   const std::lock_guard lock(mutex_);
   if (limit_ && watches_.size() >= *limit_) return -ENOSPC;
   // IN_MASK_ADD: a folder two subscribers watch gets both their masks.
-  const int wd = inotify_add_watch(fd_, path, mask | IN_MASK_ADD);
+  const int wd = inotify_add_watch(fd_, path.c_str(), mask | IN_MASK_ADD);
   if (wd < 0) return -errno;
   watches_[wd].push_back(subscriber);
   return wd;

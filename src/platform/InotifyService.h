@@ -37,11 +37,8 @@ class InotifyService {
  public:
   static InotifyService& shared();
 
-  /// Adds a watch with `mask` on the folder open as `fd` (any depth: the
-  /// kernel is given "/proc/self/fd/N"); the watch descriptor, or -errno
-  /// (-ENOSPC when the watch limit is reached).
-  int addWatch(int fd, std::uint32_t mask, const std::weak_ptr<InotifySubscriber>& subscriber);
-  /// Adds a watch by path; as `addWatch` otherwise.
+  /// Adds a watch with `mask` on the folder at `path` for `subscriber`; the
+  /// watch descriptor, or -errno (-ENOSPC when the watch limit is reached).
   int addWatch(const std::string& path, std::uint32_t mask,
                const std::weak_ptr<InotifySubscriber>& subscriber);
   /// Lets go of a watch added by `subscriber`.
@@ -54,7 +51,6 @@ class InotifyService {
 
  private:
   InotifyService();
-  int add(const char* path, std::uint32_t mask, const std::weak_ptr<InotifySubscriber>& subscriber);
   void readLoop();
   std::vector<std::shared_ptr<InotifySubscriber>> subscribersOf(int wd);
   std::vector<std::shared_ptr<InotifySubscriber>> allSubscribers();
