@@ -1,0 +1,133 @@
+// `vantor ls`: a folder's contents, or with --deep its whole tree, through
+// the library's directory inspection.
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "StreamIO.h"
+#include "vantorcore/files/FileManager+DirectoryInspection.h"
+#include "vantorcore/platform/String+Paths.h"
+
+namespace vantor {
+namespace {
+
+constexpr char kUsage[] =
+    "usage: vantor ls [--deep] [--no-hidden] [--no-directories] [--exclude NAME]...\n"
+    "                 [--type ID | --except ID... [--keep ID]...] PATH\n\n"
+    "Prints the paths of the items in the folder, one per line. --deep lists\n"
+    "the whole tree, a folder before its contents, never entering packages;\n"
+    "then:\n"
+    "  --no-hidden       leaves out hidden items (a leading dot, or named in\n"
+    "                    the folder's .hidden file)\n"
+    "  --no-directories  lists files only\n"
+    "  --exclude NAME    leaves out items of that exact name (only while\n"
+    "                    hidden items are listed)\n"
+    "  --type ID         only files whose content type conforms to ID\n"
+    "  --except ID       leaves out files whose type conforms to ID ...\n"
+    "  --keep ID         ... unless their type is exactly ID\n"
+    "Files without a content type (no extension) are always listed.";
+
+const Command& self() {
+  static const Command command{"ls", "", kUsage, nullptr};
+  return command;
+}
+
+struct Options {
+  bool deep = false;
+  bool hidden = true;
+  bool directories = true;
+  std::vector<lx::String> excludes;
+  std::optional<lx::String> type;
+  std::vector<lx::String> excepting;
+  std::vector<lx::String> keeping;
+  std::optional<std::string> path;
+};
+
+// Parses the arguments; absent after printing the usage error.
+std::optional<Options> parse(Arguments args, int& status) {
+  Options o;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    const bool takesValue = a == "--exclude" || a == "--type" || a == "--except" || a == "--keep";
+    if (takesValue && i + 1 == args.size()) {
+      status = usageError(self(), a + " needs a value");
+      return std::nullopt;
+    }
+    if (a == "--deep") {
+      o.deep = true;
+    } else if (a == "--no-hidden") {
+      o.hidden = false;
+    } else if (a == "--no-directories") {
+      o.directories = false;
+    } else if (a == "--exclude") {
+      o.excludes.push_back(lx::stringWithFileSystemRepresentation(args[++i]));
+    } else if (a == "--type") {
+      o.type = lx::fromUTF8(args[++i]);
+    } else if (a == "--except") {
+      o.excepting.push_back(lx::fromUTF8(args[++i]));
+    } else if (a == "--keep") {
+      o.keeping.push_back(lx::fromUTF8(args[++i]));
+    } else if (a.starts_with("--") || o.path) {
+      status = usageError(self(), "unexpected argument " + a);
+      return std::nullopt;
+    } else {
+      o.path = a;
+    }
+  }
+  if (!o.path) {
+    status = usageError(self(), "no path given");
+    return std::nullopt;
+  }
+  if (o.type && !o.excepting.empty()) {
+    status = usageError(self(), "--type and --except exclude each other");
+    return std::nullopt;
+  }
+  return o;
+}
+
+std::vector<lx::String> list(lx::FileManager& manager, const Options& o, const lx::String& path) {
+  if (!o.deep) {
+    std::vector<lx::String> paths;
+    const auto names = manager.contentsOfDirectoryAtPath(path);
+    if (!names) return paths;
+    for (const lx::String& name : *names) {
+      paths.push_back(lx::stringByAppendingPathComponent(path, name));
+    }
+    return paths;
+  }
+  if (!o.excepting.empty()) {
+    return lx::lx_deepDirectoryContentsAtPath(manager, path, o.hidden, o.directories, o.excepting,
+                                              o.excludes, o.keeping);
+  }
+  return lx::lx_deepDirectoryContentsAtPath(manager, path, o.hidden, o.directories, o.type,
+                                            o.excludes);
+}
+
+int run(Arguments args) {
+  int status = 0;
+  const std::optional<Options> options = parse(args, status);
+  if (!options) return status;
+  lx::FileManager& manager = *lx::FileManager::defaultManager();
+  const lx::String path = lx::stringWithFileSystemRepresentation(*options->path);
+  bool isDirectory = false;
+  if (!manager.fileExistsAtPath(path, &isDirectory) || !isDirectory) {
+    return fail("ls", *options->path + ": not a folder");
+  }
+  std::string out;
+  for (const lx::String& item : list(manager, *options, path)) {
+    out += lx::fileSystemRepresentation(item);
+    out += '\n';
+    if (out.size() >= (1 << 16)) {
+      if (!writeOut(out)) return fail("ls", "cannot write the output");
+      out.clear();
+    }
+  }
+  return writeOut(out) ? 0 : fail("ls", "cannot write the output");
+}
+
+}  // namespace
+
+VANTOR_COMMAND("ls", "folder contents and deep listings with filters", kUsage, run);
+
+}  // namespace vantor
