@@ -181,12 +181,15 @@ TEST_F(FileSystemEventStreamTest, StartingFromAnEarlierIdentifierReportsWhatChan
   for (const char* folder : {"same", "written", "gone/inner", "renamed"}) {
     fs::create_directories(root_ / folder);
   }
-  test::writeFile(root_ / "written" / "f", "old");
   test::writeFile(root_ / "renamed" / "f", "x");
   FSEventStreamEventId saved = 0;
   {
     const auto first = makeStream();
     ASSERT_TRUE(first->start());
+    // One delivered change, so that the saved identifier has one before it
+    // even when this is the first stream the history has seen.
+    test::writeFile(root_ / "written" / "f", "old");
+    ASSERT_TRUE(runUntil([&] { return !events_.empty(); }));
     first->saveSnapshot();
     saved = first->latestEventId();
   }
