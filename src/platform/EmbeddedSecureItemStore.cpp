@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -75,7 +76,11 @@ std::string utf8(const Value& value) {
 
 struct EmbeddedSecureItemStore::Database {
   sqlite3* db = nullptr;
-  std::mutex mutex;
+  // Recursive: a batch holds it while the operations inside take it again.
+  std::recursive_mutex mutex;
+  // How many write transactions are open; inner ones are savepoints, so a
+  // batch commits (and syncs) once.
+  int transactionDepth = 0;
   std::optional<SecretCipher> cipher;
   // Set when the store cannot serve at all; every operation returns it.
   OSStatus broken = errSecSuccess;
@@ -146,24 +151,34 @@ class Use {
 };
 
 // Rolls back unless committed, so every early return leaves no half change.
+// Inside another write transaction it is a savepoint: its failure undoes only
+// its own part, and the outermost one commits for all.
 class WriteTransaction {
  public:
-  explicit WriteTransaction(sqlite3* db) : db_(db) {
-    code_ = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  // `depth` counts the write transactions open on `db`.
+  WriteTransaction(sqlite3* db, int& depth) : db_(db), depth_(depth) {
+    code_ = exec(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT inner");
+    if (code_ == SQLITE_OK) ++depth;
   }
   ~WriteTransaction() {
-    if (code_ == SQLITE_OK && !done_) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    if (code_ != SQLITE_OK || done_) return;
+    --depth_;
+    exec(depth_ == 0 ? "ROLLBACK" : "ROLLBACK TO inner; RELEASE inner");
   }
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
   [[nodiscard]] int code() const noexcept { return code_; }
   int commit() {
     done_ = true;
-    return sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr);
+    --depth_;
+    return exec(depth_ == 0 ? "COMMIT" : "RELEASE inner");
   }
 
  private:
+  int exec(const char* sql) { return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr); }
+
   sqlite3* db_;
+  int& depth_;
   int code_;
   bool done_ = false;
 };
@@ -353,13 +368,13 @@ OSStatus EmbeddedSecureItemStore::Database::writeLocked(const SecureItem& item, 
 
 OSStatus EmbeddedSecureItemStore::find(const SecureItemQuery& query,
                                        std::vector<SecureItem>& items) {
-  std::lock_guard lock(database_->mutex);
+  const std::lock_guard lock(database_->mutex);
   if (database_->broken != errSecSuccess) return database_->broken;
   return database_->findLocked(query, items);
 }
 
 OSStatus EmbeddedSecureItemStore::insert(const SecureItem& item) {
-  std::lock_guard lock(database_->mutex);
+  const std::lock_guard lock(database_->mutex);
   if (database_->broken != errSecSuccess) return database_->broken;
   return database_->writeLocked(item, false, item.secret);
 }
@@ -367,9 +382,9 @@ OSStatus EmbeddedSecureItemStore::insert(const SecureItem& item) {
 OSStatus EmbeddedSecureItemStore::modify(const SecureItemQuery& query,
                                          const Dictionary& attributeChanges,
                                          const std::optional<Data>& secret) {
-  std::lock_guard lock(database_->mutex);
+  const std::lock_guard lock(database_->mutex);
   if (database_->broken != errSecSuccess) return database_->broken;
-  WriteTransaction transaction(database_->db);
+  WriteTransaction transaction(database_->db, database_->transactionDepth);
   if (transaction.code() != SQLITE_OK) return statusForSQLite(transaction.code());
   std::vector<SecureItem> items;
   OSStatus status = database_->findLocked(query, items);
@@ -384,9 +399,9 @@ OSStatus EmbeddedSecureItemStore::modify(const SecureItemQuery& query,
 }
 
 OSStatus EmbeddedSecureItemStore::erase(const SecureItemQuery& query) {
-  std::lock_guard lock(database_->mutex);
+  const std::lock_guard lock(database_->mutex);
   if (database_->broken != errSecSuccess) return database_->broken;
-  WriteTransaction transaction(database_->db);
+  WriteTransaction transaction(database_->db, database_->transactionDepth);
   if (transaction.code() != SQLITE_OK) return statusForSQLite(transaction.code());
   std::vector<SecureItem> items;
   OSStatus status = database_->findLocked(query, items);
@@ -401,6 +416,16 @@ OSStatus EmbeddedSecureItemStore::erase(const SecureItemQuery& query) {
     code = use.step();
     if (code != SQLITE_DONE) return statusForSQLite(code);
   }
+  return statusForSQLite(transaction.commit());
+}
+
+OSStatus EmbeddedSecureItemStore::performAsOneChange(const std::function<OSStatus()>& changes) {
+  const std::lock_guard lock(database_->mutex);
+  if (database_->broken != errSecSuccess) return database_->broken;
+  WriteTransaction transaction(database_->db, database_->transactionDepth);
+  if (transaction.code() != SQLITE_OK) return statusForSQLite(transaction.code());
+  const OSStatus status = changes();
+  if (status != errSecSuccess) return status;
   return statusForSQLite(transaction.commit());
 }
 

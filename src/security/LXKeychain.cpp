@@ -197,16 +197,30 @@ std::optional<String> LXKeychain::passwordMatching(Dictionary query, ErrorPtr* e
 bool LXKeychain::replacePassword(const String& password, const Dictionary& query,
                                  const Dictionary& creationAttributes, ErrorPtr* error) const {
   const Data data = dataFromBytes(toUTF8(password));
+  const auto target = store();
+  if (!target) {
+    setError(error, errorWithStatus(errSecNotAvailable));
+    return false;
+  }
+  // One change, so the old password is never missing for another reader and
+  // a failed creation leaves it in place.
   ErrorPtr captured;
-  if (const auto reference = persistentReferenceForFirstItemMatchingQuery(query, &captured)) {
-    removeItemWithPersistentReference(*reference, &captured);
-  }
-  bool created = false;
-  if (!captured || captured->code() == errSecItemNotFound) {
-    created = createItemWithData(data, creationAttributes, &captured).has_value();
-  }
+  const OSStatus status = target->performAsOneChange([&] {
+    if (const auto reference = persistentReferenceForFirstItemMatchingQuery(query, &captured)) {
+      removeItemWithPersistentReference(*reference, &captured);
+    }
+    if (captured && captured->code() != errSecItemNotFound) {
+      return static_cast<OSStatus>(captured->code());
+    }
+    captured = nullptr;
+    if (!createItemWithData(data, creationAttributes, &captured)) {
+      return captured ? static_cast<OSStatus>(captured->code()) : errSecIO;
+    }
+    return errSecSuccess;
+  });
+  if (status != errSecSuccess && !captured) captured = errorWithStatus(status);
   setError(error, captured);
-  return created;
+  return status == errSecSuccess;
 }
 
 std::optional<String> LXKeychain::passwordForAccount(const std::optional<String>& account,

@@ -216,6 +216,46 @@ void expectExactlyOneItem(SecureItemStore& store) {
   EXPECT_EQ(all.asArray()->size(), 1u);
 }
 
+TEST_F(EmbeddedSecureItemStoreTest, ChangesAsOneCommitOrNotAtAll) {
+  // Each row replaces "shared" ("old") inside one change; "other" holds the
+  // name a failing creation collides with.
+  const struct {
+    const char* what;
+    StringView createdAs;
+    bool innerBatch;  // the creation runs in a nested change of its own
+    OSStatus outcome;
+    const char* sharedAfter;  // null: no item left
+  } cases[] = {
+      {"remove then create", u"shared", false, errSecSuccess, "new"},
+      {"creation fails: the removal is undone too", u"other", false, errSecDuplicateItem, "old"},
+      {"a failed inner change undoes only itself", u"other", true, errSecSuccess, nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    fs::remove_all(path_.parent_path());
+    const auto store = open();
+    ASSERT_EQ(addSecret(*store, u"shared", "old"), errSecSuccess);
+    ASSERT_EQ(addSecret(*store, u"other", "x"), errSecSuccess);
+    const OSStatus outcome = store->performAsOneChange([&] {
+      const OSStatus removed = store->remove(genericItem(u"shared"));
+      if (removed != errSecSuccess) return removed;
+      const auto create = [&] { return addSecret(*store, c.createdAs, "new"); };
+      if (!c.innerBatch) return create();
+      EXPECT_EQ(store->performAsOneChange(create), errSecDuplicateItem);
+      return errSecSuccess;
+    });
+    EXPECT_EQ(outcome, c.outcome);
+    Value secret;
+    const OSStatus read = readSecret(*open(), u"shared", &secret);  // a second connection
+    if (!c.sharedAfter) {
+      EXPECT_EQ(read, errSecItemNotFound);
+      continue;
+    }
+    ASSERT_EQ(read, errSecSuccess);
+    EXPECT_EQ(secret, Value(dataFromBytes(c.sharedAfter)));
+  }
+}
+
 TEST_F(EmbeddedSecureItemStoreTest, TwoThreadsSettingOneItem) {
   auto store = open();
   bool ok[2] = {};

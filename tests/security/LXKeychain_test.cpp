@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "support/TestSupport.h"
+#include "vantorcore/platform/EmbeddedSecureItemStore.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/InMemorySecureItemStore.h"
 #include "vantorcore/platform/Log.h"
@@ -241,6 +242,24 @@ TEST_F(LXKeychainTest, CreatingADuplicateFails) {
   EXPECT_EQ(error->code(), errSecDuplicateItem);
   EXPECT_TRUE(
       capture.contains(u"createItemWithData:attributes:error: Keychain error occurred: -25299"));
+}
+
+TEST(LXKeychainEmbeddedTest, AFailedSetKeepsTheOldPassword) {
+  const LXKeychain keychain(
+      EmbeddedSecureItemStore::open(test::makeTemporaryFolder("keychain") / "Keychain.sqlite"));
+  const auto group = [](StringView name) {
+    return Dictionary{{String(kSecAttrAccessGroup), Value(name)}};
+  };
+  ASSERT_TRUE(keychain.setPassword(u"one", u"ann", u"mail", group(u"a"), group(u"a")));
+  ASSERT_TRUE(keychain.setPassword(u"two", u"ann", u"mail", group(u"b"), group(u"b")));
+  // Replaces the item of group a by one of group b, which exists already.
+  ErrorPtr error;
+  const LogSink previous = discardLogLines();
+  EXPECT_FALSE(keychain.setPassword(u"three", u"ann", u"mail", group(u"a"), group(u"b"), &error));
+  setLogSink(previous);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), errSecDuplicateItem);
+  EXPECT_EQ(keychain.passwordForAccount(u"ann", u"mail", group(u"a")), u"one");
 }
 
 TEST_F(LXKeychainTest, ConcurrentSetsOfOneItemLeaveOneItem) {

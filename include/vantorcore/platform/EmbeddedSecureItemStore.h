@@ -47,6 +47,9 @@ class EmbeddedSecureItemStore : public SecureItemStore {
   ~EmbeddedSecureItemStore() override;
 
   [[nodiscard]] StringView backendName() const noexcept override { return u"embedded"; }
+  /// One write transaction around `changes`: a single durable commit, and
+  /// other processes see all of the changes or none.
+  OSStatus performAsOneChange(const std::function<OSStatus()>& changes) override;
 
  protected:
   OSStatus find(const SecureItemQuery& query, std::vector<SecureItem>& items) override;

@@ -33,6 +33,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -145,6 +146,13 @@ class SecureItemStore {
   static std::shared_ptr<SecureItemStore> make(Backend backend, OSStatus* status = nullptr);
   /// The backend's name as the environment variable spells it.
   [[nodiscard]] virtual StringView backendName() const noexcept = 0;
+  /// Runs `changes` (calls on this store) as one change where the backend
+  /// can: a status other than `errSecSuccess` from `changes` undoes all of
+  /// them. The embedded store commits once; Secret Service has no
+  /// transactions, so there the calls simply run in turn.
+  virtual OSStatus performAsOneChange(const std::function<OSStatus()>& changes) {
+    return changes();
+  }
 
  protected:
   // Backend primitives. The query has been checked; `limit` of the query is
