@@ -20,18 +20,10 @@
 namespace lx {
 namespace {
 
-// Primary-key attributes that have a column of their own, so lookups by them
-// use the indexes; every other attribute is matched after decoding the row.
-constexpr std::array<StringView, 10> kColumns{kSecAttrAccount,
-                                              kSecAttrService,
-                                              kSecAttrServer,
-                                              kSecAttrProtocol,
-                                              kSecAttrAuthenticationType,
-                                              kSecAttrPort,
-                                              kSecAttrPath,
-                                              kSecAttrSecurityDomain,
-                                              kSecAttrAccessGroup,
-                                              kSecAttrSynchronizable};
+// Every primary-key attribute has a column of its own (in this order), so
+// lookups by them use the indexes; other attributes are matched after
+// decoding the row.
+std::span<const StringView> columns() { return SecureItemQuery::primaryKeyAttributes(); }
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS items(ref BLOB PRIMARY KEY NOT NULL, class TEXT NOT NULL,"
@@ -296,7 +288,7 @@ OSStatus EmbeddedSecureItemStore::Database::findLocked(const SecureItemQuery& qu
     sql += " AND ref = ?";
     arguments.emplace_back(*query.reference());
   }
-  for (StringView column : kColumns) {
+  for (StringView column : columns()) {
     if (column == kSecAttrSynchronizable) continue;
     if (const Value* value = query.attributes().find(column)) {
       sql += " AND " + columnName(column) + " = ?";
@@ -343,13 +335,13 @@ OSStatus EmbeddedSecureItemStore::Database::writeLocked(const SecureItem& item, 
   std::string sql;
   if (replace) {
     sql = "UPDATE items SET class = ?";
-    for (StringView column : kColumns) sql += ", " + columnName(column) + " = ?";
+    for (StringView column : columns()) sql += ", " + columnName(column) + " = ?";
     sql += ", attributes = ?";
     if (sealed) sql += ", secret = ?";
     sql += " WHERE ref = ?";
   } else {
     sql = "INSERT INTO items(class";
-    for (StringView column : kColumns) sql += ", " + columnName(column);
+    for (StringView column : columns()) sql += ", " + columnName(column);
     sql += ", attributes, secret, ref) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
   }
   int code = SQLITE_OK;
@@ -358,7 +350,7 @@ OSStatus EmbeddedSecureItemStore::Database::writeLocked(const SecureItem& item, 
   Use use(statement);
   int index = 1;
   use.bindText(index++, utf8(item.attributes[kSecClass]));
-  for (StringView column : kColumns) use.bind(index++, item.attributes[column]);
+  for (StringView column : columns()) use.bind(index++, item.attributes[column]);
   use.bind(index++, Value(*encoded));
   if (sealed) use.bind(index++, Value(*sealed));
   use.bind(index++, Value(item.reference));
@@ -379,9 +371,8 @@ OSStatus EmbeddedSecureItemStore::insert(const SecureItem& item) {
   return database_->writeLocked(item, false, item.secret);
 }
 
-OSStatus EmbeddedSecureItemStore::modify(const SecureItemQuery& query,
-                                         const Dictionary& attributeChanges,
-                                         const std::optional<Data>& secret) {
+OSStatus EmbeddedSecureItemStore::changeMatching(
+    const SecureItemQuery& query, const std::function<OSStatus(std::vector<SecureItem>&)>& change) {
   const std::lock_guard lock(database_->mutex);
   if (database_->broken != errSecSuccess) return database_->broken;
   WriteTransaction transaction(database_->db, database_->transactionDepth);
@@ -390,33 +381,37 @@ OSStatus EmbeddedSecureItemStore::modify(const SecureItemQuery& query,
   OSStatus status = database_->findLocked(query, items);
   if (status != errSecSuccess) return status;
   if (items.empty()) return errSecItemNotFound;
-  for (SecureItem& item : items) {
-    item.attributes.addEntries(attributeChanges);
-    status = database_->writeLocked(item, true, secret);
-    if (status != errSecSuccess) return status;
-  }
+  status = change(items);
+  if (status != errSecSuccess) return status;
   return statusForSQLite(transaction.commit());
 }
 
+OSStatus EmbeddedSecureItemStore::modify(const SecureItemQuery& query,
+                                         const Dictionary& attributeChanges,
+                                         const std::optional<Data>& secret) {
+  return changeMatching(query, [&](std::vector<SecureItem>& items) {
+    for (SecureItem& item : items) {
+      item.attributes.addEntries(attributeChanges);
+      const OSStatus status = database_->writeLocked(item, true, secret);
+      if (status != errSecSuccess) return status;
+    }
+    return errSecSuccess;
+  });
+}
+
 OSStatus EmbeddedSecureItemStore::erase(const SecureItemQuery& query) {
-  const std::lock_guard lock(database_->mutex);
-  if (database_->broken != errSecSuccess) return database_->broken;
-  WriteTransaction transaction(database_->db, database_->transactionDepth);
-  if (transaction.code() != SQLITE_OK) return statusForSQLite(transaction.code());
-  std::vector<SecureItem> items;
-  OSStatus status = database_->findLocked(query, items);
-  if (status != errSecSuccess) return status;
-  if (items.empty()) return errSecItemNotFound;
-  int code = SQLITE_OK;
-  sqlite3_stmt* statement = database_->prepare("DELETE FROM items WHERE ref = ?", &code);
-  if (!statement) return statusForSQLite(code);
-  for (const SecureItem& item : items) {
-    Use use(statement);
-    use.bind(1, Value(item.reference));
-    code = use.step();
-    if (code != SQLITE_DONE) return statusForSQLite(code);
-  }
-  return statusForSQLite(transaction.commit());
+  return changeMatching(query, [&](std::vector<SecureItem>& items) {
+    int code = SQLITE_OK;
+    sqlite3_stmt* statement = database_->prepare("DELETE FROM items WHERE ref = ?", &code);
+    if (!statement) return statusForSQLite(code);
+    for (const SecureItem& item : items) {
+      Use use(statement);
+      use.bind(1, Value(item.reference));
+      code = use.step();
+      if (code != SQLITE_DONE) return statusForSQLite(code);
+    }
+    return errSecSuccess;
+  });
 }
 
 OSStatus EmbeddedSecureItemStore::performAsOneChange(const std::function<OSStatus()>& changes) {

@@ -17,18 +17,6 @@ namespace {
 constexpr const char* kReferenceAttribute = "reference";
 constexpr const char* kAttributesAttribute = "attributes";
 
-// The primary-key attributes both classes may hold, stored one by one.
-constexpr std::array<StringView, 10> kKeyAttributes{kSecAttrAccount,
-                                                    kSecAttrService,
-                                                    kSecAttrServer,
-                                                    kSecAttrProtocol,
-                                                    kSecAttrAuthenticationType,
-                                                    kSecAttrPort,
-                                                    kSecAttrPath,
-                                                    kSecAttrSecurityDomain,
-                                                    kSecAttrAccessGroup,
-                                                    kSecAttrSynchronizable};
-
 SecretSchema makeSchema(const char* name) {
   static constexpr const char* kStored[] = {"acct",
                                             "svce",
@@ -122,7 +110,7 @@ void put(GHashTable* table, const char* key, const std::string& value) {
 // The search attributes for `query`: the key attributes it names.
 Attributes searchAttributes(const SecureItemQuery& query) {
   Attributes table = newAttributes();
-  for (StringView key : kKeyAttributes) {
+  for (StringView key : SecureItemQuery::primaryKeyAttributes()) {
     if (key == kSecAttrSynchronizable) continue;
     if (const Value* value = query.attributes().find(key)) {
       put(table.get(), toUTF8(key).c_str(), escaped(*value));
@@ -141,7 +129,7 @@ std::optional<Attributes> storedAttributes(const SecureItem& item) {
   const auto encoded = PropertyList::write(Value(item.attributes), PropertyList::Format::Binary);
   if (!encoded) return std::nullopt;
   Attributes table = newAttributes();
-  for (StringView key : kKeyAttributes) {
+  for (StringView key : SecureItemQuery::primaryKeyAttributes()) {
     put(table.get(), toUTF8(key).c_str(), escaped(item.attributes[key]));
   }
   put(table.get(), kReferenceAttribute, hex(item.reference));

@@ -43,6 +43,16 @@ constexpr std::array<StringView, 9> kInternetKey{
     kSecAttrAccount,  kSecAttrSecurityDomain,     kSecAttrServer,
     kSecAttrProtocol, kSecAttrAuthenticationType, kSecAttrPort,
     kSecAttrPath,     kSecAttrAccessGroup,        kSecAttrSynchronizable};
+constexpr std::array<StringView, 10> kAnyKey{kSecAttrAccount,
+                                             kSecAttrService,
+                                             kSecAttrServer,
+                                             kSecAttrProtocol,
+                                             kSecAttrAuthenticationType,
+                                             kSecAttrPort,
+                                             kSecAttrPath,
+                                             kSecAttrSecurityDomain,
+                                             kSecAttrAccessGroup,
+                                             kSecAttrSynchronizable};
 
 const AttributeSpec* attributeSpec(StringView key) {
   for (const AttributeSpec& spec : kAttributes) {
@@ -176,6 +186,8 @@ std::span<const StringView> SecureItemQuery::primaryKey(StringView itemClass) no
   if (itemClass == kSecClassInternetPassword) return kInternetKey;
   return {};
 }
+
+std::span<const StringView> SecureItemQuery::primaryKeyAttributes() noexcept { return kAnyKey; }
 
 Value SecureItemQuery::primaryKeyDefault(StringView attribute) {
   if (attribute == kSecAttrPort) return Value(std::int64_t{0});

@@ -26,6 +26,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "vantorcore/platform/SecureItemStore.h"
@@ -61,6 +62,10 @@ class EmbeddedSecureItemStore : public SecureItemStore {
  private:
   struct Database;
   explicit EmbeddedSecureItemStore(std::unique_ptr<Database> database);
+  // Finds the rows `query` selects and hands them to `change`, all in one
+  // write transaction that commits only when both succeed.
+  OSStatus changeMatching(const SecureItemQuery& query,
+                          const std::function<OSStatus(std::vector<SecureItem>&)>& change);
   std::unique_ptr<Database> database_;
 };
 

@@ -61,6 +61,9 @@ class SecureItemQuery {
 
   /// The primary-key attribute names of `itemClass` (empty for an unknown one).
   static std::span<const StringView> primaryKey(StringView itemClass) noexcept;
+  /// Every attribute in some class's primary key, in one fixed order that
+  /// backends may rely on for their stored layout.
+  static std::span<const StringView> primaryKeyAttributes() noexcept;
   /// The default of a primary-key attribute: "" for strings, 0 for the port,
   /// false for synchronizable.
   static Value primaryKeyDefault(StringView attribute);
