@@ -1,6 +1,6 @@
-// Password set (remove, then add, durably) and get per second through
+// Password set (remove, then add, as one durable change) and get per second through
 // LXKeychain on the embedded store, and on the session's Secret Service when
-// there is one (bench/secret_service_bench.sh runs this under a private bus
+// there is one (scripts/with-secret-service.sh runs this under a private bus
 // with a real gnome-keyring).
 #include <benchmark/benchmark.h>
 #include <unistd.h>

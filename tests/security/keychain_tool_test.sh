@@ -4,22 +4,9 @@
 # Passwords go in on standard input only.
 set -eu
 vantor="$1"
-if [ -z "${VANTOR_KEYCHAIN_TEST_IN_SESSION:-}" ]; then
-  work=$(mktemp -d)
-  trap 'rm -rf "$work"' EXIT
-  mkdir -p "$work/runtime" "$work/data"
-  chmod 700 "$work/runtime"
-  HOME="$work" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/runtime" \
-    VANTOR_KEYCHAIN_TEST_IN_SESSION=1 dbus-run-session -- sh "$0" "$vantor"
-  exit $?
+if [ -z "${VANTOR_SECRET_SERVICE_SESSION:-}" ]; then
+  exec sh "$(dirname "$0")/../../scripts/with-secret-service.sh" sh "$0" "$vantor"
 fi
-
-printf PASSWORD | gnome-keyring-daemon --unlock --components=secrets >/dev/null
-for i in $(seq 1 100); do
-  gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
-    --method org.freedesktop.DBus.NameHasOwner org.freedesktop.secrets 2>/dev/null | grep -q true && break
-  sleep 0.1
-done
 
 failures=0
 expect() { # description expected actual
