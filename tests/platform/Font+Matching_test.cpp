@@ -5,10 +5,6 @@
 #include <limits>
 #include <string>
 
-// fontconfig 2.14 loses two blocks while parsing its configuration files,
-// even between FcInit and FcFini; the leak checker should not blame us.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
-
 namespace lx {
 namespace {
 
