@@ -104,6 +104,7 @@ struct MemoryCursor {
 int readMemory(void* context, char* buffer, int length) {
   auto* cursor = static_cast<MemoryCursor*>(context);
   const std::size_t count = std::min(cursor->left, static_cast<std::size_t>(length));
+  if (count == 0) return 0;  // an empty document may have no bytes at all
   std::memcpy(buffer, cursor->next, count);
   cursor->next += count;
   cursor->left -= count;
