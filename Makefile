@@ -34,7 +34,7 @@ test-threads: deps
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS) --target $(THREAD_SUITES)
 	for suite in $(THREAD_SUITES); do \
-	  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ./build/tsan/$$suite || exit 1; \
+	  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp ./build/tsan/$$suite || exit 1; \
 	done
 
 bench: deps
