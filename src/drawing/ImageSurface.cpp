@@ -64,6 +64,11 @@ std::optional<ImageSurface> ImageSurface::scaledToFit(int side) const {
   cairo_scale(cr, scale, scale);
   cairo_set_source_surface(cr, surface_, 0, 0);
   cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_BEST);
+  // Padding keeps the filter from blending the edges with transparency;
+  // the clip keeps the padding out of the margins.
+  cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
+  cairo_rectangle(cr, 0, 0, width(), height());
+  cairo_clip(cr);
   cairo_paint(cr);
   cairo_destroy(cr);
   return result;

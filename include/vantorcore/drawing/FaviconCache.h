@@ -32,7 +32,7 @@ class FaviconCache {
   /// default when the URL has none) joined by "_", every byte other than
   /// letters, digits, "." and "-" written as "%XX":
   ///   'https://Example.org/a' => 'https_example.org_443'
-  ///   'http://[::1]:8080/'    => 'http_%5B%3A%3A1%5D_8080'
+  ///   'http://[::1]:8080/'    => 'http_%3A%3A1_8080'
   /// Absent for a URL without a host.
   static std::optional<String> siteKey(const URL& site);
 
