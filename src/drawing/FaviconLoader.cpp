@@ -140,7 +140,7 @@ void FaviconLoader::tryNextCandidate(const String& key, std::shared_ptr<Fetch> f
                   NSURLErrorBadServerResponse, candidate,
                   u"HTTP status " + fromUTF8(std::to_string(response->statusCode())));
             }
-            if (!error && lx_decodeIcon(*body, fetch->validationSide, &error)) {
+            if (!error && body && lx_decodeIcon(*body, fetch->validationSide, &error)) {
               self->cache_.storeIconData(fetch->pageURL, *body, Clock::current()->currentDate());
               self->finish(key, std::move(body), nullptr);
               return;
