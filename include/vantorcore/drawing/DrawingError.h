@@ -1,6 +1,7 @@
 // The error domain of the drawing area: files that cannot be written, key
-// combinations that cannot be read and images that cannot be decoded. Every error carries an
-// English `NSLocalizedDescriptionKey` that names the offending input.
+// combinations that cannot be read and images that cannot be decoded. Every
+// error carries an English `NSLocalizedDescriptionKey` that names the
+// offending input.
 #pragma once
 
 #include <cstdint>

@@ -48,7 +48,8 @@ class FaviconCache {
   /// none, it is stale, or it cannot be read.
   [[nodiscard]] std::optional<Data> iconData(const URL& site, Date now) const;
   /// Stores `icon` as fetched from the site at `fetched`. False with a file
-  /// error when the folder or the file cannot be written.
+  /// error when the folder or the file cannot be written, and false with no
+  /// error for a URL without a host.
   bool storeIconData(const URL& site, DataView icon, Date fetched, ErrorPtr* error = nullptr) const;
   /// Forgets the site's entry, fresh or not.
   void removeIconData(const URL& site) const;
