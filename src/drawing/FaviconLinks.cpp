@@ -85,7 +85,7 @@ int lx_faviconSizeFromSizes(StringView sizes) noexcept {
 
 std::vector<FaviconLink> lx_faviconLinks(DataView html, const URL& pageURL) {
   std::vector<FaviconLink> links;
-  const auto document = LXXMLDocument::HTMLDocumentWithData(html);
+  const auto document = html.empty() ? std::nullopt : LXXMLDocument::HTMLDocumentWithData(html);
   const auto root = document ? document->rootElement() : std::nullopt;
   if (root) {
     URL base = pageURL;
