@@ -30,6 +30,9 @@ target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMO
 # Opening URLs in other applications and D-Bus activation.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
+# Favicons: librsvg draws SVG icons into Cairo (PNG goes through Cairo itself).
+pkg_check_modules(RSVG REQUIRED IMPORTED_TARGET librsvg-2.0)
+target_link_libraries(vantor_deps INTERFACE PkgConfig::RSVG)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
   target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)

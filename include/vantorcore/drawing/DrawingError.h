@@ -1,6 +1,7 @@
-// The error domain of the drawing area: files that cannot be written and
-// key combinations that cannot be read. Every error carries an English
-// `NSLocalizedDescriptionKey` that names the offending input.
+// The error domain of the drawing area: files that cannot be written, key
+// combinations that cannot be read and images that cannot be decoded. Every
+// error carries an English `NSLocalizedDescriptionKey` that names the
+// offending input.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,18 @@ enum class DrawingErrorCode : std::int64_t {
   MalformedKeyCombination = 10,
   /// A key name that no form knows.
   UnknownKey = 11,
+  /// Image bytes that break their format's rules (a truncated PNG, an ICO
+  /// entry outside the file, a bitmap too short for its rows).
+  MalformedImage = 20,
+  /// Bytes of no format the icon decoder reads, or a variant of one it
+  /// does not (a compressed bitmap).
+  UnsupportedImage = 21,
+  /// An image whose declared side exceeds the decoder's bound, refused
+  /// before any pixel is decoded.
+  ImageTooLarge = 22,
+  /// A site whose page names no icon that loads and which has no
+  /// /favicon.ico either.
+  NoFavicon = 23,
 };
 
 /// A new error in `LXDrawingErrorDomain` with `description`.

@@ -1,0 +1,46 @@
+// Where a web page says its icon lives: the `<link>` elements of its HTML,
+// in the order a loader should try them, then the site's /favicon.ico.
+//
+// Links count when one of their `rel` tokens (any case) is "icon" (which
+// covers "shortcut icon") or "apple-touch-icon" (or its "-precomposed"
+// form). `href`s resolve against the document's first `<base href>`, itself
+// resolved against the page's URL; links that resolve to no http or https
+// URL are left out. A `sizes` attribute gives the link its largest side:
+///   'sizes="16x16 32x32"'  => 32
+///   'sizes="180X120"'       => 180
+///   'sizes="any"'           => kFaviconAnySize (scalable, largest of all)
+///   'sizes="big"', none     => 0 (unknown)
+// Order: links of a suitable known size (any, or at most `kMaximumIconSide`)
+// largest first, then links of unknown size, then those too large to
+// decode; ties keep document order.
+#pragma once
+
+#include <climits>
+#include <vector>
+
+#include "vantorcore/platform/Data.h"
+#include "vantorcore/platform/URL.h"
+
+namespace lx {
+
+/// The side of a link whose `sizes` says "any".
+inline constexpr int kFaviconAnySize = INT_MAX;
+
+enum class FaviconLinkKind { Icon, ShortcutIcon, AppleTouchIcon, DefaultLocation };
+
+struct FaviconLink {
+  URL url;
+  int size = 0;  ///< largest side from `sizes`; 0 unknown
+  FaviconLinkKind kind = FaviconLinkKind::Icon;
+};
+
+/// The largest side a `sizes` attribute names (see above).
+[[nodiscard]] int lx_faviconSizeFromSizes(StringView sizes) noexcept;
+
+/// The icon links of the HTML page `html` fetched from `pageURL` in the
+/// order above, followed by `pageURL`'s origin with "/favicon.ico"
+/// (`DefaultLocation`) unless a link already names that URL. Bytes that
+/// are not HTML give the default location alone.
+[[nodiscard]] std::vector<FaviconLink> lx_faviconLinks(DataView html, const URL& pageURL);
+
+}  // namespace lx
