@@ -140,6 +140,7 @@ class KeyCombination {
 
 }  // namespace lx
 
+/// Lets key combinations key unordered containers.
 template <>
 struct std::hash<lx::KeyCombination> {
   /// Hashes with `KeyCombination::hash`.

@@ -175,7 +175,9 @@ class ContentType {
 
 }  // namespace lx
 
+/// Lets content types key unordered containers.
 template <>
 struct std::hash<lx::ContentType> {
+  /// Hashes with `ContentType::hash`, so equal identifiers hash alike.
   std::size_t operator()(const lx::ContentType& t) const noexcept { return t.hash(); }
 };

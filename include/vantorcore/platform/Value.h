@@ -552,14 +552,18 @@ inline String stringOr(const Value* v, StringView fallback = {}) {
 
 }  // namespace lx
 
+/// Lets shared strings key unordered containers.
 template <>
 struct std::hash<lx::SharedString> {
+  /// Hashes the code units, as the hash of the equal `StringView` would.
   std::size_t operator()(const lx::SharedString& s) const noexcept {
     return std::hash<lx::StringView>{}(s.view());
   }
 };
 
+/// Lets values key unordered containers.
 template <>
 struct std::hash<lx::Value> {
+  /// Hashes with `Value::hash`, consistent with `==`.
   std::size_t operator()(const lx::Value& v) const noexcept { return v.hash(); }
 };
