@@ -84,14 +84,12 @@ class LXJSONKeyedArchiver : public Coder {
   /// Whether nested bodies carry "@class" and arrays of the application's
   /// objects get the one-key wrapper (default on).
   [[nodiscard]] bool encodeClassMetadata() const noexcept { return encodeClassMetadata_; }
-  /// Whether each object carries its class name (the "@class" key) so that it can be decoded
-  /// without naming the class.
+  /// Turns the class metadata described above on or off.
   void setEncodeClassMetadata(bool on) noexcept { encodeClassMetadata_ = on; }
   /// Read by archived objects to decide whether to write secret fields
   /// (default off); the archiver itself never looks at it.
   [[nodiscard]] bool encodePasswords() const noexcept { return encodePasswords_; }
-  /// Whether keys that look like passwords are written; off by default so that secrets stay out of
-  /// saved JSON.
+  /// Turns `encodePasswords` on or off for the objects archived from now on.
   void setEncodePasswords(bool on) noexcept { encodePasswords_ = on; }
 
   /// Held weakly; asked for substitutions as described on the delegate.

@@ -112,7 +112,7 @@ class LXStateRestorationItem : public Object {
   [[nodiscard]] std::int32_t positionalCodingIndex() const noexcept {
     return positionalCodingIndex_;
   }
-  /// The item's place among siblings coded without keys; -1 when it was coded by key.
+  /// The item's place among the siblings coded without keys.
   void setPositionalCodingIndex(std::int32_t index) noexcept { positionalCodingIndex_ = index; }
   /// The key of the next keyless value ("LX.coding.<index>"); advances the
   /// index.

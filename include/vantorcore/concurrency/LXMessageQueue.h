@@ -139,7 +139,7 @@ class LXMessageQueue : public Object {
   [[nodiscard]] double throttleInterval() const noexcept { return throttleInterval_.load(); }
   void setThrottleInterval(double seconds) noexcept { throttleInterval_.store(seconds); }
   ///@}
-  /// The most messages delivered in one round; 0 means no limit.
+  /// The most messages delivered in one round (100 unless set).
   ///@{
   [[nodiscard]] std::uint64_t maximumMessageDeliveryCount() const noexcept {
     return maximumMessageDeliveryCount_.load();

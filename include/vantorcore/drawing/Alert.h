@@ -32,7 +32,7 @@ namespace lx {
 /// The user-defaults key of the remembered answers.
 inline constexpr StringView LXSuppressedAlertsKey = u"LXSuppressedAlerts";
 
-/// How the alert presents itself; Critical also draws attention with the desktop's urgency hint.
+/// How the alert presents itself: a warning, information, or a critical question.
 enum class AlertStyle { Warning, Informational, Critical };
 
 /// Return codes of the first, second and third buttons, in the order added.

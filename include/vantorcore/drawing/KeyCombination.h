@@ -90,7 +90,7 @@ class KeyCombination {
 
   /// The modifiers held down.
   [[nodiscard]] ModifierFlags modifierFlags() const noexcept { return modifiers_; }
-  /// The XKB keysym of the key (lower case for letters).
+  /// The XKB keysym of the key.
   [[nodiscard]] std::uint32_t keysym() const noexcept { return keysym_; }
   /// The key's XKB name: "k", "Return", "F5", "plus".
   [[nodiscard]] std::string xkbKeyName() const;

@@ -103,7 +103,7 @@ class LXJSONRPCListener : public Object {
   /// terminates the conversation with `LXJSONRPCMessageTooLargeError`
   /// rather than buffering without bound.
   [[nodiscard]] std::size_t maximumMessageSize() const noexcept { return maximumMessageSize_; }
-  /// The largest message accepted, in bytes; a longer one closes the connection with an error.
+  /// The largest message accepted, in bytes; a longer one ends the listener with an error.
   void setMaximumMessageSize(std::size_t size) noexcept { maximumMessageSize_ = size; }
 
  protected:

@@ -38,7 +38,7 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
   FileHandle(Key, int descriptor, bool closeOnDealloc);
   ~FileHandle();
 
-  /// The file descriptor; -1 after `closeFile`.
+  /// The file descriptor; after `closeFile` it is closed but keeps its number.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
 
   /// Installs `handler`, or removes the current one when null. Once this

@@ -50,8 +50,8 @@ class URLComponents {
   /// may hold).
   [[nodiscard]] std::optional<lx::URL> URL() const;
 
-  /// The scheme, user and password, decoded; absent when the URL has none. Setting a part that no
-  /// URL may hold raises `InvalidArgumentException`.
+  /// The scheme, user and password, decoded; absent when the URL has none. Setting the user or
+  /// password encodes what the part may not hold.
   ///@{
   [[nodiscard]] std::optional<String> scheme() const;
   void setScheme(std::optional<String> scheme);
@@ -81,8 +81,7 @@ class URLComponents {
   void setFragment(const std::optional<String>& fragment);
   ///@}
 
-  /// The parts as they appear in the URL, percent-encoding kept; setting one that is not validly
-  /// encoded raises `InvalidArgumentException`.
+  /// The parts as they appear in the URL, percent-encoding kept; setters take the text as it is.
   ///@{
   [[nodiscard]] std::optional<String> percentEncodedUser() const { return encoded(user_); }
   void setPercentEncodedUser(const std::optional<String>& v) { user_ = raw(v); }
