@@ -28,6 +28,8 @@ namespace lx {
 
 class KeyedArchiveDescription {
  public:
+  /// How deep objects may nest before a description stops with an error, so a hostile archive
+  /// cannot exhaust the stack.
   static constexpr std::size_t kMaximumDepth = 200;
 
   /// Whether the property list's top-level dictionary is a keyed archive's.

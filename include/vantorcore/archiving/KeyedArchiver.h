@@ -62,6 +62,7 @@ class KeyedArchiver : public Coder {
   [[nodiscard]] bool requiresSecureCoding() const override { return requiresSecureCoding_; }
   /// Binary (the default, as the platform writes) or XML.
   void setOutputFormat(PropertyList::Format format) noexcept { format_ = format; }
+  /// The property-list format `encodedData` writes (binary unless changed).
   [[nodiscard]] PropertyList::Format outputFormat() const noexcept { return format_; }
 
   /// Writes `value` under `key` of the object being written (at the top

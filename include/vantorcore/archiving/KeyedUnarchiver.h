@@ -65,11 +65,16 @@ class KeyedUnarchiver : public Coder {
   /// securely; null with the error otherwise.
   static Value unarchivedObjectOfClasses(std::span<const Class* const> classes, DataView data,
                                          ErrorPtr* error = nullptr);
+  /// Decodes the root object and checks it is a `cls` (or derives from it); null, with `error` set,
+  /// otherwise.
   static Value unarchivedObjectOfClass(const Class& cls, DataView data, ErrorPtr* error = nullptr);
 
   [[nodiscard]] bool requiresSecureCoding() const override { return requiresSecureCoding_; }
+  /// When on, only classes that support secure coding are decoded and each decode must name its
+  /// expected classes.
   void setRequiresSecureCoding(bool on) noexcept { requiresSecureCoding_ = on; }
   [[nodiscard]] DecodingFailurePolicy decodingFailurePolicy() const override { return policy_; }
+  /// What a failed decode does: raise, or set the error and return null.
   void setDecodingFailurePolicy(DecodingFailurePolicy policy) noexcept { policy_ = policy; }
 
   [[nodiscard]] bool containsValueForKey(StringView key) override;

@@ -38,10 +38,12 @@ namespace lx {
 
 class LXJSONKeyedArchiver;
 
-// The archive's markers.
+/// The archive's markers.
+///@{
 inline constexpr StringView LXJSONCoderClassKey = u"@class";
 inline constexpr StringView LXJSONCoderResolvesToKey = u"@resolves-to";
 inline constexpr StringView LXJSONCoderDataSuffix = u".$_data_";
+///@}
 
 /// The name and reason of the exception a cycle raises.
 inline constexpr StringView LXJSONCoderCircularReferenceException =
@@ -82,22 +84,27 @@ class LXJSONKeyedArchiver : public Coder {
   /// Whether nested bodies carry "@class" and arrays of the application's
   /// objects get the one-key wrapper (default on).
   [[nodiscard]] bool encodeClassMetadata() const noexcept { return encodeClassMetadata_; }
+  /// Turns the class metadata described above on or off.
   void setEncodeClassMetadata(bool on) noexcept { encodeClassMetadata_ = on; }
   /// Read by archived objects to decide whether to write secret fields
   /// (default off); the archiver itself never looks at it.
   [[nodiscard]] bool encodePasswords() const noexcept { return encodePasswords_; }
+  /// Turns `encodePasswords` on or off for the objects archived from now on.
   void setEncodePasswords(bool on) noexcept { encodePasswords_ = on; }
 
   /// Held weakly; asked for substitutions as described on the delegate.
   void setDelegate(std::weak_ptr<LXJSONKeyedArchiverDelegate> delegate) {
     delegate_ = std::move(delegate);
   }
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXJSONKeyedArchiverDelegate> delegate() const {
     return delegate_.lock();
   }
 
   /// Never writes `key` for objects of exactly `cls` (subclasses still do).
   void suppressKey(StringView key, const Class& cls);
+  /// Whether `key` of `cls` is left out of the output (by the delegate or the class's suppressed
+  /// keys).
   [[nodiscard]] bool isKeySuppressed(StringView key, const Class& cls) const;
 
   /// Encodes the root object: the document becomes { <class name> : body }.
@@ -269,10 +276,13 @@ class LXJSONKeyedUnarchiver : public Coder {
   ///     reader.pop();
   ///   }
   bool pushObjectForKey(StringView key, std::optional<String> id);
+  /// Leaves the object entered by the last successful `pushObjectForKey`.
   void pop();
   /// The current value (null when the stack is empty) and its id.
+  ///@{
   [[nodiscard]] const Value& topJsonObject() const;
   [[nodiscard]] String topJsonObjectId() const;
+  ///@}
 
  protected:
   String coderName() const override { return u"LXJSONKeyedUnarchiver"; }

@@ -62,8 +62,10 @@ class LXStateRestorationArchiver;
 
 /// The protocols of restorable objects and of the classes that recreate
 /// them, under the archive's names (see platform/Object.h).
+///@{
 using LXStateRestoring = StateRestoring;
 using LXObjectRestoration = ObjectRestoration;
+///@}
 
 /// Optional hook of an archiver's delegate.
 class LXStateRestorationArchiverDelegate {
@@ -129,6 +131,7 @@ class LXStateRestorationArchiver : public Coder {
   /// its contents) and forgets every stored object and value. Call once.
   void finishEncoding();
 
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXStateRestorationArchiverDelegate> delegate() const {
     return delegate_.lock();
   }

@@ -21,6 +21,7 @@ class LXStateRestorationContext : public Object {
   /// One entry, for `context[key]` reads and writes.
   class Slot {
    public:
+    /// A reference to `key` of `context`; the context must outlive it.
     Slot(LXStateRestorationContext& context, StringView key) : context_(context), key_(key) {}
     /// `setObject(value, key)`: null removes the entry.
     Slot& operator=(Value value) {
@@ -41,7 +42,9 @@ class LXStateRestorationContext : public Object {
   [[nodiscard]] Value objectForKey(StringView key) const;
   /// Sets `key` to `value`; a null value removes the key.
   void setObject(Value value, StringView key);
+  /// The value under `key`, or null.
   [[nodiscard]] Value operator[](StringView key) const { return objectForKey(key); }
+  /// A writable reference to `key`: assigning null removes the entry.
   Slot operator[](StringView key) { return Slot(*this, key); }
   /// The entries, in the order they were first set.
   [[nodiscard]] const Dictionary& dictionary() const noexcept { return values_; }

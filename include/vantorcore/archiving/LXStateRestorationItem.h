@@ -65,37 +65,54 @@ class LXStateRestorationItem : public Object {
   /// A fresh UUID in the canonical upper-case text form.
   static String makeIdentifier();
 
+  /// The item's identifier, unique within its archive.
+  ///@{
   [[nodiscard]] const String& identifier() const noexcept { return identifier_; }
   void setIdentifier(String identifier) { identifier_ = std::move(identifier); }
+  ///@}
   /// Key => identifier (string values).
   [[nodiscard]] const Dictionary& objectIdentifiers() const noexcept { return objectIdentifiers_; }
+  /// What kind of entry the item is.
+  ///@{
   [[nodiscard]] Type type() const noexcept { return type_; }
   void setType(Type type) noexcept { type_ = type; }
+  ///@}
+  /// The recorded class name; absent for entries that carry no object.
+  ///@{
   [[nodiscard]] const std::optional<String>& objectClassName() const noexcept {
     return objectClassName_;
   }
   void setObjectClassName(std::optional<String> name) { objectClassName_ = std::move(name); }
+  ///@}
   /// The class chain, most derived first; empty when unset.
   [[nodiscard]] const std::vector<String>& originalClasses() const noexcept {
     return originalClasses_;
   }
+  /// The class names recorded for the object, most derived first.
   void setOriginalClasses(std::vector<String> classes) { originalClasses_ = std::move(classes); }
+  /// The restoration identifier the object was saved under; absent when it had none.
+  ///@{
   [[nodiscard]] const std::optional<String>& restorationIdentifier() const noexcept {
     return restorationIdentifier_;
   }
   void setRestorationIdentifier(std::optional<String> identifier) {
     restorationIdentifier_ = std::move(identifier);
   }
+  ///@}
+  /// The class that recreates the object on restore; absent when the object's own class does.
+  ///@{
   [[nodiscard]] const std::optional<String>& restorationClassName() const noexcept {
     return restorationClassName_;
   }
   void setRestorationClassName(std::optional<String> name) {
     restorationClassName_ = std::move(name);
   }
+  ///@}
   /// The next keyless position; starts at 0.
   [[nodiscard]] std::int32_t positionalCodingIndex() const noexcept {
     return positionalCodingIndex_;
   }
+  /// The item's place among the siblings coded without keys.
   void setPositionalCodingIndex(std::int32_t index) noexcept { positionalCodingIndex_ = index; }
   /// The key of the next keyless value ("LX.coding.<index>"); advances the
   /// index.

@@ -149,6 +149,7 @@ class LXStateRestorationUnarchiver : public Coder {
 
   /// False unless set; see `decodeObjectOfClasses`.
   [[nodiscard]] bool requiresSecureCoding() const override { return requiresSecureCoding_; }
+  /// When on, only classes that support secure coding are decoded.
   void setRequiresSecureCoding(bool on) noexcept { requiresSecureCoding_ = on; }
   [[nodiscard]] DecodingFailurePolicy decodingFailurePolicy() const override {
     return DecodingFailurePolicy::SetErrorAndReturn;
@@ -179,6 +180,7 @@ class LXStateRestorationUnarchiver : public Coder {
   /// the last decode.
   void finishDecoding();
 
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXStateRestorationUnarchiverDelegate> delegate() const {
     return delegate_.lock();
   }
@@ -190,6 +192,7 @@ class LXStateRestorationUnarchiver : public Coder {
   [[nodiscard]] const std::shared_ptr<LXStateRestorationContext>& restorationContext() const {
     return restorationContext_;
   }
+  /// The context restored objects read shared state from; null for none.
   void setRestorationContext(std::shared_ptr<LXStateRestorationContext> context) {
     restorationContext_ = std::move(context);
   }

@@ -17,11 +17,16 @@ class LXAsyncBlockNSOperation : public Operation {
   /// called (from any thread, once).
   using Block = std::function<void(std::function<void()> completion)>;
 
+  /// An operation that runs `block` and stays executing until the block calls its completion.
   explicit LXAsyncBlockNSOperation(Block block);
 
+  /// State seen by the operation queue: asynchronous, executing until the block's completion runs,
+  /// then finished.
+  ///@{
   [[nodiscard]] bool isAsynchronous() const override { return true; }
   [[nodiscard]] bool isExecuting() const override { return executing_.load(); }
   [[nodiscard]] bool isFinished() const override { return finished_.load(); }
+  ///@}
 
   /// A cancelled operation finishes without calling the closure; otherwise
   /// it announces and sets executing, then runs `main`.

@@ -17,6 +17,7 @@ class LXGCDTimer : public Object {
   struct Key {};
 
  public:
+  /// The timer's handler, called on its queue with the timer itself (so it can cancel).
   using Block = std::function<void(LXGCDTimer& timer)>;
 
   /// A suspended timer: nothing fires until `start`. It then fires
@@ -37,6 +38,7 @@ class LXGCDTimer : public Object {
                                                                             bool repeats,
                                                                             Block block);
 
+  /// Made by the factory functions above; the key keeps the constructor private to them.
   LXGCDTimer(Key, double interval, double tolerance, std::shared_ptr<DispatchQueue> queue,
              bool repeats, Block block);
   ~LXGCDTimer() override;
@@ -56,9 +58,13 @@ class LXGCDTimer : public Object {
   /// invalid once its call has been made).
   [[nodiscard]] bool isValid() const;
 
+  /// The schedule as set up: interval and leeway in nanoseconds, and whether it fires more than
+  /// once.
+  ///@{
   [[nodiscard]] std::uint64_t intervalNanoseconds() const noexcept { return interval_; }
   [[nodiscard]] std::uint64_t leewayNanoseconds() const noexcept { return leeway_; }
   [[nodiscard]] bool repeats() const noexcept { return repeats_; }
+  ///@}
 
  private:
   void onEvent();

@@ -21,15 +21,21 @@ class LXInvocation : public Object {
   /// is null or has no such method.
   static std::shared_ptr<LXInvocation> make(std::shared_ptr<Object> target, std::string selector);
 
+  /// A call of `selector` on `target` taking `argumentCount` arguments, all null until set.
   LXInvocation(std::shared_ptr<Object> target, std::string selector, std::size_t argumentCount);
 
+  /// The receiver (held strongly) and the method name.
+  ///@{
   [[nodiscard]] const std::shared_ptr<Object>& target() const noexcept { return target_; }
   [[nodiscard]] const std::string& selector() const noexcept { return selector_; }
+  ///@}
   /// Arguments by position as the platform counts them: 0 is the target, 1
   /// the selector, so the method's first argument is index 2. Setting an
   /// index outside the method's arguments is ignored.
   void setArgument(Value argument, std::size_t index);
+  /// The argument at `index`; null when unset or out of range.
   [[nodiscard]] Value argument(std::size_t index) const;
+  /// The number of arguments the method takes.
   [[nodiscard]] std::size_t argumentCount() const noexcept { return argumentCount_; }
 
   /// Calls the method and keeps its result for `threadSafeReturnObject`.

@@ -19,6 +19,7 @@ class LXMapTable : public Object {
   LX_DECLARE_CLASS(LXMapTable)
 
  public:
+  /// How the table holds its values: strongly, or weakly so that entries vanish with their objects.
   enum class ValueOwnership { Strong, Weak };
 
   /// Strong keys, strong values.
@@ -28,6 +29,7 @@ class LXMapTable : public Object {
   /// numbers...) cannot die and are kept as copies.
   static std::shared_ptr<LXMapTable> strongToWeakObjectsMapTable();
 
+  /// An empty table holding values as `ownership` says.
   explicit LXMapTable(ValueOwnership ownership) : ownership_(ownership) {}
 
   /// The value under `key`; null for a null key or an absent entry.
@@ -36,6 +38,7 @@ class LXMapTable : public Object {
   void setObject(const Value& object, const Value& key);
   /// Ignored for a null key.
   void removeObjectForKey(const Value& key);
+  /// Removes every entry.
   void removeAllObjects();
   /// Live entries (dead weak entries are purged first).
   [[nodiscard]] std::size_t count() const;
@@ -43,6 +46,7 @@ class LXMapTable : public Object {
   /// Snapshots of the live keys and values, in the same order (what the
   /// platform's key and object enumerators walk).
   [[nodiscard]] Array allKeys() const;
+  /// The live values, in no particular order.
   [[nodiscard]] Array allValues() const;
 
   /// Sets every entry of `dictionary` (string keys).

@@ -35,8 +35,12 @@ enum LXMessageCoalescingMask : unsigned {
 class LXMessageQueueDelegate {
  public:
   virtual ~LXMessageQueueDelegate() = default;
+  /// Called on the delivery thread before the first and after the last message of each delivery
+  /// round.
+  ///@{
   virtual void messageQueueWillBeginDelivery(LXMessageQueue& queue) {}
   virtual void messageQueueDidFinishDelivery(LXMessageQueue& queue) {}
+  ///@}
 };
 
 /// A queued message: a name and an object, both optional and fixed when the
@@ -46,6 +50,7 @@ class LXQueuedMessage : public Object {
   LX_DECLARE_CLASS(LXQueuedMessage)
 
  public:
+  /// A message with an optional name and payload object (either may be absent).
   LXQueuedMessage(std::optional<String> name, std::shared_ptr<Object> object);
   /// Called on the target thread when the message's batch is delivered.
   virtual void deliver() {}
@@ -53,8 +58,11 @@ class LXQueuedMessage : public Object {
   /// absent parts).
   [[nodiscard]] String description() const override;
 
+  /// The message's name (absent for an anonymous message) and payload (may be null).
+  ///@{
   [[nodiscard]] const std::optional<String>& name() const noexcept { return name_; }
   [[nodiscard]] const std::shared_ptr<Object>& object() const noexcept { return object_; }
+  ///@}
 
  private:
   const std::optional<String> name_;
@@ -66,15 +74,19 @@ class LXQueuedMessage : public Object {
 class LXBlockMessage : public LXQueuedMessage {
   LX_DECLARE_CLASS(LXBlockMessage)
 
+  ///@{
  public:
+  /// A message that runs `block` when delivered.
   explicit LXBlockMessage(std::function<void()> block)
       : LXBlockMessage(std::nullopt, nullptr, std::move(block)) {}
   LXBlockMessage(std::optional<String> name, std::shared_ptr<Object> object,
                  std::function<void()> block)
       : LXQueuedMessage(std::move(name), std::move(object)), messageBlock_(std::move(block)) {}
+  ///@}
 
   /// Calls the closure, then the base class's `deliver`.
   void deliver() override;
+  /// The block run on delivery.
   [[nodiscard]] const std::function<void()>& messageBlock() const noexcept { return messageBlock_; }
 
  private:
@@ -118,18 +130,25 @@ class LXMessageQueue : public Object {
   /// Whether the pacing timer exists (the queue is not idle).
   [[nodiscard]] bool isPacing() const;
 
+  /// The thread messages are delivered on; null until the queue has one.
   [[nodiscard]] std::shared_ptr<Thread> targetThread() const;
   /// Held weakly.
   void setTargetThread(const std::shared_ptr<Thread>& thread);
   /// Seconds between ticks; a change applies to the next pacing timer only.
+  ///@{
   [[nodiscard]] double throttleInterval() const noexcept { return throttleInterval_.load(); }
   void setThrottleInterval(double seconds) noexcept { throttleInterval_.store(seconds); }
+  ///@}
+  /// The most messages delivered in one round (100 unless set).
+  ///@{
   [[nodiscard]] std::uint64_t maximumMessageDeliveryCount() const noexcept {
     return maximumMessageDeliveryCount_.load();
   }
   void setMaximumMessageDeliveryCount(std::uint64_t count) noexcept {
     maximumMessageDeliveryCount_.store(count);
   }
+  ///@}
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXMessageQueueDelegate> delegate() const;
   /// Held weakly.
   void setDelegate(const std::shared_ptr<LXMessageQueueDelegate>& delegate);

@@ -17,6 +17,7 @@ class LXUniquingMutableSet {
   /// `object` is stored and returned. Later changes to the caller's object
   /// never reach the stored copy. Null for a null argument. Thread-safe.
   ///   uniqueObject("a") then uniqueObject(another "a") => the same pointer
+  ///@{
   std::shared_ptr<const T> uniqueObject(const T* object) {
     if (!object) return nullptr;
     std::lock_guard lock(mutex_);
@@ -27,6 +28,7 @@ class LXUniquingMutableSet {
     return copy;
   }
   std::shared_ptr<const T> uniqueObject(const T& object) { return uniqueObject(&object); }
+  ///@}
 
   /// Distinct values stored.
   [[nodiscard]] std::size_t count() const {

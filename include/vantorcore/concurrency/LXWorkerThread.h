@@ -28,6 +28,7 @@ class LXWorkerThread : public Thread {
 
   /// Sets how long each pass may wait, from a number value (seconds).
   void setRunLoopInterval(const Value& seconds);
+  /// How long each pass of the worker's run loop waits, in seconds.
   [[nodiscard]] double runLoopInterval() const noexcept { return runLoopInterval_.load(); }
 
   /// Stops the worker and returns once it has left its loop (at most about

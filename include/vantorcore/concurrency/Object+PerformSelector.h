@@ -48,6 +48,7 @@ Value lx_performSelectorOnMainThread(const std::shared_ptr<Object>& receiver,
 /// Optional calls: made only when `receiver` has the method, otherwise they
 /// return the neutral value (nothing, false, 0, 0.0, null). Numbers and
 /// booleans are passed as values (the integer, real and boolean forms).
+///@{
 void lx_performOptionalSelector(Object& receiver, std::string_view selector);
 void lx_performOptionalSelector(Object& receiver, std::string_view selector, const Value& object);
 bool lx_performOptionalSelectorWithBOOLReturn(Object& receiver, std::string_view selector);
@@ -57,5 +58,6 @@ double lx_performOptionalSelectorWithCGFloatReturn(Object& receiver, std::string
 Value lx_performOptionalSelectorWithObjectReturn(Object& receiver, std::string_view selector);
 Value lx_performOptionalSelectorWithObjectReturn(Object& receiver, std::string_view selector,
                                                  const Value& object);
+///@}
 
 }  // namespace lx

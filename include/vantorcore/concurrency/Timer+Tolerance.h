@@ -24,6 +24,7 @@ std::shared_ptr<Timer> lx_tolerantTimerWithTimeInterval(double interval,
                                                         std::shared_ptr<Object> target,
                                                         std::string selector, Value userInfo,
                                                         bool repeats);
+/// A timer not yet scheduled whose tolerance is the default share of `interval`.
 std::shared_ptr<Timer> lx_tolerantTimerWithTimeInterval(double interval, bool repeats,
                                                         Timer::Callback block);
 
@@ -32,6 +33,7 @@ std::shared_ptr<Timer> lx_scheduledTolerantTimerWithTimeInterval(double interval
                                                                  std::shared_ptr<Object> target,
                                                                  std::string selector,
                                                                  Value userInfo, bool repeats);
+/// The same, scheduled on the current run loop in the default mode.
 std::shared_ptr<Timer> lx_scheduledTolerantTimerWithTimeInterval(double interval, bool repeats,
                                                                  Timer::Callback block);
 

@@ -32,31 +32,41 @@ namespace lx {
 /// The user-defaults key of the remembered answers.
 inline constexpr StringView LXSuppressedAlertsKey = u"LXSuppressedAlerts";
 
+/// How the alert presents itself: a warning, information, or a critical question.
 enum class AlertStyle { Warning, Informational, Critical };
 
 /// Return codes of the first, second and third buttons, in the order added.
+///@{
 inline constexpr std::int64_t kAlertFirstButtonReturn = 1000;
 inline constexpr std::int64_t kAlertSecondButtonReturn = 1001;
 inline constexpr std::int64_t kAlertThirdButtonReturn = 1002;
+///@}
 
 /// How the user answered.
 struct AlertResponse {
+  /// The return code of the button the user chose (one of the kAlert…ButtonReturn codes).
   std::int64_t returnCode = kAlertFirstButtonReturn;
   /// True when the suppression check box was ticked (or, for an answer
   /// from memory, was ticked when the answer was remembered).
   bool suppressionChecked = false;
   /// True when the answer came from memory and nothing was presented.
   bool wasSuppressed = false;
+  /// Equal when all fields are.
   friend bool operator==(const AlertResponse&, const AlertResponse&) = default;
 };
 
 class Alert {
  public:
+  /// At most this many buttons; adding more throws.
   static constexpr std::size_t kMaximumButtons = 3;
 
+  /// A button, with its title and the code its click returns.
   struct Button {
+    /// The button's label, as shown.
     String title;
+    /// The code `AlertResponse::returnCode` carries when the button is clicked.
     std::int64_t returnCode;
+    /// Equal when title and code are.
     friend bool operator==(const Button&, const Button&) = default;
   };
 
@@ -64,17 +74,27 @@ class Alert {
   /// called from any thread, once (later calls are ignored).
   using Presenter =
       std::function<void(const Alert& alert, std::function<void(AlertResponse)> reply)>;
+  /// Called once, on the main thread, with the user's answer.
   using Completion = std::function<void(AlertResponse response)>;
 
   /// A warning with no text and no buttons (it shows a single "OK").
   Alert() = default;
 
+  /// Warning, informational or critical.
+  ///@{
   [[nodiscard]] AlertStyle style() const noexcept { return style_; }
   void setStyle(AlertStyle style) noexcept { style_ = style; }
+  ///@}
+  /// The alert's headline.
+  ///@{
   [[nodiscard]] const String& messageText() const noexcept { return message_; }
   void setMessageText(String text) { message_ = std::move(text); }
+  ///@}
+  /// The text below the headline; empty for none.
+  ///@{
   [[nodiscard]] const String& informativeText() const noexcept { return informative_; }
   void setInformativeText(String text) { informative_ = std::move(text); }
+  ///@}
 
   /// Adds a button after the others and returns its return code
   /// (`kAlertFirstButtonReturn` + its index). Throws
@@ -84,14 +104,19 @@ class Alert {
   /// none was.
   [[nodiscard]] std::vector<Button> buttons() const;
 
+  /// Whether a "do not show again" check box is shown.
+  ///@{
   [[nodiscard]] bool showsSuppressionButton() const noexcept { return showsSuppression_; }
   void setShowsSuppressionButton(bool shows) noexcept { showsSuppression_ = shows; }
+  ///@}
   /// The check box's text; "Do not show this message again" by default.
   [[nodiscard]] const String& suppressionButtonText() const noexcept { return suppressionText_; }
+  /// The check box's label; empty for the desktop's default.
   void setSuppressionButtonText(String text) { suppressionText_ = std::move(text); }
   /// The name the answer is remembered under; absent (the default) never
   /// remembers. An empty key counts as absent.
   [[nodiscard]] const std::optional<String>& suppressionKey() const noexcept { return key_; }
+  /// The preferences key the suppression answer is remembered under; absent to not remember it.
   void setSuppressionKey(std::optional<String> key);
 
   /// Presents the alert, or answers from memory, and calls `completion` on

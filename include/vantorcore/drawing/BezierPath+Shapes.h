@@ -15,7 +15,11 @@ namespace lx {
 
 /// One radius per corner, named as seen on a y-down screen.
 struct CornerRadii {
+  /// Radii of the four corners, in points; 0 gives a square corner.
+  ///@{
   double topLeft = 0, topRight = 0, bottomRight = 0, bottomLeft = 0;
+  ///@}
+  /// Equal when all four radii are.
   friend constexpr bool operator==(const CornerRadii&, const CornerRadii&) = default;
 };
 
@@ -32,6 +36,7 @@ struct CornerRadii {
 /// rectangle lies. A square gives a circle.
 [[nodiscard]] BezierPath lx_capsulePath(Rect rect);
 
+/// The side of a rectangle a shape points from (the bubble's tail, for example).
 enum class RectEdge { Top, Right, Bottom, Left };
 
 /// Where a speech bubble's pointer sits and how big it is.

@@ -21,7 +21,9 @@ namespace lx {
 /// How the inside of a path is decided: by a non-zero winding number or by
 /// an odd number of crossings.
 enum class FillRule : std::uint8_t { NonZero, EvenOdd };
+/// How open subpath ends are drawn, as in Cairo.
 enum class LineCap : std::uint8_t { Butt, Round, Square };
+/// How corners between segments are drawn, as in Cairo.
 enum class LineJoin : std::uint8_t { Miter, Round, Bevel };
 
 class BezierPath {
@@ -33,6 +35,7 @@ class BezierPath {
   /// so one curve never turns into millions of lines.
   static constexpr double kMinimumFlatness = 1e-4;
 
+  /// The kind of a path element; a curve has two control points and an end point.
   enum class ElementType : std::uint8_t { MoveTo, LineTo, CurveTo, ClosePath };
 
   /// One element as the reader yields it. `points` holds, by type:
@@ -40,8 +43,11 @@ class BezierPath {
   ///   CurveTo         [0] first control point, [1] second, [2] end point
   ///   ClosePath       nothing (the subpath returns to its first point)
   struct Element {
+    /// What the element does.
     ElementType type;
+    /// Its points: one for a move or line, three for a curve, none for a close.
     std::array<Point, 3> points;
+    /// Equal when type and used points are.
     friend bool operator==(const Element&, const Element&) = default;
   };
 
@@ -49,15 +55,22 @@ class BezierPath {
   /// at `end()` throws `RangeException`.
   class Iterator {
    public:
+    /// Standard forward-iterator member types; elements are returned by value.
+    ///@{
     using iterator_category = std::forward_iterator_tag;
     using value_type = Element;
     using difference_type = std::ptrdiff_t;
     using pointer = const Element*;
     using reference = Element;
+    ///@}
     Iterator() = default;
+    /// Element access and advance, as for any forward iterator.
+    ///@{
     Element operator*() const;
     Iterator& operator++();
     Iterator operator++(int);
+    ///@}
+    /// Equal when both point at the same element.
     friend bool operator==(const Iterator& a, const Iterator& b) { return a.index_ == b.index_; }
 
    private:
@@ -104,15 +117,21 @@ class BezierPath {
 
   // Reading.
 
+  /// True when the path has no elements.
   [[nodiscard]] bool isEmpty() const noexcept { return types_.empty(); }
+  /// The number of elements, a close counting as one.
   [[nodiscard]] std::size_t elementCount() const noexcept { return types_.size(); }
+  /// Iteration over the elements in drawing order.
+  ///@{
   [[nodiscard]] Iterator begin() const noexcept { return Iterator(this, 0, 0); }
   [[nodiscard]] Iterator end() const noexcept {
     return Iterator(this, types_.size(), points_.size());
   }
+  ///@}
   /// The point the next element starts from; (0, 0) with `hasCurrentPoint`
   /// false when the path is empty.
   [[nodiscard]] Point currentPoint() const noexcept;
+  /// Whether a move has set a current point (a line or curve needs one).
   [[nodiscard]] bool hasCurrentPoint() const noexcept { return !types_.empty(); }
 
   /// The smallest rectangle holding every point the path passes through:
@@ -146,25 +165,40 @@ class BezierPath {
 
   // Style, used when the path is stroked or filled.
 
+  /// The stroke width, in points.
   [[nodiscard]] double lineWidth() const noexcept { return lineWidth_; }
   /// Negative, NaN and infinite widths become 0 (nothing is stroked).
   void setLineWidth(double width) noexcept;
+  /// The end style of open subpaths.
+  ///@{
   [[nodiscard]] LineCap lineCap() const noexcept { return lineCap_; }
   void setLineCap(LineCap cap) noexcept { lineCap_ = cap; }
+  ///@}
+  /// The corner style between segments.
+  ///@{
   [[nodiscard]] LineJoin lineJoin() const noexcept { return lineJoin_; }
   void setLineJoin(LineJoin join) noexcept { lineJoin_ = join; }
+  ///@}
+  /// The miter limit (ratio of miter length to line width), 10 by default.
   [[nodiscard]] double miterLimit() const noexcept { return miterLimit_; }
   /// Values below 1, and NaN, become 1 (every sharp join bevelled).
   void setMiterLimit(double limit) noexcept;
+  /// Dash lengths in points (empty for a solid line) and the offset into them.
+  ///@{
   [[nodiscard]] const std::vector<double>& dashPattern() const noexcept { return dash_; }
   [[nodiscard]] double dashPhase() const noexcept { return dashPhase_; }
+  ///@}
   /// Alternating on and off lengths, starting `phase` units into the
   /// pattern. A pattern with a negative or non-finite length, or whose
   /// lengths are all 0, is dropped (solid line); a non-finite phase is 0.
   void setDash(std::vector<double> pattern, double phase = 0);
+  /// Which regions count as inside when filling.
+  ///@{
   [[nodiscard]] FillRule fillRule() const noexcept { return fillRule_; }
   void setFillRule(FillRule rule) noexcept { fillRule_ = rule; }
+  ///@}
 
+  /// Equal when the elements and every drawing attribute are.
   friend bool operator==(const BezierPath&, const BezierPath&) = default;
 
  private:

@@ -10,8 +10,10 @@
 
 namespace lx {
 
+/// The error domain of drawing failures (bad input, an unwritable file).
 inline constexpr StringView LXDrawingErrorDomain = u"LXDrawingErrorDomain";
 
+/// Codes of `LXDrawingErrorDomain`.
 enum class DrawingErrorCode : std::int64_t {
   /// A width, height or scale that is not finite and positive, or a pixel
   /// size beyond `kMaximumImageSide`.

@@ -15,8 +15,10 @@ inline constexpr double kUserUnitsPerPoint = 96.0 / 72.0;
 
 /// Releases a `cairo_font_face_t` with `cairo_font_face_destroy`.
 struct CairoFontFaceDeleter {
+  /// Frees the face with `cairo_font_face_destroy`.
   void operator()(cairo_font_face_t* face) const noexcept { cairo_font_face_destroy(face); }
 };
+/// A Cairo font face that frees itself.
 using CairoFontFacePtr = std::unique_ptr<cairo_font_face_t, CairoFontFaceDeleter>;
 
 /// A Cairo face for the matched file and face index, owned by the caller.

@@ -18,15 +18,21 @@ namespace lx {
 
 /// Releases a `cairo_pattern_t` with `cairo_pattern_destroy`.
 struct CairoPatternDeleter {
+  /// Frees the pattern with `cairo_pattern_destroy`.
   void operator()(cairo_pattern_t* pattern) const noexcept { cairo_pattern_destroy(pattern); }
 };
+/// A Cairo pattern that frees itself.
 using CairoPatternPtr = std::unique_ptr<cairo_pattern_t, CairoPatternDeleter>;
 
 class Gradient {
  public:
+  /// A colour at a place along the gradient.
   struct Stop {
+    /// Where the colour sits, from 0 (start) to 1 (end).
     double location;
+    /// The colour at that place.
     Color color;
+    /// Equal when location and colour are.
     friend bool operator==(const Stop&, const Stop&) = default;
   };
 
@@ -41,6 +47,7 @@ class Gradient {
   /// From `start` at 0 to `end` at 1.
   Gradient(const Color& start, const Color& end);
 
+  /// The stops, ordered by location.
   [[nodiscard]] const std::vector<Stop>& stops() const noexcept { return stops_; }
 
   /// The colour at `location`: the first stop's colour before it, the last
@@ -74,6 +81,7 @@ class Gradient {
   /// The same, clipped to `path` and spanning its bounds.
   void drawRadial(cairo_t* cr, const BezierPath& path, Point relativeCenter = {}) const;
 
+  /// Equal when the stops are.
   friend bool operator==(const Gradient&, const Gradient&) = default;
 
  private:

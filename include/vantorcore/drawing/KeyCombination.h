@@ -24,6 +24,7 @@
 
 namespace lx {
 
+/// Modifier keys as bits, so that a combination holds several.
 enum class ModifierFlags : std::uint8_t {
   None = 0,
   Shift = 1 << 0,
@@ -33,12 +34,16 @@ enum class ModifierFlags : std::uint8_t {
   /// Super (the logo key) on a PC keyboard.
   Command = 1 << 3,
 };
+/// Combine and intersect modifier sets.
+///@{
 constexpr ModifierFlags operator|(ModifierFlags a, ModifierFlags b) noexcept {
   return static_cast<ModifierFlags>(static_cast<std::uint8_t>(a) | static_cast<std::uint8_t>(b));
 }
 constexpr ModifierFlags operator&(ModifierFlags a, ModifierFlags b) noexcept {
   return static_cast<ModifierFlags>(static_cast<std::uint8_t>(a) & static_cast<std::uint8_t>(b));
 }
+///@}
+/// Whether `flags` holds every modifier of `which`.
 constexpr bool hasModifier(ModifierFlags flags, ModifierFlags which) noexcept {
   return (flags & which) == which && which != ModifierFlags::None;
 }
@@ -83,7 +88,9 @@ class KeyCombination {
   /// an accelerator, a modifier symbol for the symbol form).
   static std::optional<KeyCombination> parse(StringView text, ErrorPtr* error = nullptr);
 
+  /// The modifiers held down.
   [[nodiscard]] ModifierFlags modifierFlags() const noexcept { return modifiers_; }
+  /// The XKB keysym of the key.
   [[nodiscard]] std::uint32_t keysym() const noexcept { return keysym_; }
   /// The key's XKB name: "k", "Return", "F5", "plus".
   [[nodiscard]] std::string xkbKeyName() const;
@@ -115,10 +122,12 @@ class KeyCombination {
   static std::optional<KeyCombination> readFromDefaults(UserDefaults& defaults, StringView key,
                                                         ErrorPtr* error = nullptr);
 
+  /// A hash consistent with `==`, for unordered containers.
   [[nodiscard]] std::size_t hash() const noexcept {
     return std::hash<std::uint64_t>{}(static_cast<std::uint64_t>(keysym_) << 8 |
                                       static_cast<std::uint8_t>(modifiers_));
   }
+  /// Equal when key and modifiers are.
   friend bool operator==(const KeyCombination&, const KeyCombination&) = default;
 
  private:
@@ -131,7 +140,9 @@ class KeyCombination {
 
 }  // namespace lx
 
+/// Lets key combinations key unordered containers.
 template <>
 struct std::hash<lx::KeyCombination> {
+  /// Hashes with `KeyCombination::hash`.
   std::size_t operator()(const lx::KeyCombination& k) const noexcept { return k.hash(); }
 };

@@ -32,17 +32,26 @@ class ProgressPie {
   /// context's state is restored before returning.
   void draw(cairo_t* cr, Rect rect, double progress) const;
 
+  /// The colour of the done part.
+  ///@{
   [[nodiscard]] const Color& fillColor() const noexcept { return fill_; }
   void setFillColor(const Color& color) { fill_ = color; }
+  ///@}
+  /// The colour of the part still to do.
   [[nodiscard]] const Color& backgroundColor() const noexcept { return background_; }
   /// A colour with alpha 0 draws no background.
   void setBackgroundColor(const Color& color) { background_ = color; }
+  /// The colour of the ring around the pie.
+  ///@{
   [[nodiscard]] const Color& outlineColor() const noexcept { return outline_; }
   void setOutlineColor(const Color& color) { outline_ = color; }
+  ///@}
+  /// The ring's width in points; 0 draws no ring.
   [[nodiscard]] double outlineWidth() const noexcept { return outlineWidth_; }
   /// 0 draws no outline; negative and non-finite widths are 0.
   void setOutlineWidth(double width) noexcept;
 
+  /// Equal when progress and every colour and width are.
   friend bool operator==(const ProgressPie&, const ProgressPie&) = default;
 
  private:

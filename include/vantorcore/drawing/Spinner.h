@@ -16,14 +16,18 @@ namespace lx {
 
 class Spinner {
  public:
+  /// The range of spoke counts; `setSpokeCount` clamps to it.
+  ///@{
   static constexpr int kMinimumSpokeCount = 3;
   static constexpr int kMaximumSpokeCount = 360;
+  ///@}
 
   /// Twelve spokes in the control text colour, one turn a second, trailing
   /// spokes fading to 15% opacity, spokes from half the radius outwards and
   /// a sixth of the radius wide.
   Spinner() = default;
 
+  /// The number of spokes, 12 unless set.
   [[nodiscard]] int spokeCount() const noexcept { return spokeCount_; }
   /// Clamped to `kMinimumSpokeCount`...`kMaximumSpokeCount`.
   void setSpokeCount(int count) noexcept;
@@ -44,8 +48,11 @@ class Spinner {
   [[nodiscard]] double trailingOpacity() const noexcept { return trailingOpacity_; }
   /// Clamped to 0...1; NaN keeps the current value.
   void setTrailingOpacity(double opacity) noexcept;
+  /// The colour of the brightest spoke; the others fade from it.
+  ///@{
   [[nodiscard]] const Color& color() const noexcept { return color_; }
   void setColor(const Color& color) { color_ = color; }
+  ///@}
 
   /// The brightest spoke at `seconds` on any clock: 0 is at 12 o'clock and
   /// numbers grow clockwise; it advances one spoke every `period() /
@@ -66,6 +73,7 @@ class Spinner {
   /// The same at the current time of `Clock::current()`.
   void draw(cairo_t* cr, Rect rect) const;
 
+  /// Equal when every drawing attribute is.
   friend bool operator==(const Spinner&, const Spinner&) = default;
 
  private:

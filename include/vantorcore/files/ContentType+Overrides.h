@@ -39,25 +39,31 @@ inline constexpr std::size_t kTypeLookupCacheCountLimit = 10000;
 void lx_setTypeOverride(const std::optional<ContentType>& type, StringView tag,
                         StringView tagClass);
 /// `lx_setTypeOverride` for `UTTagClassFilenameExtension` / `UTTagClassMIMEType`.
+///@{
 void lx_setTypeOverrideForFilenameExtension(const std::optional<ContentType>& type,
                                             StringView extension);
 void lx_setTypeOverrideForMIMEType(const std::optional<ContentType>& type, StringView mimeType);
+///@}
 
 /// The stored override, or absent (always for an empty tag or tag class).
+///@{
 std::optional<ContentType> lx_typeOverrideForTag(StringView tag, StringView tagClass);
 std::optional<ContentType> lx_typeOverrideForFilenameExtension(StringView extension);
 std::optional<ContentType> lx_typeOverrideForMIMEType(StringView mimeType);
+///@}
 
 /// The override for (`tagClass`, `tag`) when there is one, else the cached
 /// answer, else `ContentType::typeWithTag(tag, tagClass, supertype)`, which
 /// is then cached when present. Absent for an empty tag or tag class.
 ///   override 'txt' => public.plain-text; ('txt', public.image) => public.plain-text
+///@{
 std::optional<ContentType> lx_typeConsideringOverridesWithTag(
     StringView tag, StringView tagClass, const std::optional<ContentType>& supertype);
 std::optional<ContentType> lx_typeConsideringOverridesWithFilenameExtension(
     StringView extension, const std::optional<ContentType>& supertype = ContentType::data());
 std::optional<ContentType> lx_typeConsideringOverridesWithMIMEType(
     StringView mimeType, const std::optional<ContentType>& supertype = ContentType::data());
+///@}
 
 /// The types that `type`'s declaration names under `kUTTypeConformsToKey`:
 /// one for a single identifier, one per identifier of an array (identifiers

@@ -80,6 +80,7 @@ std::vector<String> lx_deepDirectoryContentsAtPath(FileManager& manager, StringV
                                                    const LXPathPredicate& excludingPredicate = {});
 
 /// The two walks behind the listings, appending to `contents`.
+///@{
 void lx_deepDirectoryContentsAtPathRecursive(FileManager& manager, StringView path,
                                              std::vector<String>& contents, bool includeHidden,
                                              bool includeDirectories,
@@ -92,6 +93,7 @@ void lx_deepDirectoryContentsAtPathRecursive(FileManager& manager, StringView pa
                                              const std::vector<String>& excludesFiles,
                                              const std::vector<String>& includingUTIs,
                                              const LXPathPredicate& excludingPredicate);
+///@}
 
 /// Removes every item in the folder (hidden ones too), in listing order.
 /// False with the listing's error when the folder cannot be listed, or with

@@ -39,9 +39,11 @@ std::optional<String> lx_chewableItemsFolder(FileManager& manager, bool create);
 std::optional<String> lx_cachesFolder(FileManager& manager, bool create);
 
 /// The three folders above as file URLs.
+///@{
 std::optional<URL> lx_temporaryItemsURL(FileManager& manager, bool create);
 std::optional<URL> lx_chewableItemsURL(FileManager& manager, bool create);
 std::optional<URL> lx_cachesURL(FileManager& manager, bool create);
+///@}
 
 /// The application-support folder joined with the bundle's executable name,
 /// made with its intermediate folders. Absent (and nothing made) when the
@@ -53,25 +55,30 @@ std::optional<String> lx_applicationSupportFolder(FileManager& manager);
 /// The main bundle's (or `bundle`'s) application-support folder joined with
 /// `name`, made with intermediate folders and `attributes` (see
 /// `FileManager::createDirectoryAtPath`).
+///@{
 std::optional<String> lx_applicationSupportSubFolder(FileManager& manager, StringView name,
                                                      const Dictionary& attributes = {});
 std::optional<String> lx_applicationSupportSubFolder(FileManager& manager, StringView name,
                                                      const Dictionary& attributes,
                                                      const Bundle& bundle);
+///@}
 
 /// The application-support paths above as file URLs.
+///@{
 std::optional<URL> lx_applicationSupportURLForBundle(FileManager& manager, const Bundle& bundle);
 std::optional<URL> lx_applicationSupportURL(FileManager& manager);
 std::optional<URL> lx_applicationSupportSubURL(FileManager& manager, StringView name,
                                                const Dictionary& attributes = {});
 std::optional<URL> lx_applicationSupportSubURL(FileManager& manager, StringView name,
                                                const Dictionary& attributes, const Bundle& bundle);
+///@}
 
 /// The application-support folder joined with the main bundle's identifier,
 /// made with intermediate folders. Absent when the bundle has no identifier.
 std::optional<URL> lx_bundleIDApplicationSupportURL(FileManager& manager);
 /// That folder joined with `folder`, made with intermediate folders and
 /// `attributes`; for the main bundle or `bundle`.
+///@{
 std::optional<URL> lx_bundleIDApplicationSupportURLForFolder(FileManager& manager,
                                                              StringView folder,
                                                              const Dictionary& attributes = {});
@@ -79,5 +86,6 @@ std::optional<URL> lx_bundleIDApplicationSupportURLForFolder(FileManager& manage
                                                              StringView folder,
                                                              const Dictionary& attributes,
                                                              const Bundle& bundle);
+///@}
 
 }  // namespace lx

@@ -18,8 +18,11 @@ class LXFileSystemChange : public Object {
   /// Stores the three values; an absent path leaves every field empty.
   LXFileSystemChange(const std::optional<String>& path, std::uint64_t eventID, std::uint32_t flags);
 
+  /// The folder that changed, as an absolute path.
   [[nodiscard]] const String& path() const noexcept { return path_; }
+  /// What happened, as the stream's event flags.
   [[nodiscard]] std::uint32_t flags() const noexcept { return flags_; }
+  /// The event's identifier; later events have larger ones.
   [[nodiscard]] std::uint64_t eventID() const noexcept { return eventID_; }
   /// True when the must-scan-subdirectories flag (0x1) is set: the folder's
   /// whole subtree has to be looked at again.

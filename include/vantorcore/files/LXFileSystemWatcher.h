@@ -79,18 +79,23 @@ class LXFileSystemWatcher : public Object, public SecureCoding {
   /// True whenever a stream exists, also after `stop`.
   [[nodiscard]] bool isWatchingEvents() const noexcept { return stream_ != nullptr; }
 
+  /// The folder watched, as given at creation.
   [[nodiscard]] const String& rootPath() const noexcept { return rootPath_; }
   /// The path the stream watches, sanitised; absent before the first start.
   [[nodiscard]] const std::optional<String>& rootPathResolved() const noexcept {
     return rootPathResolved_;
   }
+  /// The identifier of the last event delivered; save it to resume from there.
   [[nodiscard]] std::uint64_t lastEventID() const noexcept { return lastEventID_; }
   /// Seconds the stream coalesces events for; 1.0 unless set before start.
   [[nodiscard]] double latency() const noexcept { return latency_; }
+  /// How long changes are collected before a delivery, in seconds.
   void setLatency(double seconds) noexcept { latency_ = seconds; }
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXFileSystemWatcherDelegate> delegate() const {
     return delegate_.lock();
   }
+  /// Sets the delegate, which is held weakly.
   void setDelegate(std::weak_ptr<LXFileSystemWatcherDelegate> delegate) {
     delegate_ = std::move(delegate);
   }

@@ -87,29 +87,39 @@ class LXSystemVersion : public Object {
 
   /// Digit strings, most significant first; never empty.
   [[nodiscard]] const std::vector<String>& components() const noexcept { return components_; }
+  /// The pre-release numbers (0 when absent): an alpha, beta or development build sorts before the
+  /// release.
+  ///@{
   [[nodiscard]] std::uint64_t alpha() const noexcept { return alpha_; }
   [[nodiscard]] std::uint64_t beta() const noexcept { return beta_; }
   [[nodiscard]] std::uint64_t dev() const noexcept { return dev_; }
+  ///@}
   /// Set-up only (see the top of this file). Empty components become "0".
+  ///@{
   void setComponents(std::vector<String> components);
   void setAlpha(std::uint64_t alpha);
   void setBeta(std::uint64_t beta);
   void setDev(std::uint64_t dev);
+  ///@}
 
   /// -1, 0 or 1 as this version is earlier than, equal to or later than
   /// `other`.
+  ///@{
   int compare(const LXSystemVersion& other) const;
   [[nodiscard]] bool isEqualToSystemVersion(const LXSystemVersion& other) const;
   [[nodiscard]] bool isLessThanSystemVersion(const LXSystemVersion& other) const;
   [[nodiscard]] bool isLessThanOrEqualToSystemVersion(const LXSystemVersion& other) const;
   [[nodiscard]] bool isGreaterThanSystemVersion(const LXSystemVersion& other) const;
   [[nodiscard]] bool isGreaterThanOrEqualToSystemVersion(const LXSystemVersion& other) const;
+  ///@}
   /// The same five against a string, parsed first.
+  ///@{
   [[nodiscard]] bool isEqualToString(StringView other) const;
   [[nodiscard]] bool isLessThanString(StringView other) const;
   [[nodiscard]] bool isLessThanOrEqualToString(StringView other) const;
   [[nodiscard]] bool isGreaterThanString(StringView other) const;
   [[nodiscard]] bool isGreaterThanOrEqualToString(StringView other) const;
+  ///@}
 
   /// True only for another `LXSystemVersion` that compares equal.
   [[nodiscard]] bool isEqual(const Object& other) const override;

@@ -86,9 +86,11 @@ class LXTagManager : public LXSharedInstance<LXTagManager> {
   /// colour arrays (a database may name any number).
   Color colorForTag(StringView tag, Color* secondaryColor = nullptr) const;
 
+  /// The colours of the seven labels, in label order.
   [[nodiscard]] const std::vector<Color>& fileLabelColors() const noexcept {
     return fileLabelColors_;
   }
+  /// Darker companions of the label colours, for outlines.
   [[nodiscard]] const std::vector<Color>& fileLabelSecondaryColors() const noexcept {
     return fileLabelSecondaryColors_;
   }
@@ -99,6 +101,8 @@ class LXTagManager : public LXSharedInstance<LXTagManager> {
   /// Tag name to label colour index (integer values), in the source's order.
   [[nodiscard]] const Dictionary& tagToColorIndex() const noexcept { return tagToColorIndex_; }
 
+  /// Replace the manager's data; for tests and for hosts that load it themselves.
+  ///@{
   void setFileLabelColors(std::vector<Color> colors) { fileLabelColors_ = std::move(colors); }
   void setFileLabelSecondaryColors(std::vector<Color> colors) {
     fileLabelSecondaryColors_ = std::move(colors);
@@ -106,6 +110,7 @@ class LXTagManager : public LXSharedInstance<LXTagManager> {
   void setTags(Array tags) { tags_ = std::move(tags); }
   void setFavoriteTags(std::vector<String> tags) { favoriteTags_ = std::move(tags); }
   void setTagToColorIndex(Dictionary indexes) { tagToColorIndex_ = std::move(indexes); }
+  ///@}
 
  protected:
   /// Runs `updateTags` once, when the shared instance is made.

@@ -62,6 +62,7 @@ class LXInterapplicationCoordinator : public Object {
   [[nodiscard]] const std::optional<std::vector<String>>& allowedURLSchemes() const noexcept {
     return allowedURLSchemes_;
   }
+  /// Sets the lower-case schemes a valid URL must use; absent allows any.
   void setAllowedURLSchemes(std::optional<std::vector<String>> schemes) {
     allowedURLSchemes_ = std::move(schemes);
   }
@@ -79,9 +80,11 @@ class LXInterapplicationCoordinator : public Object {
   /// items in order that have a non-empty name and a value, decoded once, a
   /// later item replacing an earlier one of the same name (absent without a
   /// name).
+  ///@{
   [[nodiscard]] bool isValidInterapplicationURL(const URL& url) const;
   bool isValidInterapplicationURL(const URL& url, std::optional<String>* command,
                                   std::optional<Dictionary>* arguments) const;
+  ///@}
 
   /// Runs the command the URL names (no scheme, port or fragment checks:
   /// validate first) with its arguments and a reply closure bound to them.

@@ -25,6 +25,7 @@ class LXInterapplicationReply : public Object {
   LX_DECLARE_CLASS(LXInterapplicationReply)
 
  public:
+  /// A reply that calls `handler` once with the answer.
   explicit LXInterapplicationReply(LXInterapplicationReplyHandler handler)
       : handler_(std::move(handler)) {}
   /// Sends the reply (see `LXInterapplicationReplyHandler`).

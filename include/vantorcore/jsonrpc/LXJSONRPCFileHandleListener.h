@@ -24,14 +24,17 @@ class LXJSONRPCFileHandleListener : public LXJSONRPCListener {
   /// -initWithInputHandle:outputHandle:"): a listener needs its handles.
   static std::shared_ptr<LXJSONRPCFileHandleListener> init();
 
+  /// Made by the factory above; the key keeps the constructor private to it.
   LXJSONRPCFileHandleListener(Key, std::shared_ptr<FileHandle> inputHandle,
                               std::shared_ptr<FileHandle> outputHandle);
   /// Stops watching the input handle when dropped while running.
   ~LXJSONRPCFileHandleListener() override;
 
+  /// The handle messages are read from.
   [[nodiscard]] const std::shared_ptr<FileHandle>& inputHandle() const noexcept {
     return inputHandle_;
   }
+  /// The handle messages are written to.
   [[nodiscard]] const std::shared_ptr<FileHandle>& outputHandle() const noexcept {
     return outputHandle_;
   }

@@ -87,12 +87,15 @@ class LXJSONRPCListener : public Object {
   /// on the work queue.
   bool waitUntilWritten(double timeout);
 
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXJSONRPCListenerDelegate> delegate() const;
   /// Held weakly.
   void setDelegate(std::weak_ptr<LXJSONRPCListenerDelegate> delegate);
   /// The queue of delegate calls and reply closures; null means the main queue.
   [[nodiscard]] std::shared_ptr<DispatchQueue> delegateQueue() const;
+  /// The queue delegate calls run on; null for the listener's own queue.
   void setDelegateQueue(std::shared_ptr<DispatchQueue> delegateQueue);
+  /// Whether the listener is between `start` and `stop`.
   [[nodiscard]] bool isRunning() const noexcept { return running_.load(); }
 
   /// The largest framed message (header block and body) the listener will
@@ -100,6 +103,7 @@ class LXJSONRPCListener : public Object {
   /// terminates the conversation with `LXJSONRPCMessageTooLargeError`
   /// rather than buffering without bound.
   [[nodiscard]] std::size_t maximumMessageSize() const noexcept { return maximumMessageSize_; }
+  /// The largest message accepted, in bytes; a longer one ends the listener with an error.
   void setMaximumMessageSize(std::size_t size) noexcept { maximumMessageSize_ = size; }
 
  protected:

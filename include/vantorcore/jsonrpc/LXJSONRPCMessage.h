@@ -34,8 +34,10 @@ inline constexpr std::int64_t LXJSONRPCRequestCancelledError = -32800;
 /// than its maximum message size.
 inline constexpr std::int64_t LXJSONRPCMessageTooLargeError = -32001;
 
+/// Whether a message asks for an answer, answers one, or only informs.
 enum class LXJSONRPCMessageType : std::int64_t { Request = 0, Response = 1, Notification = 2 };
 
+/// One JSON-RPC 2.0 message with its transport headers; build it with the factory functions.
 class LXJSONRPCMessage : public Object {
   LX_DECLARE_CLASS(LXJSONRPCMessage)
   struct Key {};
@@ -87,29 +89,39 @@ class LXJSONRPCMessage : public Object {
   /// payload: %@", when the body cannot be encoded as JSON.
   [[nodiscard]] std::optional<Data> messageData() const;
 
+  /// Request, response or notification.
+  ///@{
   [[nodiscard]] LXJSONRPCMessageType messageType() const noexcept { return type_; }
   void setMessageType(LXJSONRPCMessageType type) noexcept { type_ = type; }
+  ///@}
   /// Header name => header value, both strings. Never absent.
   [[nodiscard]] const Dictionary& headers() const noexcept { return headers_; }
+  /// The transport headers sent before the body ("Content-Length" is set when writing).
   void setHeaders(Dictionary headers) { headers_ = std::move(headers); }
   /// The id of a request or response (a number or string in practice).
   [[nodiscard]] const std::optional<Value>& messageID() const noexcept { return messageID_; }
+  /// The request id a response answers; absent for a notification.
   void setMessageID(std::optional<Value> messageID) { messageID_ = std::move(messageID); }
   /// The method of a request or notification.
   [[nodiscard]] const std::optional<String>& method() const noexcept { return method_; }
+  /// The method a request or notification calls; absent in a response.
   void setMethod(std::optional<String> method) { method_ = std::move(method); }
   /// The "params" of a request or notification: a dictionary or an array.
   [[nodiscard]] std::optional<Value> parameters() const;
+  /// A request's parameters (an array or object); absent for none.
   void setParameters(std::optional<Value> parameters);
   /// The "result" of a response. Read and written atomically.
   [[nodiscard]] std::optional<Value> result() const;
+  /// A successful response's result.
   void setResult(std::optional<Value> result);
   /// The error of a response. Read and written atomically.
   [[nodiscard]] ErrorPtr error() const;
+  /// A failed response's error; its code and message go into the "error" member.
   void setError(ErrorPtr error);
 
   [[nodiscard]] String description() const override;
 
+  /// Made by the factory functions above; the key keeps the constructor private to them.
   LXJSONRPCMessage(Key, LXJSONRPCMessageType type, Dictionary headers);
   ~LXJSONRPCMessage() override;
 

@@ -26,8 +26,11 @@ class LXJSONRPCSocketListener : public LXJSONRPCListener, public GCDAsyncSocketD
  public:
   /// Connection attempts before giving up, and their spacing.
   static constexpr int kMaximumConnectionAttempts = 5;
+  /// The wait between connection attempts, and the leeway the timer may take, in nanoseconds.
+  ///@{
   static constexpr std::int64_t kAttemptDelayNanoseconds = 250'000'000;
   static constexpr std::int64_t kAttemptLeewayNanoseconds = 25'000'000;
+  ///@}
   /// Time-out of each connection attempt, in seconds.
   static constexpr double kConnectTimeout = 5.0;
 
@@ -41,12 +44,14 @@ class LXJSONRPCSocketListener : public LXJSONRPCListener, public GCDAsyncSocketD
   /// Throws `InvalidArgumentException` ("Must be initialized using -initWithSocket:").
   static std::shared_ptr<LXJSONRPCSocketListener> init();
 
+  /// Made by the factory functions above; the key keeps the constructor private to them.
   LXJSONRPCSocketListener(Key, std::shared_ptr<GCDAsyncSocket> socket, std::optional<String> host,
                           std::uint16_t port, std::optional<URL> url);
   ~LXJSONRPCSocketListener() override;
 
   /// The socket. Read and written atomically.
   [[nodiscard]] std::shared_ptr<GCDAsyncSocket> socket() const;
+  /// Replaces the socket, for a connection the caller made itself.
   void setSocket(std::shared_ptr<GCDAsyncSocket> socket);
   /// Writes `data` to the socket with no time-out.
   void writeData(const Data& data);

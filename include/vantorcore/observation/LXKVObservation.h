@@ -51,7 +51,9 @@ class LXKVObservation : public Object, public KeyValueObserver {
   /// same for every registration of one selector name, unique per closure
   /// registration.
   [[nodiscard]] const void* operationIdentity() const noexcept { return operationIdentity_; }
+  /// The value given at registration, passed back with each change.
   [[nodiscard]] const Value& userInfo() const noexcept { return userInfo_; }
+  /// The observed key path.
   [[nodiscard]] const String& keyPath() const noexcept { return keyPath_; }
   /// The client observer, or null once it has died.
   [[nodiscard]] ObjectPtr observer() const { return observer_.lock(); }
@@ -59,6 +61,7 @@ class LXKVObservation : public Object, public KeyValueObserver {
   [[nodiscard]] const void* observerAddress() const noexcept { return observerAddress_; }
   /// Whether the client observer has died.
   [[nodiscard]] bool observerIsGone() const noexcept { return observer_.expired(); }
+  /// The observed object, held strongly while the observation lives.
   [[nodiscard]] const std::shared_ptr<Observable>& target() const noexcept { return target_; }
 
   /// "<LXKVObservation 0x... ivars:   keyPath: k   observer: C 0x...   selector: s

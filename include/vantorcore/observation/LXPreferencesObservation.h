@@ -44,14 +44,19 @@ class LXPreferencesObservation : public Object, public KeyValueObserver {
   /// calls the closure, if any. Otherwise nothing.
   void dispatchChangeWithValue(const std::optional<Value>& value);
 
+  /// How many times the observation has fired.
   [[nodiscard]] std::uint64_t observationCount() const;
+  /// The defaults it watches.
   [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefaults() const noexcept {
     return userDefaults_;
   }
+  /// The watched key.
   [[nodiscard]] const String& key() const noexcept { return key_; }
   /// The observer, or null for a closure registration or once it has died.
   [[nodiscard]] ObjectPtr target() const { return target_.lock(); }
+  /// The method called on a change; empty for a block observation.
   [[nodiscard]] const std::string& selector() const noexcept { return selector_; }
+  /// The block called on a change; empty for a selector observation.
   [[nodiscard]] const Block& block() const noexcept { return block_; }
 
   /// The store's change callback: takes the new value and dispatches it.

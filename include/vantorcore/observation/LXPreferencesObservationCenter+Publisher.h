@@ -74,11 +74,15 @@ std::optional<T> preferenceValueAs(const std::optional<Value>& value) {
 class LXPreferencesObservationCenter::Subscription {
  public:
   Subscription() = default;
+  /// Holds `token`; the observation ends when the subscription is destroyed or cancelled.
   Subscription(std::shared_ptr<LXPreferencesObservation> token,
                std::shared_ptr<LXPreferencesObservationCenter> center)
       : token_(std::move(token)), center_(std::move(center)) {}
+  /// Subscriptions move; a moved-from one cancels nothing.
+  ///@{
   Subscription(Subscription&& other) noexcept = default;
   Subscription& operator=(Subscription&& other) noexcept;
+  ///@}
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
   ~Subscription() { cancel(); }
@@ -98,8 +102,10 @@ class LXPreferencesObservationCenter::Subscription {
 template <class T>
 class LXPreferencesObservationCenter::Publisher {
  public:
+  /// What subscribers receive: the new value, absent when the key was removed.
   using Output = std::optional<T>;
 
+  /// A publisher of `key` on `center`; `options` as for `addObserverForKey`.
   Publisher(std::shared_ptr<LXPreferencesObservationCenter> center, String key, unsigned options)
       : center_(std::move(center)), key_(std::move(key)), options_(options) {}
 
@@ -116,10 +122,13 @@ class LXPreferencesObservationCenter::Publisher {
     return Subscription(std::move(token), center_);
   }
 
+  /// The centre the publisher observes through.
   [[nodiscard]] const std::shared_ptr<LXPreferencesObservationCenter>& center() const noexcept {
     return center_;
   }
+  /// The published key.
   [[nodiscard]] const String& key() const noexcept { return key_; }
+  /// The observation options subscribers get.
   [[nodiscard]] unsigned options() const noexcept { return options_; }
 
  private:

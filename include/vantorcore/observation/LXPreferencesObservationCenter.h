@@ -37,6 +37,7 @@ class LXPreferencesObservationCenter : public Object {
   LX_DECLARE_CLASS(LXPreferencesObservationCenter)
 
  public:
+  /// The block an observation calls, with the key and the change.
   using Block = LXPreferencesObservation::Block;
   template <class T>
   class Publisher;

@@ -20,6 +20,7 @@ namespace lx {
 
 class ApplicationURLReceiver {
  public:
+  /// What to call for each method of the bus interface; an empty function ignores that method.
   struct Handlers {
     /// Each URI of an `Open` call, in order, as sent (not checked).
     std::function<void(const String& uri)> openURI;

@@ -14,11 +14,15 @@ namespace lx {
 
 /// The style of one run; an absent attribute is the viewer's default.
 struct TextAttributes {
+  /// The face and size; absent for the viewer's font.
   std::optional<Font> font;
+  /// The text colour.
   std::optional<Color> foregroundColor;
+  /// The colour behind the text.
   std::optional<Color> backgroundColor;
-  std::optional<String> link;  // a URL string, as the link attribute holds it
+  std::optional<String> link;  ///< a URL string, as the link attribute holds it
 
+  /// Equal when every attribute is.
   friend bool operator==(const TextAttributes&, const TextAttributes&) = default;
 };
 
@@ -26,8 +30,11 @@ class AttributedString {
  public:
   /// One run: a range of the text and its attributes.
   struct Run {
+    /// The code units the run covers.
     Range range;
+    /// Their style.
     TextAttributes attributes;
+    /// Equal when range and attributes are.
     friend bool operator==(const Run&, const Run&) = default;
   };
 
@@ -39,6 +46,7 @@ class AttributedString {
   [[nodiscard]] const String& string() const noexcept { return text_; }
   /// The length in UTF-16 code units.
   [[nodiscard]] std::size_t length() const noexcept { return text_.size(); }
+  /// True when there is no text.
   [[nodiscard]] bool empty() const noexcept { return text_.empty(); }
 
   /// Appends `text` in `attributes`; a run with the same attributes as the
@@ -58,6 +66,7 @@ class AttributedString {
   /// The runs in order; adjacent runs always differ in attributes.
   [[nodiscard]] const std::vector<Run>& runs() const noexcept { return runs_; }
 
+  /// Equal when text and runs are.
   friend bool operator==(const AttributedString&, const AttributedString&) = default;
 
  private:

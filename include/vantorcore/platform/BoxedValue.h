@@ -36,13 +36,15 @@ class BoxedValue : public Object {
   /// encoding or the byte count differs from its size.
   static std::shared_ptr<BoxedValue> valueWithBytes(std::string_view type, DataView bytes);
 
-  // Typed constructors, each with its encoding.
+  /// Typed constructors, each with its encoding.
+  ///@{
   static std::shared_ptr<BoxedValue> valueWithBool(bool value);             // "B"
   static std::shared_ptr<BoxedValue> valueWithInt32(std::int32_t value);    // "i"
   static std::shared_ptr<BoxedValue> valueWithInt64(std::int64_t value);    // "q"
   static std::shared_ptr<BoxedValue> valueWithUInt64(std::uint64_t value);  // "Q"
   static std::shared_ptr<BoxedValue> valueWithFloat(float value);           // "f"
   static std::shared_ptr<BoxedValue> valueWithDouble(double value);         // "d"
+  ///@}
 
   /// The type-encoding text ("i", "q", ...).
   [[nodiscard]] const std::string& objCType() const noexcept { return type_; }
@@ -52,14 +54,16 @@ class BoxedValue : public Object {
   /// differs from the encoding's size.
   bool getValue(void* buffer, std::size_t size) const noexcept;
 
-  // Typed readers: the value when the box holds exactly that encoding,
-  // absent otherwise (no conversions between encodings).
+  /// Typed readers: the value when the box holds exactly that encoding,
+  /// absent otherwise (no conversions between encodings).
+  ///@{
   [[nodiscard]] std::optional<bool> boolValue() const noexcept;
   [[nodiscard]] std::optional<std::int32_t> int32Value() const noexcept;
   [[nodiscard]] std::optional<std::int64_t> int64Value() const noexcept;
   [[nodiscard]] std::optional<std::uint64_t> uint64Value() const noexcept;
   [[nodiscard]] std::optional<float> floatValue() const noexcept;
   [[nodiscard]] std::optional<double> doubleValue() const noexcept;
+  ///@}
   /// The scalar as a plain number: "B" a bool, signed encodings an
   /// integer, unsigned ones an unsigned integer, "f" and "d" a real.
   [[nodiscard]] Value numberValue() const noexcept;

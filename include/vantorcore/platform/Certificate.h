@@ -56,8 +56,11 @@ class Certificate {
   [[nodiscard]] String subjectSummary() const;
   /// The issuer on one line, in the same form as the subject.
   [[nodiscard]] String issuerSummary() const;
+  /// The validity period; the certificate is invalid outside it.
+  ///@{
   [[nodiscard]] Date notValidBefore() const;
   [[nodiscard]] Date notValidAfter() const;
+  ///@}
   /// SHA-256 of the DER encoding.
   [[nodiscard]] Data sha256Fingerprint() const;
   /// Whether subject and issuer are the same name.
@@ -65,9 +68,11 @@ class Certificate {
   /// The OpenSSL certificate, owned by this value.
   [[nodiscard]] x509_st* x509() const noexcept { return x509_.get(); }
 
+  /// Equal when the DER bytes are.
   friend bool operator==(const Certificate& a, const Certificate& b) noexcept {
     return a.der_ == b.der_ || *a.der_ == *b.der_;
   }
+  /// A hash consistent with `==`.
   [[nodiscard]] std::size_t hash() const noexcept;
 
  private:

@@ -16,7 +16,9 @@ namespace lx {
 
 class Clock {
  public:
+  /// A reading of the monotonic clock.
   using TimePoint = std::chrono::steady_clock::time_point;
+  /// Spans of the monotonic clock.
   using Duration = std::chrono::nanoseconds;
 
   virtual ~Clock() = default;
@@ -33,6 +35,7 @@ class Clock {
 
   /// The monotonic time at which this clock's date reaches `date`, and back.
   [[nodiscard]] TimePoint timePointForDate(Date date) const noexcept;
+  /// The wall-clock date for a monotonic reading.
   [[nodiscard]] Date dateForTimePoint(TimePoint point) const noexcept;
 
   /// The clock in use; the system clock unless a test installed another.
@@ -47,10 +50,14 @@ class Clock {
   class ObserverToken {
    public:
     ObserverToken() = default;
+    /// A registration handle; destroying or resetting it removes the observer.
+    ///@{
     explicit ObserverToken(std::uint64_t id) : id_(id) {}
     ObserverToken(ObserverToken&& other) noexcept : id_(std::exchange(other.id_, 0)) {}
     ObserverToken& operator=(ObserverToken&& other) noexcept;
+    ///@}
     ~ObserverToken();
+    /// Removes the observer now; later calls do nothing.
     void reset();
 
    private:

@@ -43,10 +43,12 @@ enum class DecodingFailurePolicy {
   SetErrorAndReturn = 1,
 };
 
-// Codes of `NSCocoaErrorDomain` for coders, with the platform's values.
+/// Codes of `NSCocoaErrorDomain` for coders, with the platform's values.
+///@{
 inline constexpr std::int64_t NSCoderReadCorruptError = 4864;
 inline constexpr std::int64_t NSCoderValueNotFoundError = 4865;
 inline constexpr std::int64_t NSCoderInvalidValueError = 4866;
+///@}
 
 class Coder {
  public:

@@ -25,10 +25,13 @@ class Collator {
   /// compare equal; `ignorePunctuation` makes spaces and punctuation
   /// ignorable instead of significant.
   struct Options {
+    /// The comparison's options; all off compares strictly, code unit sequences aside.
+    ///@{
     bool numeric = false;
     bool ignoreCase = false;
     bool ignoreDiacritics = false;
     bool ignorePunctuation = false;
+    ///@}
   };
 
   /// Opens a collator for an ICU locale ID ("" is the root order, "de_DE"

@@ -14,9 +14,13 @@ class Color {
   /// Hue, saturation and a third component, all in 0...1 (hue 1 is red
   /// again). The third is brightness for HSB and lightness for HSL.
   struct HueComponents {
+    /// The components, each in 0...1.
+    ///@{
     double hue = 0;
     double saturation = 0;
     double value = 0;
+    ///@}
+    /// Equal when all three are.
     friend constexpr bool operator==(const HueComponents&, const HueComponents&) = default;
   };
 
@@ -36,14 +40,19 @@ class Color {
   /// The colour of secondary labels: mid grey ("secondaryLabelColor").
   static Color secondaryLabelColor() noexcept;
 
+  /// The sRGB components and opacity, each in 0...1.
+  ///@{
   [[nodiscard]] constexpr double red() const noexcept { return red_; }
   [[nodiscard]] constexpr double green() const noexcept { return green_; }
   [[nodiscard]] constexpr double blue() const noexcept { return blue_; }
   [[nodiscard]] constexpr double alpha() const noexcept { return alpha_; }
+  ///@}
   /// The catalogue name of a named colour; empty for a plain colour.
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
+  /// Hue, saturation and brightness.
   [[nodiscard]] HueComponents hsb() const noexcept;
+  /// Hue, saturation and lightness.
   [[nodiscard]] HueComponents hsl() const noexcept;
 
   /// The colour with `delta` added to each of hue (wrapping around),
@@ -56,6 +65,7 @@ class Color {
   /// The colour with another alpha; name dropped.
   [[nodiscard]] Color withAlpha(double alpha) const noexcept;
 
+  /// Equal when all four components are.
   friend bool operator==(const Color&, const Color&) = default;
 
  private:

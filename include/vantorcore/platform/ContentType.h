@@ -59,10 +59,12 @@ inline constexpr StringView UTTagClassFilenameExtension = u"public.filename-exte
 /// The tag class of MIME types.
 inline constexpr StringView UTTagClassMIMEType = u"public.mime-type";
 
-// Keys of `ContentType::declaration()`, with the platform's values.
+/// Keys of `ContentType::declaration()`, with the platform's values.
+///@{
 inline constexpr StringView kUTTypeIdentifierKey = u"UTTypeIdentifier";
 inline constexpr StringView kUTTypeConformsToKey = u"UTTypeConformsTo";
 inline constexpr StringView kUTTypeTagSpecificationKey = u"UTTypeTagSpecification";
+///@}
 
 class ContentType {
  public:
@@ -86,10 +88,12 @@ class ContentType {
   static std::optional<ContentType> typeWithTag(StringView tag, StringView tagClass,
                                                 const std::optional<ContentType>& supertype);
   /// `typeWithTag` for the two tag classes, by default conforming to public.data.
+  ///@{
   static std::optional<ContentType> typeWithFilenameExtension(
       StringView extension, const std::optional<ContentType>& supertype = data());
   static std::optional<ContentType> typeWithMIMEType(
       StringView mimeType, const std::optional<ContentType>& supertype = data());
+  ///@}
 
   /// Every declared type claiming `tag` and conforming to `supertype`, in
   /// the order that decides between them (see the top of this file). Empty
@@ -97,21 +101,24 @@ class ContentType {
   static std::vector<ContentType> typesWithTag(StringView tag, StringView tagClass,
                                                const std::optional<ContentType>& supertype);
 
-  // The built-in types every registry holds.
-  static ContentType item();       // public.item
-  static ContentType content();    // public.content
-  static ContentType data();       // public.data
-  static ContentType text();       // public.text
-  static ContentType plainText();  // public.plain-text
-  static ContentType image();      // public.image
-  static ContentType directory();  // public.directory
-  static ContentType folder();     // public.folder
-  static ContentType package();    // com.apple.package
+  /// The built-in types every registry holds, by their identifiers.
+  ///@{
+  static ContentType item();       ///< public.item
+  static ContentType content();    ///< public.content
+  static ContentType data();       ///< public.data
+  static ContentType text();       ///< public.text
+  static ContentType plainText();  ///< public.plain-text
+  static ContentType image();      ///< public.image
+  static ContentType directory();  ///< public.directory
+  static ContentType folder();     ///< public.folder
+  static ContentType package();    ///< com.apple.package
+  ///@}
 
   /// The identifier as declared.
   [[nodiscard]] const String& identifier() const noexcept;
   /// The first extension / MIME type the type declares, or absent.
   [[nodiscard]] std::optional<String> preferredFilenameExtension() const;
+  /// The first MIME type among the type's tags; absent when it has none.
   [[nodiscard]] std::optional<String> preferredMIMEType() const;
   /// The tags of `tagClass`, preferred first (empty for other classes).
   [[nodiscard]] const std::vector<String>& tags(StringView tagClass) const noexcept;
@@ -138,6 +145,7 @@ class ContentType {
 
   /// Same identifier, ignoring ASCII case.
   friend bool operator==(const ContentType& a, const ContentType& b) noexcept;
+  /// A hash consistent with `==`, for unordered containers.
   [[nodiscard]] std::size_t hash() const noexcept;
 
   /// Rebuilds the registry from the built-in table and the shared-mime-info
@@ -149,6 +157,7 @@ class ContentType {
   /// hosts call this only to pick up a changed database.
   static void reloadRegistry(const std::optional<std::vector<String>>& folders = std::nullopt);
 
+  /// Wraps a registry declaration; use the lookup functions above.
   explicit ContentType(std::shared_ptr<const Declaration> declaration) noexcept
       : declaration_(std::move(declaration)) {}
 
@@ -166,7 +175,9 @@ class ContentType {
 
 }  // namespace lx
 
+/// Lets content types key unordered containers.
 template <>
 struct std::hash<lx::ContentType> {
+  /// Hashes with `ContentType::hash`, so equal identifiers hash alike.
   std::size_t operator()(const lx::ContentType& t) const noexcept { return t.hash(); }
 };

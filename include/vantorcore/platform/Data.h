@@ -8,7 +8,9 @@
 
 namespace lx {
 
+/// Bytes, owned.
 using Data = std::vector<std::uint8_t>;
+/// Bytes, borrowed; valid while their owner is.
 using DataView = std::span<const std::uint8_t>;
 
 /// The bytes of `text`, as a data object.

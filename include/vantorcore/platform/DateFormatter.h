@@ -28,6 +28,7 @@ class DateFormatter : public Object {
   DateFormatter();
   ~DateFormatter() override;
 
+  /// The pattern in ICU/Unicode form; empty while styles are used.
   [[nodiscard]] const String& dateFormat() const noexcept { return format_; }
   /// Sets the pattern and clears both styles.
   void setDateFormat(StringView pattern);
@@ -40,18 +41,25 @@ class DateFormatter : public Object {
   ///   Short date, None       => '11/24/26'
   ///   None,       Short time => '1:05\u202fPM'
   /// (ICU 72 writes a narrow no-break space before the day period.)
+  ///@{
   [[nodiscard]] DateFormatterStyle dateStyle() const noexcept { return dateStyle_; }
   void setDateStyle(DateFormatterStyle style);
+  ///@}
+  /// The style of the time part; `None` leaves the time out.
+  ///@{
   [[nodiscard]] DateFormatterStyle timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(DateFormatterStyle style);
+  ///@}
 
   /// An ICU locale ID ("en_US_POSIX"); absent means the default locale.
   [[nodiscard]] const std::optional<std::string>& locale() const noexcept { return locale_; }
+  /// The locale, as an ICU identifier; absent for the process locale.
   void setLocale(std::optional<std::string> localeID);
 
   /// A time-zone ID ("GMT", "Europe/Berlin"); absent means the system zone.
   /// An unknown ID behaves as "GMT" (ICU's unknown zone has offset 0).
   [[nodiscard]] const std::optional<String>& timeZone() const noexcept { return timeZone_; }
+  /// The time zone, as an IANA name; absent for the system zone.
   void setTimeZone(std::optional<String> zoneID);
 
   /// The date written with the pattern. "" when ICU cannot build the

@@ -37,6 +37,7 @@ enum class DirectoryItemKind : std::uint8_t { File, Directory, SymbolicLink, Oth
 struct DirectoryItem {
   std::string_view name;  ///< the entry's name, valid during the visit
   std::string_view path;  ///< root path + "/" + the names below it
+  /// File, directory, symbolic link or other.
   DirectoryItemKind kind = DirectoryItemKind::File;
   int depth = 0;  ///< 0 for the root's direct children
   /// A leading "." or named in the folder's ".hidden" file; read only with
@@ -44,17 +45,22 @@ struct DirectoryItem {
   bool hidden = false;
   /// st_size and st_blocks × 512; read only with `Keys::Sizes`, and then
   /// absent for directories, as the platform gives folders no size.
+  ///@{
   bool hasSizes = false;
   std::uint64_t logicalSize = 0;
   std::uint64_t allocatedSize = 0;
+  ///@}
   /// Device, inode and the modification and status-change times in
   /// nanoseconds since 1970; read only with `Keys::Stamps`, for every item.
+  ///@{
   bool hasStamps = false;
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t modified = 0;
   std::int64_t statusChanged = 0;
+  ///@}
 
+  /// Whether the item is a directory (not a link to one).
   [[nodiscard]] bool isDirectory() const noexcept { return kind == DirectoryItemKind::Directory; }
 };
 
@@ -74,6 +80,7 @@ class DirectoryEnumerator {
   /// (always 0 for `enumerate`).
   using Visitor = std::function<bool(const DirectoryItem& item, unsigned worker)>;
 
+  /// An enumerator reading the `keys` attributes of each item.
   explicit DirectoryEnumerator(unsigned keys = None) noexcept : keys_(keys) {}
 
   /// Treats every directory entry as DT_UNKNOWN, as some file systems

@@ -25,6 +25,7 @@ enum class DispatchQueuePriority { High = 2, Default = 0, Low = -2, Background =
 
 class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
+  /// The main queue, a global concurrent queue, or a private serial queue.
   enum class Kind { Main, Global, Serial };
 
   /// The queue whose closures run on the main thread, in order, from the
@@ -52,11 +53,15 @@ class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
   /// Submits `closure` once `seconds` have passed by the current clock.
   void asyncAfter(double seconds, std::function<void()> closure);
 
+  /// The main queue, a global queue or a serial queue.
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
+  /// The label given at creation, for logs.
   [[nodiscard]] const String& label() const noexcept { return label_; }
+  /// The priority of the threads the queue's work runs on.
   [[nodiscard]] DispatchQueuePriority priority() const noexcept { return priority_; }
 
   struct Impl;
+  /// Made by the queue factory functions; use those.
   DispatchQueue(Kind kind, String label, DispatchQueuePriority priority);
   ~DispatchQueue();
 
@@ -76,6 +81,7 @@ class DispatchTimerSource : public std::enable_shared_from_this<DispatchTimerSou
   /// Marks a one-shot timer in `setTimer`.
   static constexpr Clock::Duration kForever = Clock::Duration::max();
 
+  /// A suspended timer source delivering on `queue`.
   static std::shared_ptr<DispatchTimerSource> make(std::shared_ptr<DispatchQueue> queue);
   ~DispatchTimerSource();
 
@@ -84,6 +90,7 @@ class DispatchTimerSource : public std::enable_shared_from_this<DispatchTimerSou
   /// Recorded and reported; events are not delayed on purpose. Re-arms a
   /// running source.
   void setTimer(Clock::TimePoint start, Clock::Duration interval, Clock::Duration leeway);
+  /// The block run at each firing, on the source's queue.
   void setEventHandler(std::function<void()> handler);
   /// Runs on the target queue once, after `cancel`.
   void setCancelHandler(std::function<void()> handler);
@@ -95,9 +102,12 @@ class DispatchTimerSource : public std::enable_shared_from_this<DispatchTimerSou
   void cancel();
   /// Whether `cancel` was called.
   [[nodiscard]] bool testCancel() const noexcept { return cancelled_.load(); }
+  /// How late a firing may come.
   [[nodiscard]] Clock::Duration leeway() const;
+  /// The repeat interval; zero for a one-shot timer.
   [[nodiscard]] Clock::Duration interval() const;
 
+  /// Use `make`, which sets up the source's ownership.
   explicit DispatchTimerSource(std::shared_ptr<DispatchQueue> queue);
 
  private:

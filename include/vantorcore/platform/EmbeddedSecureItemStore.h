@@ -54,10 +54,13 @@ class EmbeddedSecureItemStore : public SecureItemStore {
 
  protected:
   OSStatus find(const SecureItemQuery& query, std::vector<SecureItem>& items) override;
+  /// The store operations, on the SQLite file.
+  ///@{
   OSStatus insert(const SecureItem& item) override;
   OSStatus modify(const SecureItemQuery& query, const Dictionary& attributeChanges,
                   const std::optional<Data>& secret) override;
   OSStatus erase(const SecureItemQuery& query) override;
+  ///@}
 
  private:
   struct Database;

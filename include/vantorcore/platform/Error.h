@@ -13,7 +13,8 @@
 
 namespace lx {
 
-// User-info keys, with the platform's string values.
+/// User-info keys, with the platform's string values.
+///@{
 inline constexpr StringView NSLocalizedDescriptionKey = u"NSLocalizedDescription";
 inline constexpr StringView NSLocalizedFailureReasonErrorKey = u"NSLocalizedFailureReason";
 inline constexpr StringView NSLocalizedRecoverySuggestionErrorKey =
@@ -25,20 +26,25 @@ inline constexpr StringView NSURLErrorKey = u"NSURL";
 inline constexpr StringView NSURLErrorFailingURLErrorKey = u"NSErrorFailingURLKey";
 inline constexpr StringView NSURLErrorFailingURLStringErrorKey = u"NSErrorFailingURLStringKey";
 inline constexpr StringView NSHelpAnchorErrorKey = u"NSHelpAnchor";
+///@}
 
-// Error domains of the platform.
+/// Error domains of the platform.
+///@{
 inline constexpr StringView NSPOSIXErrorDomain = u"NSPOSIXErrorDomain";
 inline constexpr StringView NSCocoaErrorDomain = u"NSCocoaErrorDomain";
 inline constexpr StringView NSURLErrorDomain = u"NSURLErrorDomain";
 inline constexpr StringView NSOSStatusErrorDomain = u"NSOSStatusErrorDomain";
+///@}
 
 class Error;
+/// Errors are shared and immutable; null means no error.
 using ErrorPtr = std::shared_ptr<Error>;
 
 class Error : public Object {
   LX_DECLARE_CLASS(Error)
 
  public:
+  /// An error in `domain` with `code`; `userInfo` holds its description and the keys above.
   Error(String domain, std::int64_t code, Dictionary userInfo = {});
 
   /// A new shared error.
@@ -47,8 +53,11 @@ class Error : public Object {
   /// `strerror` text as its description.
   static ErrorPtr posix(int code);
 
+  /// Names the subsystem that set the code.
   [[nodiscard]] const String& domain() const noexcept { return domain_; }
+  /// The code, meaningful within the domain.
   [[nodiscard]] std::int64_t code() const noexcept { return code_; }
+  /// The user-info dictionary (description, underlying error, paths).
   [[nodiscard]] const Dictionary& userInfo() const noexcept { return userInfo_; }
 
   /// The user-info description, or "The operation couldn’t be completed.
@@ -56,6 +65,7 @@ class Error : public Object {
   [[nodiscard]] String localizedDescription() const;
   /// The user-info entries, or absent.
   [[nodiscard]] std::optional<String> localizedRecoverySuggestion() const;
+  /// The NSLocalizedFailureReasonErrorKey entry; absent when there is none.
   [[nodiscard]] std::optional<String> localizedFailureReason() const;
 
   /// "Error Domain=<domain> Code=<code> "<description>"".

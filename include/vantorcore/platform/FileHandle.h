@@ -25,15 +25,20 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
   /// The process's standard input, output and error (descriptors 0, 1, 2),
   /// never closed by the handle.
   static std::shared_ptr<FileHandle> standardInput();
+  /// Handles on the process's standard output and error; they are never closed.
+  ///@{
   static std::shared_ptr<FileHandle> standardOutput();
   static std::shared_ptr<FileHandle> standardError();
+  ///@}
   /// Wraps `descriptor`; with `closeOnDealloc` the handle closes it when it
   /// goes away.
   static std::shared_ptr<FileHandle> make(int descriptor, bool closeOnDealloc);
 
+  /// Made by the factory functions above; the key keeps the constructor private to them.
   FileHandle(Key, int descriptor, bool closeOnDealloc);
   ~FileHandle();
 
+  /// The file descriptor; after `closeFile` it is closed but keeps its number.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
 
   /// Installs `handler`, or removes the current one when null. Once this

@@ -16,7 +16,8 @@
 
 namespace lx {
 
-// Codes of `NSCocoaErrorDomain` for file operations, with the platform's values.
+/// Codes of `NSCocoaErrorDomain` for file operations, with the platform's values.
+///@{
 inline constexpr std::int64_t NSFileNoSuchFileError = 4;
 inline constexpr std::int64_t NSFileReadUnknownError = 256;
 inline constexpr std::int64_t NSFileReadNoPermissionError = 257;
@@ -29,6 +30,7 @@ inline constexpr std::int64_t NSFileWriteInvalidFileNameError = 514;
 inline constexpr std::int64_t NSFileWriteFileExistsError = 516;
 inline constexpr std::int64_t NSFileWriteOutOfSpaceError = 640;
 inline constexpr std::int64_t NSFileWriteVolumeReadOnlyError = 642;
+///@}
 
 /// An error in `NSCocoaErrorDomain` for a failed file operation: the code is
 /// the read or write code that matches `errnoValue` (ENOENT => 260 when

@@ -35,7 +35,8 @@
 
 namespace lx {
 
-// Keys of the attribute dictionaries, with the platform's string values.
+/// Keys of the attribute dictionaries, with the platform's string values.
+///@{
 inline constexpr StringView NSFileType = u"NSFileType";
 inline constexpr StringView NSFileSize = u"NSFileSize";
 inline constexpr StringView NSFileModificationDate = u"NSFileModificationDate";
@@ -47,8 +48,10 @@ inline constexpr StringView NSFileReferenceCount = u"NSFileReferenceCount";
 inline constexpr StringView NSFileSystemNumber = u"NSFileSystemNumber";
 inline constexpr StringView NSFileSystemFileNumber = u"NSFileSystemFileNumber";
 inline constexpr StringView NSFileExtensionHidden = u"NSFileExtensionHidden";
+///@}
 
-// Values of `NSFileType`.
+/// Values of `NSFileType`.
+///@{
 inline constexpr StringView NSFileTypeRegular = u"NSFileTypeRegular";
 inline constexpr StringView NSFileTypeDirectory = u"NSFileTypeDirectory";
 inline constexpr StringView NSFileTypeSymbolicLink = u"NSFileTypeSymbolicLink";
@@ -56,6 +59,7 @@ inline constexpr StringView NSFileTypeSocket = u"NSFileTypeSocket";
 inline constexpr StringView NSFileTypeCharacterSpecial = u"NSFileTypeCharacterSpecial";
 inline constexpr StringView NSFileTypeBlockSpecial = u"NSFileTypeBlockSpecial";
 inline constexpr StringView NSFileTypeUnknown = u"NSFileTypeUnknown";
+///@}
 
 /// The extended attribute that holds the extension-hidden flag.
 inline constexpr char kExtensionHiddenAttribute[] = "user.com.vantor.extension-hidden";
@@ -68,14 +72,17 @@ class FileManager;
 class FileManagerDelegate {
  public:
   virtual ~FileManagerDelegate() = default;
+  /// Whether to copy `source`; true by default.
   virtual bool shouldCopyItemAtPath(FileManager& manager, const String& source,
                                     const String& destination) {
     return true;
   }
+  /// Whether to move `source`; true by default.
   virtual bool shouldMoveItemAtPath(FileManager& manager, const String& source,
                                     const String& destination) {
     return true;
   }
+  /// Whether to remove `path`; true by default.
   virtual bool shouldRemoveItemAtPath(FileManager& manager, const String& path) { return true; }
 };
 
@@ -108,6 +115,7 @@ class FileManager : public Object {
 
   /// The delegate, or null. Thread-safe.
   [[nodiscard]] std::shared_ptr<FileManagerDelegate> delegate() const;
+  /// Sets the delegate asked before each copy, move and removal; held weakly.
   void setDelegate(std::weak_ptr<FileManagerDelegate> delegate);
 
   // --- Queries -------------------------------------------------------------

@@ -43,13 +43,18 @@
 
 namespace lx {
 
+/// An event identifier; later events have larger ones.
 using FSEventStreamEventId = std::uint64_t;
+/// What happened to a folder, as bits.
 using FSEventStreamEventFlags = std::uint32_t;
+/// How a stream is made, as bits.
 using FSEventStreamCreateFlags = std::uint32_t;
 
 /// Only events after the start are reported.
 inline constexpr FSEventStreamEventId kFSEventStreamEventIdSinceNow = UINT64_MAX;
 
+/// Event flags: what a delivered event reports beyond "this folder changed".
+///@{
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagNone = 0x0;
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagMustScanSubDirs = 0x1;
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagUserDropped = 0x2;
@@ -57,15 +62,23 @@ inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagKernelDropped = 
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagEventIdsWrapped = 0x8;
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagHistoryDone = 0x10;
 inline constexpr FSEventStreamEventFlags kFSEventStreamEventFlagRootChanged = 0x20;
+///@}
 
+/// Creation flags: NoDefer delivers the first event of a quiet period at once; WatchRoot also
+/// reports the root being moved or deleted.
+///@{
 inline constexpr FSEventStreamCreateFlags kFSEventStreamCreateFlagUseCFTypes = 0x1;
 inline constexpr FSEventStreamCreateFlags kFSEventStreamCreateFlagNoDefer = 0x2;
 inline constexpr FSEventStreamCreateFlags kFSEventStreamCreateFlagWatchRoot = 0x4;
+///@}
 
 /// One event of a batch.
 struct FileSystemEvent {
+  /// The folder that changed.
   String path;
+  /// What happened, as event flags.
   FSEventStreamEventFlags flags = 0;
+  /// The event's identifier.
   FSEventStreamEventId eventID = 0;
 };
 

@@ -13,6 +13,7 @@
 
 namespace lx {
 
+/// The posture of a face.
 enum class FontSlant { Roman, Italic, Oblique };
 
 /// What to ask for beyond the family and size of a `Font`.
@@ -20,6 +21,7 @@ struct FontTraits {
   /// CSS/OpenType weight, 1...1000 (400 regular, 700 bold); 0 takes 700 for
   /// a bold `Font` and 400 otherwise. Out-of-range values are clamped.
   int weight = 0;
+  /// Upright, italic or oblique.
   FontSlant slant = FontSlant::Roman;
   /// Prefer a fixed-pitch face; when the family has none, the desktop's
   /// monospace font is the fallback instead of its sans-serif one.
@@ -40,10 +42,13 @@ struct FontMatch {
   bool familyFound = false;
   /// The font file and the face's index within it.
   std::string file;
+  /// The face's index within its file (collections hold several).
   int faceIndex = 0;
   /// The face's own weight (OpenType scale), slant and pitch.
   int weight = 400;
+  /// The matched face's posture.
   FontSlant slant = FontSlant::Roman;
+  /// Whether every glyph has the same width.
   bool fixedPitch = false;
 };
 

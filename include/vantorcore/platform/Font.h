@@ -27,8 +27,10 @@ class Font {
   /// "monospace"; absent when neither answers. Any thread.
   static std::optional<Font> userFixedPitchFontOfSize(double pointSize);
   /// The interface font ("Sans") at `pointSize`, regular or bold.
+  ///@{
   static Font systemFontOfSize(double pointSize);
   static Font boldSystemFontOfSize(double pointSize);
+  ///@}
 
   /// The font of a desktop font description: a family, then optional style
   /// words, then an optional size in points, as in
@@ -39,12 +41,16 @@ class Font {
   /// Surrounding quotes, as `gsettings` prints them, are dropped.
   static std::optional<Font> fromDescription(StringView description);
 
+  /// The family name as given, e.g. "DejaVu Sans".
   [[nodiscard]] const String& familyName() const noexcept { return family_; }
+  /// The size in points.
   [[nodiscard]] double pointSize() const noexcept { return pointSize_; }
+  /// Whether the bold weight is wanted.
   [[nodiscard]] bool isBold() const noexcept { return bold_; }
   /// The same family and size in bold; the font itself when already bold.
   [[nodiscard]] Font boldVariant() const;
 
+  /// Equal when family, size and weight are.
   friend bool operator==(const Font&, const Font&) = default;
 
  private:

@@ -24,6 +24,7 @@ class HTTPURLResponse : public Object {
 
   /// The URL the response came from (the last one of a redirect chain).
   [[nodiscard]] const lx::URL& URL() const noexcept { return url_; }
+  /// The HTTP status, e.g. 200 or 404.
   [[nodiscard]] int statusCode() const noexcept { return statusCode_; }
   /// The header fields as a dictionary, in the server's order.
   [[nodiscard]] Dictionary allHeaderFields() const;

@@ -24,10 +24,13 @@ class InMemorySecureItemStore : public SecureItemStore {
 
  protected:
   OSStatus find(const SecureItemQuery& query, std::vector<SecureItem>& items) override;
+  /// The store operations, on the process's memory.
+  ///@{
   OSStatus insert(const SecureItem& item) override;
   OSStatus modify(const SecureItemQuery& query, const Dictionary& attributeChanges,
                   const std::optional<Data>& secret) override;
   OSStatus erase(const SecureItemQuery& query) override;
+  ///@}
 
  private:
   mutable std::mutex mutex_;

@@ -40,6 +40,7 @@ enum JSONWritingOptions : unsigned {
   JSONWritingWithoutEscapingSlashes = 8,  // write "/" rather than "\/"
 };
 
+/// Reading and writing JSON documents as `Value`s.
 class JSONSerialization {
  public:
   /// Arrays and objects nest at most this deep, reading and writing; deeper
@@ -54,12 +55,14 @@ class JSONSerialization {
   /// double ranges, or a top-level value that is not an array or object
   /// unless `JSONReadingFragmentsAllowed` is set; `error` then says why.
   /// Thread-safe: each thread reuses its own parser.
+  ///@{
   static std::optional<Value> JSONObjectWithData(std::string_view json, unsigned options = 0,
                                                  ErrorPtr* error = nullptr);
   static std::optional<Value> JSONObjectWithData(DataView json, unsigned options = 0,
                                                  ErrorPtr* error = nullptr) {
     return JSONObjectWithData(asStringView(json), options, error);
   }
+  ///@}
 
   /// The UTF-8 JSON text of `value`. Absent when it holds something JSON
   /// cannot express (data, dates, objects, NaN or infinite numbers), nests

@@ -23,6 +23,7 @@ using LogSink = std::function<void(const String& line)>;
 /// `logLine` and `logFormat` return before copying, formatting or locking,
 /// so code that logs on every call (collation keys) costs next to nothing.
 struct DiscardLogLines {
+  /// Ignores the line (the sink of a log that is off).
   void operator()(const String&) const noexcept {}
 };
 
@@ -49,8 +50,11 @@ extern std::atomic<bool> discardingLogLines;
 /// Writes one line to the sink. Thread-safe. The `String` form hands the
 /// line to the sink as it is; the others copy it first (unless discarded).
 void logLine(const String& line);
+/// Writes one line to the log's sink, with a newline.
+///@{
 void logLine(StringView line);
 void logLine(const char16_t* line);
+///@}
 
 /// `logLine(stringWithFormat(format, args...))`; formats nothing while lines
 /// are discarded.

@@ -15,6 +15,7 @@ class MutableAttributedString : public Object {
 
  public:
   MutableAttributedString() = default;
+  /// Starts from `text`.
   explicit MutableAttributedString(AttributedString text) : text_(std::move(text)) {}
 
   /// The text as it is now.

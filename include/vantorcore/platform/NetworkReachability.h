@@ -37,6 +37,7 @@ enum NetworkReachabilityFlags : std::uint32_t {
 
 class NetworkReachability : public std::enable_shared_from_this<NetworkReachability> {
  public:
+  /// Called with the new reachability flags after each change.
   using Callback = std::function<void(std::uint32_t flags)>;
 
   /// A target given by a socket address (IPv4 or IPv6; the port is

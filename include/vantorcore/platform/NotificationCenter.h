@@ -21,10 +21,14 @@ class Notification : public Object {
   LX_DECLARE_CLASS(Notification)
 
  public:
+  /// A notification named `name` about `object` (may be null) with `userInfo`.
   Notification(String name, std::shared_ptr<Object> object, Dictionary userInfo)
       : name_(std::move(name)), object_(std::move(object)), userInfo_(std::move(userInfo)) {}
+  /// The notification's name.
   [[nodiscard]] const String& name() const noexcept { return name_; }
+  /// The object it is about; null for none.
   [[nodiscard]] const std::shared_ptr<Object>& object() const noexcept { return object_; }
+  /// Extra details; empty for none.
   [[nodiscard]] const Dictionary& userInfo() const noexcept { return userInfo_; }
 
  private:
@@ -35,6 +39,7 @@ class Notification : public Object {
 
 class NotificationCenter {
  public:
+  /// Called with each matching notification.
   using Block = std::function<void(const Notification&)>;
 
   /// The process's centre; any thread.
@@ -53,13 +58,20 @@ class NotificationCenter {
   class Token {
    public:
     Token() = default;
+    /// A handle on observer `id` of `center`.
     Token(NotificationCenter* center, std::uint64_t id) : center_(center), id_(id) {}
+    /// Tokens move; a moved-from token is inactive.
+    ///@{
     Token(Token&& other) noexcept
         : center_(std::exchange(other.center_, nullptr)), id_(std::exchange(other.id_, 0)) {}
     Token& operator=(Token&& other) noexcept;
+    ///@}
     ~Token() { remove(); }
+    /// Removes the observer; later calls do nothing.
     void remove();
+    /// Keeps the observer for the centre's lifetime; the token no longer removes it.
     void release() noexcept { id_ = 0; }
+    /// Whether the token still removes an observer.
     [[nodiscard]] bool isActive() const noexcept { return id_ != 0; }
 
    private:
@@ -83,6 +95,7 @@ class NotificationCenter {
   /// calling thread, before returning. Observers may add or remove
   /// registrations (a new one does not see the running post).
   void post(const std::shared_ptr<Notification>& notification);
+  /// Posts a notification to every matching observer, on the calling thread.
   void post(StringView name, std::shared_ptr<Object> object = nullptr, Dictionary userInfo = {});
 
  private:

@@ -39,11 +39,13 @@ namespace lx {
 class Class;
 class Coder;
 
-// Protocol names, as `Class::conformsToProtocol` takes them.
+/// Protocol names, as `Class::conformsToProtocol` takes them.
+///@{
 inline constexpr std::string_view kCodingProtocol = "Coding";
 inline constexpr std::string_view kSecureCodingProtocol = "SecureCoding";
 inline constexpr std::string_view kStateRestoringProtocol = "StateRestoring";
 inline constexpr std::string_view kObjectRestorationProtocol = "ObjectRestoration";
+///@}
 
 class Object : public std::enable_shared_from_this<Object> {
  public:
@@ -111,6 +113,7 @@ class Object : public std::enable_shared_from_this<Object> {
   std::unique_ptr<std::map<const void*, Value>> associations_;
 };
 
+/// Objects are shared; null means none.
 using ObjectPtr = std::shared_ptr<Object>;
 
 /// Per-class metadata, registered once per process. Immutable after
@@ -128,13 +131,19 @@ class Class {
   using RestorationFactory =
       std::function<ObjectPtr(const String& identifier, const ObjectPtr& context, Coder& coder)>;
 
+  /// A class named `name` below `superclass` (null for a root class).
   Class(String name, const Class* superclass);
 
+  /// The class name, as the registry knows it.
   [[nodiscard]] const String& name() const noexcept { return name_; }
+  /// The superclass; null for a root class.
   [[nodiscard]] const Class* superclass() const noexcept { return superclass_; }
   /// True for this class and every class derived from it.
   [[nodiscard]] bool isSubclassOfClass(const Class& other) const noexcept;
 
+  /// How objects of the class are made: plainly, from a coder, or for state restoration; empty when
+  /// the class does not support that way.
+  ///@{
   void setFactory(Factory f) { factory_ = std::move(f); }
   void setCoderFactory(CoderFactory f) { coderFactory_ = std::move(f); }
   void setRestorationFactory(RestorationFactory f) { restorationFactory_ = std::move(f); }
@@ -143,6 +152,7 @@ class Class {
   [[nodiscard]] const RestorationFactory& restorationFactory() const noexcept {
     return restorationFactory_;
   }
+  ///@}
 
   /// A new instance from the plain factory, or null when the class has none
   /// (abstract classes, classes without a default constructor).
@@ -161,6 +171,7 @@ class Class {
   /// Protocol conformance, by protocol name ("Coding", "StateRestoring"),
   /// inherited by subclasses.
   void addProtocol(std::string protocol);
+  /// Whether the class or a superclass adopts `protocol`.
   [[nodiscard]] bool conformsToProtocol(std::string_view protocol) const;
   /// Whether instances may be read by a coder that `requiresSecureCoding`:
   /// the class (or a superclass) conforms to `SecureCoding`.
@@ -219,9 +230,13 @@ class StateRestoring {
   [[nodiscard]] virtual std::optional<String> restorationIdentifier() const { return std::nullopt; }
   /// The class that recreates the object, or null for none.
   [[nodiscard]] virtual const Class* objectRestorationClass() const { return nullptr; }
+  /// State restoration hooks: save state, read it back, and learn that every object has been
+  /// restored. They do nothing by default.
+  ///@{
   virtual void encodeRestorableStateWithCoder(Coder& /*coder*/) const {}
   virtual void decodeRestorableStateWithCoder(Coder& /*coder*/) {}
   virtual void finishedRestoringState() {}
+  ///@}
 };
 
 /// Marks a class that recreates restorable objects: it declares

@@ -30,11 +30,13 @@ enum KeyValueObservingOptions : unsigned {
   KeyValueObservingOptionPrior = 0x08,    ///< one more call before the change
 };
 
-// Keys of the change dictionary, with the platform's values.
+/// Keys of the change dictionary, with the platform's values.
+///@{
 inline constexpr StringView KeyValueChangeKindKey = u"kind";
 inline constexpr StringView KeyValueChangeNewKey = u"new";
 inline constexpr StringView KeyValueChangeOldKey = u"old";
 inline constexpr StringView KeyValueChangeNotificationIsPriorKey = u"notificationIsPrior";
+///@}
 /// The only kind of change reported here: the value was set.
 inline constexpr int KeyValueChangeSetting = 1;
 
@@ -81,8 +83,10 @@ class Observable : public Object {
   /// nest. Observers are called by `didChangeValueForKey` (and, for the prior
   /// option, by `willChangeValueForKey`) on the calling thread, with no lock
   /// held.
+  ///@{
   void willChangeValueForKey(StringView key);
   virtual void didChangeValueForKey(StringView key);
+  ///@}
 
   /// The current value for `key`, for the change dictionary; absent by
   /// default (reported as null).

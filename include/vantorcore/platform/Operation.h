@@ -32,10 +32,13 @@ class Operation : public Observable {
   /// Sets the cancel flag (announced as "isCancelled"); the work must look.
   virtual void cancel();
 
+  /// The operation's state, as an operation queue reads it.
+  ///@{
   [[nodiscard]] virtual bool isExecuting() const;
   [[nodiscard]] virtual bool isFinished() const;
   [[nodiscard]] virtual bool isAsynchronous() const { return false; }
   [[nodiscard]] bool isCancelled() const noexcept { return cancelled_.load(); }
+  ///@}
 
   /// Runs (on the finishing thread) once the operation is announced finished.
   void setCompletionBlock(std::function<void()> block);
@@ -45,6 +48,7 @@ class Operation : public Observable {
 
   /// "isExecuting", "isFinished", "isCancelled" as booleans.
   [[nodiscard]] std::optional<Value> valueForKey(StringView key) const override;
+  /// Announces state changes, as key-value observers of the queue expect.
   void didChangeValueForKey(StringView key) override;
 
  private:
@@ -60,6 +64,7 @@ class Operation : public Observable {
 /// A closure as an operation.
 class BlockOperation : public Operation {
  public:
+  /// An operation that runs `block` once.
   explicit BlockOperation(std::function<void()> block) : block_(std::move(block)) {}
   void main() override {
     if (block_) block_();
@@ -79,12 +84,15 @@ class OperationQueue {
   OperationQueue(const OperationQueue&) = delete;
   OperationQueue& operator=(const OperationQueue&) = delete;
 
+  /// Queues `operation`; it starts when a slot is free.
   void addOperation(std::shared_ptr<Operation> operation);
+  /// Queues `block` as an operation.
   void addOperationWithBlock(std::function<void()> block);
   /// Operations added and not yet finished.
   [[nodiscard]] std::size_t operationCount() const;
   /// 0 or less means no limit (the default).
   void setMaxConcurrentOperationCount(int count);
+  /// Cancels every queued and running operation.
   void cancelAllOperations();
   /// Blocks until every operation added so far has finished.
   void waitUntilAllOperationsAreFinished();

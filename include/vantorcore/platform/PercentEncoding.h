@@ -20,12 +20,15 @@ namespace lx {
 class URLAllowedSet {
  public:
   constexpr URLAllowedSet() noexcept = default;
+  /// A set of the ASCII characters in `members`.
   constexpr explicit URLAllowedSet(std::string_view members) noexcept {
     for (const char c : members) add(static_cast<unsigned char>(c));
   }
+  /// Adds the character `c` (below 128).
   constexpr void add(unsigned c) noexcept {
     if (c < 128) bits_[c >> 6] |= std::uint64_t{1} << (c & 63);
   }
+  /// Whether `c` is in the set; never true at or above 128.
   [[nodiscard]] constexpr bool contains(unsigned c) const noexcept {
     return c < 128 && ((bits_[c >> 6] >> (c & 63)) & 1) != 0;
   }
@@ -41,13 +44,17 @@ class URLAllowedSet {
 //   path:           !$&'()*+,/:=@        (no ";" and no "?")
 //   query:          !$&'()*+,/:;=?@
 //   fragment:       !$&'()*+,/:;=?@
+/// The unreserved characters, which every component keeps as they are.
 #define LX_URL_UNRESERVED "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"
+/// The characters each URL component keeps as they are, as the table above lists.
+///@{
 inline constexpr URLAllowedSet kURLUserAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,;="};
 inline constexpr URLAllowedSet kURLPasswordAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,;="};
 inline constexpr URLAllowedSet kURLHostAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,:;=[]"};
 inline constexpr URLAllowedSet kURLPathAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,/:=@"};
 inline constexpr URLAllowedSet kURLQueryAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,/:;=?@"};
 inline constexpr URLAllowedSet kURLFragmentAllowedCharacterSet{LX_URL_UNRESERVED "!$&'()*+,/:;=?@"};
+///@}
 #undef LX_URL_UNRESERVED
 
 /// Percent-encodes the UTF-8 bytes of `text` that are not in `allowed`.

@@ -10,9 +10,13 @@ namespace lx {
 
 /// A system version as three numbers ("22.04" => 22, 4, 0).
 struct OperatingSystemVersion {
+  /// The three numbers, 0 when the version has fewer.
+  ///@{
   std::int64_t majorVersion = 0;
   std::int64_t minorVersion = 0;
   std::int64_t patchVersion = 0;
+  ///@}
+  /// Equal when all three numbers are.
   friend constexpr bool operator==(const OperatingSystemVersion&,
                                    const OperatingSystemVersion&) = default;
 };
@@ -22,6 +26,7 @@ class ProcessInfo {
   /// The executable's short name (the last component of /proc/self/exe, or
   /// the name the process was started with when that cannot be read).
   static const String& processName();
+  /// The process id.
   static int processIdentifier() noexcept;
   /// An environment variable, or absent when unset.
   static std::optional<String> environmentValue(const char* name);

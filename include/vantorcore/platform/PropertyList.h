@@ -35,12 +35,15 @@
 
 namespace lx {
 
-// Codes of `NSCocoaErrorDomain` for property lists, with the platform's values.
+/// Codes of `NSCocoaErrorDomain` for property lists, with the platform's values.
+///@{
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
 inline constexpr std::int64_t NSPropertyListWriteInvalidError = 3852;
+///@}
 
 class PropertyList {
  public:
+  /// The serialised forms: XML text or the compact binary form.
   enum class Format { XML, Binary };
 
   /// The deepest nesting of arrays and dictionaries that is read or written.

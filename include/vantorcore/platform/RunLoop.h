@@ -84,14 +84,19 @@ class RunLoop : public std::enable_shared_from_this<RunLoop> {
   class SourceToken {
    public:
     SourceToken() = default;
+    /// A handle on source `id` of `loop`.
     SourceToken(std::weak_ptr<RunLoop> loop, std::uint64_t id) : loop_(std::move(loop)), id_(id) {}
+    /// Tokens move; a moved-from token is inactive.
+    ///@{
     SourceToken(SourceToken&& other) noexcept
         : loop_(std::move(other.loop_)), id_(std::exchange(other.id_, 0)) {}
     SourceToken& operator=(SourceToken&& other) noexcept;
+    ///@}
     ~SourceToken() { remove(); }
     /// Stops the source; afterwards its callback is never called again
     /// (unless it is running right now on the loop's thread).
     void remove();
+    /// Whether the token still removes a source.
     [[nodiscard]] bool isActive() const noexcept { return id_ != 0; }
 
    private:
@@ -120,6 +125,7 @@ class RunLoop : public std::enable_shared_from_this<RunLoop> {
   /// Drops every pending closure (waiters are released) and refuses new
   /// ones. Called when the owning thread exits.
   void invalidate();
+  /// Whether the timer was invalidated (it never fires again).
   [[nodiscard]] bool isInvalidated() const noexcept {
     return invalidated_.load(std::memory_order_acquire);
   }

@@ -24,6 +24,7 @@ class Scanner {
   /// A scanner at location 0 over a copy of `string`, case-insensitive,
   /// skipping white space and newlines.
   explicit Scanner(String string);
+  /// A scanner at the start of `string`.
   static Scanner scannerWithString(StringView string) { return Scanner(String(string)); }
 
   /// The scanned text, never changed by scanning.
@@ -36,12 +37,14 @@ class Scanner {
 
   /// Whether `scanString`/`scanUpToString` compare case-sensitively (default false).
   [[nodiscard]] bool caseSensitive() const noexcept { return caseSensitive_; }
+  /// Whether literal scans match case; off by default.
   void setCaseSensitive(bool caseSensitive) noexcept { caseSensitive_ = caseSensitive; }
 
   /// The set passed over before each scan; absent means nothing is skipped.
   [[nodiscard]] const std::optional<CharacterSet>& charactersToBeSkipped() const noexcept {
     return skip_;
   }
+  /// The characters skipped before each scan; absent skips nothing.
   void setCharactersToBeSkipped(std::optional<CharacterSet> set) { skip_ = std::move(set); }
 
   /// True when nothing but skipped characters remains.
@@ -66,9 +69,11 @@ class Scanner {
   /// Reads an optional '+' or '-' and decimal digits. Out-of-range values
   /// saturate at the type's limits and still succeed.
   ///   '42abc' => 42 (location 2),  '-7' => -7,  '99999999999' => INT_MAX,  '-' => fails
+  ///@{
   bool scanInt(int* value);
   bool scanInteger(std::int64_t* value);
   bool scanLongLong(long long* value);
+  ///@}
 
   /// Reads a decimal floating-point number with '.' as separator and an
   /// optional exponent ('1.5e3'); a bare '.' or an exponent without digits

@@ -36,10 +36,13 @@ class SecretServiceSecureItemStore : public SecureItemStore {
 
  protected:
   OSStatus find(const SecureItemQuery& query, std::vector<SecureItem>& items) override;
+  /// The store operations, through the Secret Service on the session bus.
+  ///@{
   OSStatus insert(const SecureItem& item) override;
   OSStatus modify(const SecureItemQuery& query, const Dictionary& attributeChanges,
                   const std::optional<Data>& secret) override;
   OSStatus erase(const SecureItemQuery& query) override;
+  ///@}
 
  private:
   struct Connection;

@@ -13,6 +13,7 @@ namespace lx {
 
 /// One stored item as backends hand it over.
 struct SecureItem {
+  /// The item's persistent reference.
   Data reference;
   /// Every attribute, `kSecClass` included, with primary-key attributes
   /// present even when their value is the default.
@@ -25,6 +26,7 @@ class SecureItemQuery {
  public:
   /// What the dictionary is for: which keys it may hold.
   enum class Purpose { Match, Add, Change };
+  /// Which items a query matches by their synchronisable attribute.
   enum class Synchronizable { Local, Synchronized, Any };
 
   /// The checked query, or absent with `*status` = `errSecParam`. `Match`
@@ -41,8 +43,11 @@ class SecureItemQuery {
   /// The attributes named, without class, synchronizable selector, return
   /// keys, limit, reference or secret.
   [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
+  /// Which items the query matches by their synchronisable attribute.
   [[nodiscard]] Synchronizable synchronizable() const noexcept { return synchronizable_; }
+  /// The persistent reference the query asks for; absent for any.
   [[nodiscard]] const std::optional<Data>& reference() const noexcept { return reference_; }
+  /// The secret a query for an update sets; absent to leave it.
   [[nodiscard]] const std::optional<Data>& secret() const noexcept { return secret_; }
   /// 1 for `kSecMatchLimitOne`, SIZE_MAX for `kSecMatchLimitAll`.
   [[nodiscard]] std::size_t limit() const noexcept { return limit_; }
@@ -51,10 +56,13 @@ class SecureItemQuery {
   /// Whether results come bare rather than in an array: the limit is
   /// `kSecMatchLimitOne` or not given.
   [[nodiscard]] bool returnsOneResult() const noexcept { return oneResult_; }
+  /// What a search returns for each match: attributes, the secret, or a persistent reference.
+  ///@{
   [[nodiscard]] bool returnsAttributes() const noexcept { return returnAttributes_; }
   [[nodiscard]] bool returnsData() const noexcept { return returnData_; }
   [[nodiscard]] bool returnsReference() const noexcept { return returnReference_; }
   [[nodiscard]] bool wantsSecret() const noexcept { return returnData_; }
+  ///@}
 
   /// Whether `item` is one this query selects.
   [[nodiscard]] bool matches(const SecureItem& item) const;

@@ -47,7 +47,8 @@ namespace lx {
 /// The platform's 32-bit status.
 using OSStatus = std::int32_t;
 
-// Statuses, with the platform's values.
+/// Statuses, with the platform's values.
+///@{
 inline constexpr OSStatus errSecSuccess = 0;
 inline constexpr OSStatus errSecIO = -36;
 inline constexpr OSStatus errSecParam = -50;
@@ -58,12 +59,14 @@ inline constexpr OSStatus errSecDuplicateItem = -25299;
 inline constexpr OSStatus errSecItemNotFound = -25300;
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 inline constexpr OSStatus errSecDecode = -26275;
+///@}
 
 /// The store's text for `status`, or absent for a status it does not know.
 /// `errSecSuccess` reads "No error.".
 std::optional<String> SecCopyErrorMessageString(OSStatus status);
 
-// Query and attribute keys, with the platform's string values.
+/// Query and attribute keys, with the platform's string values.
+///@{
 inline constexpr StringView kSecClass = u"class";
 inline constexpr StringView kSecClassGenericPassword = u"genp";
 inline constexpr StringView kSecClassInternetPassword = u"inet";
@@ -96,24 +99,31 @@ inline constexpr StringView kSecReturnData = u"r_Data";
 inline constexpr StringView kSecReturnPersistentRef = u"r_PersistentRef";
 inline constexpr StringView kSecValueData = u"v_Data";
 inline constexpr StringView kSecValuePersistentRef = u"v_PersistentRef";
+///@}
 
-// Values of `kSecAttrProtocol`, with the platform's string values.
+/// Values of `kSecAttrProtocol`, with the platform's string values.
+///@{
 inline constexpr StringView kSecAttrProtocolFTP = u"ftp ";
 inline constexpr StringView kSecAttrProtocolHTTP = u"http";
 inline constexpr StringView kSecAttrProtocolHTTPS = u"htps";
 inline constexpr StringView kSecAttrProtocolIMAP = u"imap";
 inline constexpr StringView kSecAttrProtocolSMTP = u"smtp";
 inline constexpr StringView kSecAttrProtocolSSH = u"ssh ";
+///@}
 
 class SecureItemQuery;
 struct SecureItem;
 
 class SecureItemStore {
  public:
+  /// Limits of stored items, in bytes; larger values are refused with errSecParam.
+  ///@{
   static constexpr std::size_t kMaximumAttributeSize = 4096;
   static constexpr std::size_t kMaximumSecretSize = 1 << 20;
   static constexpr std::size_t kReferenceSize = 16;
+  ///@}
 
+  /// Where items live: an SQLite file of the library's own, or the desktop's Secret Service.
   enum class Backend { Embedded, SecretService };
 
   virtual ~SecureItemStore() = default;
@@ -159,16 +169,22 @@ class SecureItemStore {
   // honoured by `find`, whose items carry their secret only when
   // `query.wantsSecret()`.
   virtual OSStatus find(const SecureItemQuery& query, std::vector<SecureItem>& items) = 0;
+  /// Adds `item`; errSecDuplicateItem when an item with the same primary key exists.
   virtual OSStatus insert(const SecureItem& item) = 0;
+  /// Changes the items matching `query`; errSecItemNotFound when there are none.
   virtual OSStatus modify(const SecureItemQuery& query, const Dictionary& attributeChanges,
                           const std::optional<Data>& secret) = 0;
+  /// Removes the items matching `query`; errSecItemNotFound when there are none.
   virtual OSStatus erase(const SecureItemQuery& query) = 0;
 };
 
 // The platform's operations, on `SecureItemStore::defaultStore()`.
 OSStatus SecItemCopyMatching(const Dictionary& query, Value* result);
+/// Adds an item built from `attributes`; `result` gets what the kSecReturn… keys ask for.
 OSStatus SecItemAdd(const Dictionary& attributes, Value* result);
+/// Changes the items `query` matches.
 OSStatus SecItemUpdate(const Dictionary& query, const Dictionary& attributesToUpdate);
+/// Removes the items `query` matches.
 OSStatus SecItemDelete(const Dictionary& query);
 
 }  // namespace lx

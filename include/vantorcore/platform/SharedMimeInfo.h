@@ -23,10 +23,12 @@ class SharedMimeInfo {
  public:
   /// One line of "globs2": "weight:type:pattern[:flags...]".
   struct Glob {
+    /// The pattern's priority, 0...100; higher wins.
     int weight = 50;
-    String mimeType;             // lower-cased
-    String pattern;              // as written
-    bool caseSensitive = false;  // the "cs" flag
+    String mimeType;             ///< lower-cased
+    String pattern;              ///< as written
+    bool caseSensitive = false;  ///< the "cs" flag
+    /// Equal when all fields are.
     friend bool operator==(const Glob&, const Glob&) = default;
   };
 
@@ -36,10 +38,10 @@ class SharedMimeInfo {
 
   /// What one `mime` folder holds.
   struct Folder {
-    std::vector<Glob> globs;         // in file order
-    std::vector<Pair> subclasses;    // (child, parent), in file order
-    std::vector<Pair> aliases;       // (alias, canonical), in file order
-    std::size_t malformedLines = 0;  // over all three files
+    std::vector<Glob> globs;         ///< in file order
+    std::vector<Pair> subclasses;    ///< (child, parent), in file order
+    std::vector<Pair> aliases;       ///< (alias, canonical), in file order
+    std::size_t malformedLines = 0;  ///< over all three files
   };
 
   /// The highest weight a glob may have; lines above it are malformed.

@@ -19,7 +19,9 @@
 
 namespace lx {
 
+/// Text as UTF-16 code units; lengths and indexes count code units.
 using String = std::u16string;
+/// A borrowed `String`.
 using StringView = std::u16string_view;
 
 /// Converts UTF-16 to UTF-8. A lone surrogate becomes U+FFFD.
@@ -45,13 +47,19 @@ void appendCodePoint(String& out, char32_t c);
 /// A (location, length) pair of code-unit positions, as the library's range
 /// results use. `NotFound` is the location of an unsuccessful search.
 struct Range {
+  /// The location of an unsuccessful search.
   static constexpr std::size_t NotFound = 0x7fffffffffffffffULL;
 
+  /// The first code unit.
   std::size_t location = NotFound;
+  /// The number of code units.
   std::size_t length = 0;
 
+  /// One past the last code unit.
   [[nodiscard]] constexpr std::size_t end() const noexcept { return location + length; }
+  /// Whether a search found something.
   [[nodiscard]] constexpr bool found() const noexcept { return location != NotFound; }
+  /// Equal when location and length are.
   friend constexpr bool operator==(const Range&, const Range&) = default;
 };
 
@@ -67,6 +75,7 @@ enum StringCompareOptions : unsigned {
   WidthInsensitiveSearch = 256,
 };
 
+/// The order of two items: the first before, equal to, or after the second.
 enum class ComparisonResult : int { Ascending = -1, Same = 0, Descending = 1 };
 
 /// Compares two strings under `options`. Without `LiteralSearch`, canonically
@@ -85,15 +94,18 @@ Range rangeOfString(StringView haystack, StringView needle, unsigned options = 0
 /// `rangeOfString` that answers only whether there is a match.
 bool containsString(StringView haystack, StringView needle, unsigned options = 0);
 
+/// Whether `s` starts with `prefix` (always for an empty prefix).
 [[nodiscard]] inline bool hasPrefix(StringView s, StringView prefix) noexcept {
   return s.starts_with(prefix);
 }
+/// Whether `s` ends with `suffix` (always for an empty suffix).
 [[nodiscard]] inline bool hasSuffix(StringView s, StringView suffix) noexcept {
   return s.ends_with(suffix);
 }
 
 /// Case mapping in the root locale (full mappings: 'ß' upper-cases to 'SS').
 String lowercaseString(StringView s);
+/// `s` in upper case, by the root locale's rules (a string may grow, as "ß" to "SS").
 String uppercaseString(StringView s);
 
 /// `compare(a, b, CaseInsensitiveSearch) == Same`.

@@ -22,8 +22,11 @@ class SharedString;
 /// references: use it only inside the call it is built for.
 class FormatArg {
  public:
+  /// What the argument holds, which decides the conversions it may meet.
   enum class Kind { Signed, Unsigned, Double, CString, String, Value, Object, Pointer, Null };
 
+  /// Captures an argument by its type; strings and values are referenced, not copied.
+  ///@{
   FormatArg(std::nullptr_t) noexcept : kind_(Kind::Null) {}
   FormatArg(bool v) noexcept : kind_(Kind::Signed), signed_(v) {}
   template <class T>
@@ -58,14 +61,20 @@ class FormatArg {
   requires(!std::is_same_v<std::remove_cv_t<T>, char> &&
            !std::is_same_v<std::remove_cv_t<T>, char16_t>) FormatArg(T* v)
   noexcept : kind_(Kind::Pointer), pointer_(static_cast<const void*>(v)) {}
+  ///@}
 
+  /// The argument as a conversion reads it: its kind, and its value as a signed, unsigned or
+  /// floating-point number (0 when it has none).
+  ///@{
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
   [[nodiscard]] long long signedValue() const noexcept;
   [[nodiscard]] unsigned long long unsignedValue() const noexcept;
   [[nodiscard]] double doubleValue() const noexcept;
+  ///@}
   /// The text `%@` and `%s` print: a description for values and objects,
   /// "(null)" for null.
   [[nodiscard]] String text() const;
+  /// The address `%p` prints; null for non-pointers.
   [[nodiscard]] const void* pointer() const noexcept { return pointer_; }
 
  private:
@@ -87,6 +96,7 @@ class FormatArg {
 /// A missing argument prints as nothing; extra arguments are ignored.
 String formatString(StringView format, std::span<const FormatArg> args);
 
+/// Formats `format` with `args`, printf-style plus `%@`, as the function above.
 template <class... Args>
 String stringWithFormat(StringView format, const Args&... args) {
   if constexpr (sizeof...(Args) == 0) {

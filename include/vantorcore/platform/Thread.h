@@ -46,6 +46,7 @@ class Thread : public Object {
   static bool perform(const std::shared_ptr<Thread>& thread, std::function<void()> closure,
                       bool wait, const RunLoopModes& modes = commonRunLoopModes());
 
+  /// Whether this is the process's main thread.
   [[nodiscard]] bool isMain() const noexcept { return isMain_; }
 
   /// This thread's run loop, made on first use (from any thread).
@@ -58,8 +59,11 @@ class Thread : public Object {
   /// The thread body (the platform's "main", renamed beside the static
   /// `main()`); runs the closure given at construction.
   virtual void threadMain();
+  /// Whether the thread is running its body, or has finished it.
+  ///@{
   [[nodiscard]] bool isExecuting() const noexcept { return state_.load() == State::Executing; }
   [[nodiscard]] bool isFinished() const noexcept { return state_.load() == State::Finished; }
+  ///@}
 
   /// The thread's name as the library records it: at most 63 UTF-8 bytes,
   /// cut before a partial character; empty until set. Any thread.
@@ -78,6 +82,7 @@ class Thread : public Object {
 
   /// The cancel flag: set by `cancel`, read by the thread's own loop.
   void cancel() noexcept { cancelled_.store(true, std::memory_order_release); }
+  /// Whether `cancel` was called; the body is expected to look and return.
   [[nodiscard]] bool isCancelled() const noexcept {
     return cancelled_.load(std::memory_order_acquire);
   }

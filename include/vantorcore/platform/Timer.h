@@ -20,6 +20,7 @@ class Timer : public Object {
   LX_DECLARE_CLASS(Timer)
 
  public:
+  /// Called on the run loop's thread with the timer itself.
   using Callback = std::function<void(Timer& timer)>;
 
   /// A timer first firing at `fireDate`, then (when `repeats`) every
@@ -39,6 +40,7 @@ class Timer : public Object {
   /// the default mode.
   static std::shared_ptr<Timer> scheduled(double interval, bool repeats, Callback callback);
 
+  /// A timer first firing at `firstFire`, then every `interval` when `repeats`; not scheduled.
   Timer(Clock::TimePoint firstFire, Clock::Duration interval, bool repeats, Callback callback);
   ~Timer() override;
 
@@ -48,6 +50,7 @@ class Timer : public Object {
   /// Stops the timer for good and lets its run loop drop it. Any thread; may
   /// be called from inside the callback.
   void invalidate();
+  /// False once invalidated or, for a one-shot timer, fired.
   [[nodiscard]] bool isValid() const noexcept { return valid_.load(std::memory_order_acquire); }
 
   /// The next fire date by the current clock.
@@ -59,11 +62,14 @@ class Timer : public Object {
   /// How late the timer may fire to save wake-ups. Recorded and reported; the
   /// run loop fires at the fire date regardless.
   [[nodiscard]] double tolerance() const noexcept;
+  /// How late the timer may fire, in seconds (negative values count as 0).
   void setTolerance(double seconds) noexcept;
+  /// A value for the callback to read; null unless set.
   [[nodiscard]] const Value& userInfo() const noexcept { return userInfo_; }
 
   // The run loop's view of the timer.
   [[nodiscard]] Clock::TimePoint deadline() const;
+  /// Whether the timer fires more than once.
   [[nodiscard]] bool repeats() const noexcept { return repeats_; }
 
  private:

@@ -60,7 +60,8 @@ enum class TrustIssue {
   Other,
 };
 
-// Result codes of a chain, in the platform's style (`resultCode`).
+/// Result codes of a chain, in the platform's style (`resultCode`).
+///@{
 inline constexpr std::int32_t kTrustCodeCertificateExpired = static_cast<std::int32_t>(0x8001210A);
 inline constexpr std::int32_t kTrustCodeCertificateNotYetValid =
     static_cast<std::int32_t>(0x8001210B);
@@ -72,6 +73,7 @@ inline constexpr std::int32_t kTrustCodeHostNameMismatch = static_cast<std::int3
 inline constexpr std::int32_t kTrustCodeVerificationFailure = static_cast<std::int32_t>(0x80012109);
 inline constexpr std::int32_t kTrustCodeInvalidPurpose = static_cast<std::int32_t>(0x80012117);
 inline constexpr std::int32_t kTrustCodeUnknownFailure = static_cast<std::int32_t>(0x80012108);
+///@}
 
 class Trust {
  public:
@@ -98,9 +100,11 @@ class Trust {
   /// Whether a problem rules out trusting the chain whatever the user says.
   static bool isFatal(TrustIssue issue) noexcept;
 
+  /// The chain being evaluated, leaf first.
   [[nodiscard]] const std::vector<Certificate>& certificates() const noexcept {
     return certificates_;
   }
+  /// The policies the chain is evaluated against.
   [[nodiscard]] const std::vector<TrustPolicy>& policies() const noexcept { return policies_; }
 
  private:

@@ -9,6 +9,7 @@ namespace lx {
 
 class TrustPolicy {
  public:
+  /// What a chain is checked for: any use, or a TLS server (with its host name).
   enum class Kind {
     BasicX509,  ///< a valid chain to a trusted root, within its dates
     SSLServer,  ///< also the TLS-server purpose and, when given, the host name
@@ -23,7 +24,9 @@ class TrustPolicy {
     return TrustPolicy(Kind::SSLServer, std::move(host));
   }
 
+  /// What the policy checks for.
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
+  /// The host a server policy checks the certificate against; absent for other policies.
   [[nodiscard]] const std::optional<String>& host() const noexcept { return host_; }
 
  private:

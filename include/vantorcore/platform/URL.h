@@ -23,6 +23,7 @@ class URL {
   ///   'http://a.b/c?d#e' => URL          'a b' => absent
   ///   'c/d' relative to 'http://h/a/b' => 'http://h/a/c/d'
   static std::optional<URL> URLWithString(StringView string);
+  /// `string` resolved against `base`; absent when it does not parse.
   static std::optional<URL> URLWithString(StringView string, const std::optional<URL>& base);
 
   /// A "file" URL for a file-system path: the path is percent-encoded with
@@ -47,6 +48,7 @@ class URL {
   /// path itself); it is "" when the URL has no path.
   ///   'HTTP://u:p@Host:8/a/b/?q#f' => scheme 'HTTP', user 'u', password 'p',
   ///       host 'Host', port 8, path '/a/b', query 'q', fragment 'f'
+  ///@{
   [[nodiscard]] std::optional<String> scheme() const;
   [[nodiscard]] std::optional<String> user() const;
   [[nodiscard]] std::optional<String> password() const;
@@ -55,6 +57,7 @@ class URL {
   [[nodiscard]] String path() const;
   [[nodiscard]] std::optional<String> query() const;
   [[nodiscard]] std::optional<String> fragment() const;
+  ///@}
   /// The path as written, still percent-encoded and with its trailing "/".
   [[nodiscard]] String percentEncodedPath() const;
   /// The last component of `path()` ('/a/b.txt' => 'b.txt', '/' => '/').

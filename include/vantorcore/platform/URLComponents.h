@@ -18,8 +18,11 @@ namespace lx {
 
 /// One "name=value" pair of a query; a pair without "=" has no value.
 struct URLQueryItem {
+  /// The name, decoded.
   String name;
+  /// The value, decoded; absent when the item has no "=".
   std::optional<String> value;
+  /// Equal when name and value are.
   friend bool operator==(const URLQueryItem&, const URLQueryItem&) = default;
 };
 
@@ -47,25 +50,39 @@ class URLComponents {
   /// may hold).
   [[nodiscard]] std::optional<lx::URL> URL() const;
 
+  /// The scheme, user and password, decoded; absent when the URL has none. Setting the user or
+  /// password encodes what the part may not hold.
+  ///@{
   [[nodiscard]] std::optional<String> scheme() const;
   void setScheme(std::optional<String> scheme);
   [[nodiscard]] std::optional<String> user() const;
   void setUser(const std::optional<String>& user);
   [[nodiscard]] std::optional<String> password() const;
   void setPassword(const std::optional<String>& password);
+  ///@}
   /// The host, decoded; an IPv6 literal keeps its brackets.
   [[nodiscard]] std::optional<String> host() const;
+  /// Sets the host; absent removes it.
   void setHost(const std::optional<String>& host);
+  /// The port; absent for the scheme's default.
+  ///@{
   [[nodiscard]] std::optional<int> port() const noexcept { return port_; }
   void setPort(std::optional<int> port) noexcept { port_ = port; }
+  ///@}
   /// The path, decoded; "" when there is none (never absent).
   [[nodiscard]] String path() const;
+  /// Sets the path from decoded text; characters a path may not hold are encoded.
   void setPath(StringView path);
+  /// The query and fragment, decoded; absent when the URL has none.
+  ///@{
   [[nodiscard]] std::optional<String> query() const;
   void setQuery(const std::optional<String>& query);
   [[nodiscard]] std::optional<String> fragment() const;
   void setFragment(const std::optional<String>& fragment);
+  ///@}
 
+  /// The parts as they appear in the URL, percent-encoding kept; setters take the text as it is.
+  ///@{
   [[nodiscard]] std::optional<String> percentEncodedUser() const { return encoded(user_); }
   void setPercentEncodedUser(const std::optional<String>& v) { user_ = raw(v); }
   [[nodiscard]] std::optional<String> percentEncodedPassword() const { return encoded(password_); }
@@ -78,6 +95,7 @@ class URLComponents {
   void setPercentEncodedQuery(const std::optional<String>& v) { query_ = raw(v); }
   [[nodiscard]] std::optional<String> percentEncodedFragment() const { return encoded(fragment_); }
   void setPercentEncodedFragment(const std::optional<String>& v) { fragment_ = raw(v); }
+  ///@}
 
   /// The query split at "&" into pairs, split at the first "=" and decoded
   /// ("+" stays "+"); absent when there is no query. An empty query gives
@@ -89,6 +107,7 @@ class URLComponents {
   void setQueryItems(const std::optional<std::vector<URLQueryItem>>& items);
   /// The same without decoding or encoding.
   [[nodiscard]] std::optional<std::vector<URLQueryItem>> percentEncodedQueryItems() const;
+  /// Sets the query from items whose names and values are already percent-encoded.
   void setPercentEncodedQueryItems(const std::optional<std::vector<URLQueryItem>>& items);
 
  private:

@@ -10,7 +10,8 @@
 
 namespace lx {
 
-// Codes in `NSURLErrorDomain`, with the platform's values.
+/// Codes in `NSURLErrorDomain`, with the platform's values.
+///@{
 inline constexpr std::int64_t NSURLErrorUnknown = -1;
 inline constexpr std::int64_t NSURLErrorCancelled = -999;
 inline constexpr std::int64_t NSURLErrorBadURL = -1000;
@@ -29,6 +30,7 @@ inline constexpr std::int64_t NSURLErrorServerCertificateHasUnknownRoot = -1203;
 inline constexpr std::int64_t NSURLErrorServerCertificateNotYetValid = -1204;
 inline constexpr std::int64_t NSURLErrorCannotCreateFile = -3000;
 inline constexpr std::int64_t NSURLErrorCannotWriteToFile = -3003;
+///@}
 
 /// The user-info key of the transport's own explanation, for logs.
 inline constexpr StringView NSDebugDescriptionErrorKey = u"NSDebugDescription";

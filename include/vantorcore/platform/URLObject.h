@@ -15,11 +15,14 @@ class URLObject : public Object {
   LX_DECLARE_CLASS(URLObject)
 
  public:
+  /// Wraps `url`.
   explicit URLObject(URL url) : url_(std::move(url)) {}
+  /// A shared wrapper of `url`.
   static std::shared_ptr<URLObject> make(URL url) {
     return std::make_shared<URLObject>(std::move(url));
   }
 
+  /// The wrapped URL.
   [[nodiscard]] const URL& url() const noexcept { return url_; }
   /// The absolute string.
   [[nodiscard]] String description() const override { return url_.absoluteString(); }

@@ -16,6 +16,7 @@ namespace lx {
 /// "URLOpenerErrorDomain".
 inline constexpr StringView URLOpenerErrorDomain = u"URLOpenerErrorDomain";
 
+/// Codes of the opener's error domain.
 enum URLOpenerErrorCode : std::int64_t {
   /// No application is registered for the URL's scheme.
   URLOpenerErrorNoHandler = 1,

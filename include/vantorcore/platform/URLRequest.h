@@ -34,19 +34,27 @@ class URLRequest {
       double timeoutInterval = kDefaultTimeoutInterval)
       : url_(std::move(url)), cachePolicy_(cachePolicy), timeoutInterval_(timeoutInterval) {}
 
+  /// The URL requested.
+  ///@{
   [[nodiscard]] const lx::URL& URL() const noexcept { return url_; }
   void setURL(lx::URL url) { url_ = std::move(url); }
+  ///@}
 
   /// "GET" unless set; sent as given (case is kept).
   [[nodiscard]] const String& HTTPMethod() const noexcept { return method_; }
+  /// Sets the method; sent as given.
   void setHTTPMethod(StringView method) { method_ = String(method); }
 
   /// The body; absent sends none ("POST" then sends an empty body).
   [[nodiscard]] const std::optional<Data>& HTTPBody() const noexcept { return body_; }
+  /// Sets the body; absent sends none.
   void setHTTPBody(std::optional<Data> body) { body_ = std::move(body); }
 
+  /// Whether the transport may answer from its cache.
+  ///@{
   [[nodiscard]] URLRequestCachePolicy cachePolicy() const noexcept { return cachePolicy_; }
   void setCachePolicy(URLRequestCachePolicy policy) noexcept { cachePolicy_ = policy; }
+  ///@}
 
   /// The idle time-out in seconds: how long connecting may take, and how
   /// long the transfer may go without receiving a byte. Never a limit on
@@ -54,6 +62,7 @@ class URLRequest {
   /// The transport judges idleness by the speed over its last five
   /// seconds, so a stall right after data fires up to five seconds late.
   [[nodiscard]] double timeoutInterval() const noexcept { return timeoutInterval_; }
+  /// Sets the idle time-out, in seconds.
   void setTimeoutInterval(double seconds) noexcept { timeoutInterval_ = seconds; }
 
   /// The header fields in the order they were first set. Field names

@@ -16,6 +16,7 @@
 
 namespace lx {
 
+/// A registered handler of a URL scheme: the desktop entry that opens it.
 struct URLSchemeHandler {
   /// A D-Bus well-known name such as "org.example.Notes"; it names both files.
   String applicationID;

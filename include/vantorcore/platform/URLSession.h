@@ -36,6 +36,7 @@
 
 namespace lx {
 
+/// How a session makes its requests; copied into the session at creation.
 struct URLSessionConfiguration {
   /// The time-out of requests the session makes from a bare URL, in seconds.
   double timeoutIntervalForRequest = URLRequest::kDefaultTimeoutInterval;
@@ -45,7 +46,9 @@ struct URLSessionConfiguration {
   /// Whether the session is ephemeral (reported by `isEphemeral`).
   bool ephemeral = false;
 
+  /// A shared-cache, non-ephemeral configuration.
   static URLSessionConfiguration defaultSessionConfiguration() { return {}; }
+  /// A configuration that keeps nothing after the session ends.
   static URLSessionConfiguration ephemeralSessionConfiguration() {
     URLSessionConfiguration c;
     c.ephemeral = true;
@@ -64,13 +67,16 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
       URLSessionConfiguration configuration,
       std::shared_ptr<DispatchQueue> delegateQueue = nullptr);
 
+  /// Use `sharedSession` or `sessionWithConfiguration`, which set up its ownership.
   URLSession(URLSessionConfiguration configuration, std::shared_ptr<DispatchQueue> delegateQueue,
              bool isShared);
   ~URLSession();
 
+  /// The configuration the session was made with.
   [[nodiscard]] const URLSessionConfiguration& configuration() const noexcept {
     return configuration_;
   }
+  /// The queue completion handlers run on.
   [[nodiscard]] const std::shared_ptr<DispatchQueue>& delegateQueue() const noexcept {
     return delegateQueue_;
   }
@@ -86,6 +92,7 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   /// temporary folder ($TMPDIR, else /tmp) handed to the completion.
   std::shared_ptr<URLSessionTask> downloadTaskWithRequest(
       URLRequest request, URLSessionTask::DownloadCompletion completion);
+  /// The same for a "GET" of `url`.
   std::shared_ptr<URLSessionTask> downloadTaskWithURL(
       const URL& url, URLSessionTask::DownloadCompletion completion);
 

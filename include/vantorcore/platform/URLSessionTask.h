@@ -42,6 +42,7 @@ class URLSessionTask : public Object {
   /// moves it away to keep it; the response and the error as above.
   using DownloadCompletion = std::function<void(
       std::optional<URL> location, std::shared_ptr<HTTPURLResponse> response, ErrorPtr error)>;
+  /// Whether the task keeps its body in memory or writes it to a file.
   enum class Kind { Data, Download };
 
   /// Made by `URLSession`; use its `dataTaskWithRequest`/`downloadTaskWithRequest`.
@@ -51,11 +52,15 @@ class URLSessionTask : public Object {
 
   /// Unique within the session.
   [[nodiscard]] std::uint64_t taskIdentifier() const noexcept { return identifier_; }
+  /// A data or download task.
   [[nodiscard]] Kind kind() const noexcept {
     return downloadCompletion_ ? Kind::Download : Kind::Data;
   }
+  /// The request the task was made with.
   [[nodiscard]] const URLRequest& originalRequest() const noexcept { return request_; }
+  /// The session that made the task.
   [[nodiscard]] const std::shared_ptr<URLSession>& session() const noexcept { return session_; }
+  /// Suspended, running, cancelling or completed.
   [[nodiscard]] URLSessionTaskState state() const noexcept { return state_.load(); }
   /// The response, once the task has completed with one; else null.
   [[nodiscard]] std::shared_ptr<HTTPURLResponse> response() const;

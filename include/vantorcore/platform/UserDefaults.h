@@ -66,8 +66,11 @@ class UserDefaults : public Observable {
   class ObserverToken {
    public:
     ObserverToken() = default;
+    /// Tokens move; a moved-from token removes nothing.
+    ///@{
     ObserverToken(ObserverToken&& other) noexcept;
     ObserverToken& operator=(ObserverToken&& other) noexcept;
+    ///@}
     ObserverToken(const ObserverToken&) = delete;
     ObserverToken& operator=(const ObserverToken&) = delete;
     ~ObserverToken();
@@ -112,7 +115,9 @@ class UserDefaults : public Observable {
   [[nodiscard]] double doubleForKey(StringView key);
   /// The value if it is an array / dictionary / data, else absent.
   [[nodiscard]] std::optional<Array> arrayForKey(StringView key);
+  /// The value under `key` when it is a dictionary; absent otherwise.
   [[nodiscard]] std::optional<Dictionary> dictionaryForKey(StringView key);
+  /// The value under `key` when it is data; absent otherwise.
   [[nodiscard]] std::optional<Data> dataForKey(StringView key);
 
   /// Stores `value` and writes the file. A null value removes the key. A

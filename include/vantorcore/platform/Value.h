@@ -95,9 +95,14 @@ class DocumentBuilder;
 class SharedString {
  public:
   SharedString() noexcept = default;
+  /// Copies `text` into a new shared string.
+  ///@{
   SharedString(StringView text);
   SharedString(const String& text) : SharedString(StringView(text)) {}
   SharedString(const char16_t* text) : SharedString(StringView(text)) {}
+  ///@}
+  /// Copies share the characters; a moved-from string is empty.
+  ///@{
   SharedString(const SharedString& other) noexcept : node_(other.node_) {
     if (node_) detail::retain(node_);
   }
@@ -110,11 +115,15 @@ class SharedString {
     SharedString(std::move(other)).swap(*this);
     return *this;
   }
+  ///@}
   ~SharedString() {
     if (node_) detail::release(node_);
   }
+  /// Exchanges the characters of the two strings without copying.
   void swap(SharedString& other) noexcept { std::swap(node_, other.node_); }
 
+  /// Read access as for `std::u16string_view`; `data()` is never null (an empty string gives u"").
+  ///@{
   [[nodiscard]] std::size_t size() const noexcept { return node_ ? node_->length : 0; }
   [[nodiscard]] std::size_t length() const noexcept { return size(); }
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
@@ -126,7 +135,10 @@ class SharedString {
   [[nodiscard]] String str() const { return String(view()); }
   operator StringView() const noexcept { return view(); }  // NOLINT(google-explicit-constructor)
   operator String() const { return str(); }                // NOLINT(google-explicit-constructor)
+  ///@}
 
+  /// Compare the UTF-16 code units, as `StringView` does.
+  ///@{
   friend bool operator==(const SharedString& a, const SharedString& b) noexcept {
     return a.node_ == b.node_ || a.view() == b.view();
   }
@@ -141,6 +153,7 @@ class SharedString {
   friend std::strong_ordering operator<=>(const SharedString& a, StringView b) noexcept {
     return a.view() <=> b;
   }
+  ///@}
 
  private:
   friend class Value;
@@ -154,12 +167,15 @@ class SharedString {
 /// A floating-point number that remembers whether it came in as a float, so
 /// that writers can print it with single precision.
 struct Real {
+  /// The number.
   double value = 0;
+  /// Whether it came in as a single-precision float.
   bool isFloat = false;
 };
 
 class Value {
  public:
+  /// What a value holds.
   enum class Type : std::uint8_t {
     Null,
     Bool,
@@ -176,6 +192,9 @@ class Value {
 
   /// The null object.
   Value() noexcept : integer_(0) {}
+  /// Converts from each type a value can hold; signed and unsigned integers stay apart, a float
+  /// remembers it was one.
+  ///@{
   Value(std::nullptr_t) noexcept : Value() {}
   Value(bool b) noexcept : type_(Type::Bool), bool_(b) {}
   template <class T>
@@ -202,7 +221,10 @@ class Value {
   template <class T>
   requires(std::is_base_of_v<Object, T> && !std::is_same_v<T, Object>) Value(std::shared_ptr<T> o)
       : Value(std::static_pointer_cast<Object>(std::move(o))) {}
+  ///@}
 
+  /// Copies share containers until one changes; a moved-from value is null.
+  ///@{
   Value(const Value& other) noexcept : type_(other.type_), isFloat_(other.isFloat_) {
     copyPayload(other);
   }
@@ -219,15 +241,19 @@ class Value {
     if (this != &other) Value(std::move(other)).swap(*this);
     return *this;
   }
+  ///@}
   ~Value() {
     if (holdsNode()) detail::release(node_);
   }
+  /// Exchanges the two values without copying.
   void swap(Value& other) noexcept {
     std::swap(type_, other.type_);
     std::swap(isFloat_, other.isFloat_);
     std::swap(integer_, other.integer_);
   }
 
+  /// The held type, and a test for each type.
+  ///@{
   [[nodiscard]] Type type() const noexcept { return type_; }
   [[nodiscard]] bool isNull() const noexcept { return type_ == Type::Null; }
   [[nodiscard]] bool isBool() const noexcept { return type_ == Type::Bool; }
@@ -243,11 +269,13 @@ class Value {
   [[nodiscard]] bool isArray() const noexcept { return type_ == Type::Array; }
   [[nodiscard]] bool isDictionary() const noexcept { return type_ == Type::Dictionary; }
   [[nodiscard]] bool isObject() const noexcept { return type_ == Type::Object; }
+  ///@}
 
-  // Typed access: a pointer to the held value, or null when the value is of
-  // another type. The pointer lives as long as the value is not reassigned.
-  // The mutable forms first give this value a container of its own, so that
-  // changes through them never show in copies.
+  /// Typed access: a pointer to the held value, or null when the value is of
+  /// another type. The pointer lives as long as the value is not reassigned.
+  /// The mutable forms first give this value a container of its own, so that
+  /// changes through them never show in copies.
+  ///@{
   [[nodiscard]] const SharedString* asString() const noexcept {
     return type_ == Type::String ? &string_ : nullptr;
   }
@@ -264,19 +292,22 @@ class Value {
     return Real{real_, isFloat_};
   }
   [[nodiscard]] std::shared_ptr<Object> asObject() const noexcept;
+  ///@}
   /// The held object if it is a `T` (or derives from it), else null.
   template <class T>
   [[nodiscard]] std::shared_ptr<T> objectAs() const noexcept {
     return std::dynamic_pointer_cast<T>(asObject());
   }
 
-  // Numeric conversions with the platform's rules: numbers convert (reals
-  // truncate, saturating), booleans are 0/1, strings are read like
-  // `intValue`/`doubleValue` (leading number, else 0), anything else is 0.
+  /// Numeric conversions with the platform's rules: numbers convert (reals
+  /// truncate, saturating), booleans are 0/1, strings are read like
+  /// `intValue`/`doubleValue` (leading number, else 0), anything else is 0.
+  ///@{
   [[nodiscard]] bool boolValue() const noexcept;
   [[nodiscard]] std::int64_t int64Value() const noexcept;
   [[nodiscard]] std::uint64_t uint64Value() const noexcept;
   [[nodiscard]] double doubleValue() const noexcept;
+  ///@}
 
   /// A readable rendering in the platform's old property-list style, as `%@`
   /// prints it: strings bare, arrays "( a, b )", dictionaries "{ k = v; }".
@@ -317,6 +348,8 @@ class Value {
 /// A sequence of values with the interface of `std::vector<Value>`.
 class Array {
  public:
+  /// Standard container member types, as `std::vector`'s.
+  ///@{
   using value_type = Value;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
@@ -328,8 +361,11 @@ class Array {
   using const_iterator = const Value*;
   using reverse_iterator = std::reverse_iterator<iterator>;
   using const_reverse_iterator = std::reverse_iterator<const_iterator>;
+  ///@}
 
   Array() noexcept = default;
+  /// Construction and assignment as for `std::vector`; copies share the elements until one changes.
+  ///@{
   Array(std::initializer_list<Value> values);
   explicit Array(std::size_t count);
   Array(std::size_t count, const Value& value);
@@ -343,8 +379,11 @@ class Array {
   Array(Array&& other) noexcept;
   Array& operator=(const Array& other);
   Array& operator=(Array&& other) noexcept;
+  ///@}
   ~Array();
 
+  /// Sequence operations with `std::vector`'s meaning.
+  ///@{
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
   [[nodiscard]] bool empty() const noexcept { return size_ == 0; }
   [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
@@ -387,7 +426,9 @@ class Array {
   void resize(std::size_t count);
   void clear() noexcept;
   void swap(Array& other) noexcept;
+  ///@}
 
+  /// Equal when both hold equal elements in the same order.
   friend bool operator==(const Array& a, const Array& b);
 
  private:
@@ -406,30 +447,43 @@ class Array {
 /// is the document's first key) with hashed lookup once it grows.
 class Dictionary {
  public:
+  /// A key and its value.
   using Entry = std::pair<SharedString, Value>;
+  /// Iteration is read-only and in insertion order; change entries with `set` and `erase`.
+  ///@{
   using const_iterator = const Entry*;
   using iterator = const Entry*;
+  ///@}
 
   Dictionary() noexcept = default;
+  /// The entries in the order given; a repeated key keeps its first place and its last value.
   Dictionary(std::initializer_list<Entry> entries);
   /// Takes `entries` as they are, in their order; a key that comes again
   /// sets the value of its first entry, as `set` would (so a parsed object
   /// with a repeated key keeps the key's first place and its last value).
   explicit Dictionary(std::vector<Entry> entries);
+  /// Copies share the entries until one changes.
+  ///@{
   Dictionary(const Dictionary& other);
   Dictionary(Dictionary&& other) noexcept;
   Dictionary& operator=(const Dictionary& other);
   Dictionary& operator=(Dictionary&& other) noexcept;
+  ///@}
   ~Dictionary();
 
+  /// The number of entries, and read-only iteration in insertion order.
+  ///@{
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
   [[nodiscard]] bool empty() const noexcept { return size_ == 0; }
   [[nodiscard]] const_iterator begin() const noexcept { return entries_; }
   [[nodiscard]] const_iterator end() const noexcept { return entries_ + size_; }
+  ///@}
 
   /// The value under `key`, or null when there is none.
   [[nodiscard]] const Value* find(StringView key) const noexcept;
+  /// The same, for changing the value in place.
   [[nodiscard]] Value* find(StringView key) noexcept;
+  /// Whether `key` has an entry.
   [[nodiscard]] bool contains(StringView key) const noexcept { return find(key) != nullptr; }
   /// The value under `key`, or the null value when there is none.
   [[nodiscard]] const Value& operator[](StringView key) const noexcept;
@@ -438,6 +492,7 @@ class Dictionary {
   void set(SharedString key, Value value);
   /// Removes `key`; returns whether it was there.
   bool erase(StringView key);
+  /// Removes every entry.
   void clear() noexcept;
   /// Makes room for `count` entries, so that building a dictionary of known
   /// size does not reallocate.
@@ -445,6 +500,7 @@ class Dictionary {
   /// Adds every entry of `other`, its values winning.
   void addEntries(const Dictionary& other);
 
+  /// The keys, in insertion order.
   [[nodiscard]] std::vector<String> keys() const;
 
   /// Equal when both hold the same keys with equal values, in any order.
@@ -496,14 +552,18 @@ inline String stringOr(const Value* v, StringView fallback = {}) {
 
 }  // namespace lx
 
+/// Lets shared strings key unordered containers.
 template <>
 struct std::hash<lx::SharedString> {
+  /// Hashes the code units, as the hash of the equal `StringView` would.
   std::size_t operator()(const lx::SharedString& s) const noexcept {
     return std::hash<lx::StringView>{}(s.view());
   }
 };
 
+/// Lets values key unordered containers.
 template <>
 struct std::hash<lx::Value> {
+  /// Hashes with `Value::hash`, consistent with `==`.
   std::size_t operator()(const lx::Value& v) const noexcept { return v.hash(); }
 };

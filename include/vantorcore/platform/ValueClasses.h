@@ -27,6 +27,9 @@
 namespace lx {
 
 struct ValueClasses {
+  /// The classes of the value types, as archives name them; the mutable forms decode to the same
+  /// values.
+  ///@{
   static const Class& null();
   static const Class& number();
   static const Class& string();
@@ -40,6 +43,7 @@ struct ValueClasses {
   static const Class& mutableDictionary();
   static const Class& set();
   static const Class& mutableSet();
+  ///@}
 
   /// The class of `value` from the table above.
   static const Class& classOf(const Value& value);

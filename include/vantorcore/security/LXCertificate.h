@@ -22,6 +22,7 @@ class LXCertificate : public Object {
   /// The certificate of DER `data`; null when it holds anything else.
   static std::shared_ptr<LXCertificate> initWithData(DataView data);
 
+  /// The platform certificate it wraps.
   [[nodiscard]] const Certificate& secCertificate() const noexcept { return certificate_; }
   /// The DER encoding.
   [[nodiscard]] const Data& data() const noexcept { return certificate_.data(); }

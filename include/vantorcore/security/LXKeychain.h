@@ -25,6 +25,7 @@
 
 namespace lx {
 
+/// The error domain of password-store failures; codes are the store's statuses.
 inline constexpr StringView LXKeychainErrorDomain = u"LXKeychainErrorDomain";
 /// A marker for client code meaning "the password is in the keychain".
 inline constexpr StringView kPasswordInKeychain = u"PasswordInKeychain";
@@ -33,6 +34,7 @@ class LXKeychain : public Object {
   LX_DECLARE_CLASS(LXKeychain)
 
  public:
+  /// Extra query keys merged into each call; absent adds none.
   using Query = std::optional<Dictionary>;
 
   /// A keychain on `store`; null means `SecureItemStore::defaultStore()`,
@@ -120,6 +122,8 @@ class LXKeychain : public Object {
   // value, passed through. Removal requires the protocol (absent raises
   // `InvalidArgumentException`).
 
+  /// Read, set and remove an internet password, matched as described above.
+  ///@{
   std::optional<String> internetPasswordForAccount(const std::optional<String>& account,
                                                    const std::optional<String>& server,
                                                    std::int64_t port,
@@ -134,6 +138,7 @@ class LXKeychain : public Object {
                                         const std::optional<String>& server, std::int64_t port,
                                         const std::optional<String>& protocol,
                                         const Query& query = {}, ErrorPtr* error = nullptr) const;
+  ///@}
 
  private:
   [[nodiscard]] std::shared_ptr<SecureItemStore> store() const;

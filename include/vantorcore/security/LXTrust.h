@@ -28,9 +28,11 @@
 namespace lx {
 
 /// The answers of `LXTrust::evaluate`.
+///@{
 inline constexpr int LXTrustEvaluationTrusted = 1;
 inline constexpr int LXTrustEvaluationRefused = 0;
 inline constexpr int LXTrustEvaluationAskUser = -1;
+///@}
 
 /// Why the user is asked; each selects a question.
 enum class LXTrustFeedbackReason : unsigned {
@@ -55,6 +57,7 @@ class LXTrust : public Object {
       std::function<void(const LXTrust& trust, const String& question,
                          const std::optional<String>& message, std::function<void(bool)> answer)>;
 
+  /// Trust in `certificate` for `host`, evaluated with `trust`.
   LXTrust(std::shared_ptr<Trust> trust, std::shared_ptr<LXCertificate> certificate, String host);
 
   /// A trust with the SSL-server policy for `host` (left out when the host
@@ -101,16 +104,20 @@ class LXTrust : public Object {
   void beginEvaluationWithMessage(const std::optional<String>& message,
                                   std::function<void(bool trusted)> completion);
 
+  /// The leaf certificate.
   [[nodiscard]] const std::shared_ptr<LXCertificate>& certificate() const noexcept {
     return certificate_;
   }
+  /// The host the chain must be valid for.
   [[nodiscard]] const String& host() const noexcept { return host_; }
+  /// The platform trust object.
   [[nodiscard]] const std::shared_ptr<Trust>& secTrust() const noexcept { return trust_; }
   /// The help anchor a certificate panel would offer (spelled as the
   /// platform's property is).
   [[nodiscard]] const std::optional<String>& helpAncherURL() const noexcept {
     return helpAncherURL_;
   }
+  /// The help link shown with a trust question; absent for none.
   void setHelpAncherURL(std::optional<String> url) { helpAncherURL_ = std::move(url); }
 
  private:

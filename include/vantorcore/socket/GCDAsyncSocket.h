@@ -23,6 +23,7 @@
 
 namespace lx {
 
+/// The error domain of socket failures.
 inline constexpr StringView GCDAsyncSocketErrorDomain = u"GCDAsyncSocketErrorDomain";
 
 /// Codes of `GCDAsyncSocketErrorDomain`.
@@ -80,8 +81,10 @@ struct GCDAsyncSocketTLSSettings {
   /// PEM file of trusted certificates; the system's store when absent.
   std::optional<std::string> certificateAuthorityFile;
   /// PEM files of our own certificate chain and private key.
+  ///@{
   std::optional<std::string> certificateChainFile;
   std::optional<std::string> privateKeyFile;
+  ///@}
 };
 
 /// Every operation may be called from any thread, delegate callbacks
@@ -103,10 +106,13 @@ class GCDAsyncSocket : public Object {
       std::weak_ptr<GCDAsyncSocketDelegate> delegate = {},
       std::shared_ptr<DispatchQueue> delegateQueue = nullptr);
 
+  /// Where delegate callbacks go: the delegate (held weakly) and the queue they run on.
+  ///@{
   void setDelegate(std::weak_ptr<GCDAsyncSocketDelegate> delegate);
   [[nodiscard]] std::shared_ptr<GCDAsyncSocketDelegate> delegate() const;
   void setDelegateQueue(std::shared_ptr<DispatchQueue> delegateQueue);
   [[nodiscard]] std::shared_ptr<DispatchQueue> delegateQueue() const;
+  ///@}
 
   /// Starts connecting to `host` (a name or address) and `port`; the result
   /// comes as `didConnectToHost` or `socketDidDisconnect`. False at once,
@@ -121,6 +127,7 @@ class GCDAsyncSocket : public Object {
   /// `localPort`), or of `interface` ("localhost", "127.0.0.1", "::1").
   /// Each connection comes as `didAcceptNewSocket`.
   bool acceptOnPort(std::uint16_t port, ErrorPtr* error = nullptr);
+  /// Listens on `port` of `interface` (an address or "localhost"; empty for all).
   bool acceptOnInterface(StringView interface, std::uint16_t port, ErrorPtr* error = nullptr);
   /// Listens on a local-domain socket at the file URL `url`; a stale socket
   /// file there is replaced.
@@ -151,17 +158,22 @@ class GCDAsyncSocket : public Object {
   /// Closes once both have completed.
   void disconnectAfterReadingAndWriting();
 
+  /// The connection state, and whether TLS is on.
+  ///@{
   [[nodiscard]] bool isConnected() const;
   [[nodiscard]] bool isDisconnected() const;
   [[nodiscard]] bool isSecure() const;
+  ///@}
   /// The peer's address and port (TCP), while connected.
   [[nodiscard]] std::optional<String> connectedHost() const;
+  /// The peer's port; 0 when not connected.
   [[nodiscard]] std::uint16_t connectedPort() const;
   /// The local port of a connected or listening TCP socket.
   [[nodiscard]] std::uint16_t localPort() const;
   /// The local-domain socket URL, while connected or listening on one.
   [[nodiscard]] std::optional<URL> connectedUrl() const;
 
+  /// Use the factory functions, which set up the socket's ownership.
   GCDAsyncSocket(Key, std::weak_ptr<GCDAsyncSocketDelegate> delegate,
                  std::shared_ptr<DispatchQueue> delegateQueue);
   ~GCDAsyncSocket() override;

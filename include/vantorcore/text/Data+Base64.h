@@ -56,6 +56,7 @@ std::optional<Data> lx_dataWithBase16String(StringView string);
 
 // --- Byte-level forms ------------------------------------------------------
 
+/// The text encodings the streaming decoder reads.
 enum class BinaryTextEncoding { Base64, Base32, Base16 };
 
 /// The number of characters `encodeBinaryText` writes for `size` bytes.
@@ -72,6 +73,7 @@ void encodeBinaryText(BinaryTextEncoding encoding, DataView data, char* out) noe
 /// stays failed.
 class BinaryTextDecoder {
  public:
+  /// A decoder for `encoding`, ready for input.
   explicit BinaryTextDecoder(BinaryTextEncoding encoding) noexcept : encoding_(encoding) {}
 
   /// Decodes `text`, appending the bytes to `out`; false once the text is

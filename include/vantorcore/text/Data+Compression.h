@@ -36,6 +36,7 @@ class ZlibInflater {
   ZlibInflater(const ZlibInflater&) = delete;
   ZlibInflater& operator=(const ZlibInflater&) = delete;
 
+  /// Feeds `input`, appending what it decodes to `out`; false on corrupt input.
   bool update(DataView input, Data& out);
   /// True once the stream's end has been inflated.
   [[nodiscard]] bool finished() const noexcept { return finished_; }

@@ -40,6 +40,7 @@ String lx_hexString(DataView data);
 /// streams). One context per stream; not for concurrent use.
 class DigestContext {
  public:
+  /// The digest algorithms.
   enum class Algorithm { MD5, SHA1, SHA256 };
 
   /// A plain digest, or an HMAC when `hmacKey` is given.
@@ -48,6 +49,7 @@ class DigestContext {
   DigestContext(const DigestContext&) = delete;
   DigestContext& operator=(const DigestContext&) = delete;
 
+  /// Feeds `data` to the digest.
   void update(DataView data);
   /// The digest of everything given; the context is spent afterwards.
   Data finish();

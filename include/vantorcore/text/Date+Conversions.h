@@ -14,9 +14,12 @@ namespace lx {
 /// (`highSeconds` the top 16, `lowSeconds` the low 32) and a fraction of a
 /// second in 1/65536 units.
 struct UTCDateTime {
+  /// The fields, as described above.
+  ///@{
   std::uint16_t highSeconds = 0;
   std::uint32_t lowSeconds = 0;
   std::uint16_t fraction = 0;
+  ///@}
 };
 
 /// The date at `value.tv_sec + value.tv_nsec / 1e9` seconds since 1970.

@@ -22,8 +22,11 @@ namespace lx {
 /// any number or boolean, or an object `Class` and its subclasses.
 class ValueClass {
  public:
+  /// A value type or an object class to match.
+  ///@{
   ValueClass(Value::Type type) noexcept : kind_(type) {}  // NOLINT: implicit on purpose
   ValueClass(const Class& cls) noexcept : kind_(&cls) {}  // NOLINT: implicit on purpose
+  ///@}
   /// Booleans, integers and reals: the platform's boxed-number class.
   static ValueClass number() noexcept { return ValueClass(Number{}); }
 
@@ -52,6 +55,7 @@ std::optional<Value> lx_objectOfClass(const Dictionary& dictionary, const ValueC
 std::optional<Value> lx_objectOfClasses(const Dictionary& dictionary,
                                         std::span<const ValueClass> classes, StringView key,
                                         std::optional<Value> defaultValue = std::nullopt);
+/// The value under `key` when it is of one of `classes`; absent otherwise.
 inline std::optional<Value> lx_objectOfClasses(const Dictionary& dictionary,
                                                std::initializer_list<ValueClass> classes,
                                                StringView key,

@@ -57,10 +57,12 @@ std::optional<URL> lx_failingURL(const Error& error);
 
 /// The check-box state of an alert showing the error; false when never set.
 void lx_setAuxillaryCheckboxState(Error& error, bool state);
+/// Whether the error's check box starts ticked.
 bool lx_auxillaryCheckboxState(const Error& error);
 
 /// The check-box title; absent when never set. Setting absent removes it.
 void lx_setAuxillaryCheckboxButtonTitle(Error& error, std::optional<StringView> title);
+/// The title of the error's check box; absent when it has none.
 std::optional<String> lx_auxillaryCheckboxButtonTitle(const Error& error);
 
 }  // namespace lx

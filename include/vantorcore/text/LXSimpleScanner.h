@@ -15,9 +15,12 @@ class LXSimpleScanner {
  public:
   /// A scanner at location 0 whose end is `string`'s length.
   explicit LXSimpleScanner(StringView string) : string_(string), end_(string_.size()) {}
+  /// A scanner at the start of `string`.
   static LXSimpleScanner scannerWithString(StringView string) { return LXSimpleScanner(string); }
 
+  /// The scanned text.
   [[nodiscard]] const String& string() const noexcept { return string_; }
+  /// Where the next scan starts, in code units.
   [[nodiscard]] std::size_t scanLocation() const noexcept { return location_; }
 
   /// True when the location is at or past the end.

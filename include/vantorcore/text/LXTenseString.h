@@ -16,6 +16,7 @@ class LXTenseString : public Object {
   LX_DECLARE_CLASS(LXTenseString)
 
  public:
+  /// The tenses a string can be put in.
   enum Tense : int { Present = 0, Past = 1, Future = 2 };
 
   /// Looks up base + "-present", base + "-past" and base + "-future" in the
@@ -33,12 +34,16 @@ class LXTenseString : public Object {
 
   /// The text of a tense, or absent for a tense it does not hold.
   [[nodiscard]] std::optional<String> stringForTense(int tense) const;
+  /// The string in each tense; absent when it cannot be formed.
+  ///@{
   [[nodiscard]] std::optional<String> present() const { return stringForTense(Present); }
   [[nodiscard]] std::optional<String> past() const { return stringForTense(Past); }
   [[nodiscard]] std::optional<String> future() const { return stringForTense(Future); }
+  ///@}
 
   /// The base key.
   [[nodiscard]] const String& string() const noexcept { return string_; }
+  /// Sets the string to inflect.
   void setString(StringView string) { string_ = String(string); }
 
  private:

@@ -25,6 +25,7 @@ class LXUUID : public Object, public SecureCoding {
  public:
   /// The 16 bytes of a UUID value, shared by copies.
   using Bytes = std::array<std::uint8_t, 16>;
+  /// The 16 bytes, shared between copies.
   using BytesPtr = std::shared_ptr<const Bytes>;
 
   /// A new random (version 4, RFC 4122 variant) UUID from the kernel's
@@ -46,6 +47,7 @@ class LXUUID : public Object, public SecureCoding {
   /// A new object sharing this one's value (the bytes are not duplicated).
   [[nodiscard]] std::shared_ptr<LXUUID> copy() const;
 
+  /// The UUID's 16 bytes.
   [[nodiscard]] const BytesPtr& bytes() const noexcept { return bytes_; }
   /// The canonical upper-case text form.
   [[nodiscard]] String stringValue() const;

@@ -90,9 +90,9 @@ class LXTranscript : public Object {
 
   /// The three styles a log is shown in.
   struct Styles {
-    TextAttributes caption;   // "<index>: " before each line
-    TextAttributes outgoing;  // sent lines
-    TextAttributes incoming;  // received lines, and lines that are not log lines
+    TextAttributes caption;   ///< "<index>: " before each line
+    TextAttributes outgoing;  ///< sent lines
+    TextAttributes incoming;  ///< received lines, and lines that are not log lines
   };
 
   /// The transcript registered under `sessionKey`, made and registered when
@@ -128,6 +128,7 @@ class LXTranscript : public Object {
   /// `timeoutSeconds` of real time.
   static bool waitUntilWritten(double timeoutSeconds = 10);
 
+  /// Use the factory functions, which set up the transcript's ownership.
   LXTranscript(Key, std::optional<String> displayName);
   ~LXTranscript() override;
 
@@ -169,14 +170,17 @@ class LXTranscript : public Object {
   /// The name in log lines; an absent or empty name is the localised "Not
   /// Connected". Any thread.
   [[nodiscard]] String displayName() const;
+  /// The name shown in the transcript's headings; absent for the default.
   void setDisplayName(std::optional<String> name);
   /// The index the host gives the session, shown in the rotation line.
   [[nodiscard]] std::uint64_t connectionIndex() const noexcept { return connectionIndex_.load(); }
+  /// The number shown in captions, set by the connection cache.
   void setConnectionIndex(std::uint64_t index) noexcept { connectionIndex_.store(index); }
   /// The session log, "<temporary items>/<UUID>/Transcript.log".
   [[nodiscard]] String localLogFilePath() const;
   /// The styles of sent and received text in the display buffer.
   [[nodiscard]] const TextAttributes& outgoingAttributes() const noexcept;
+  /// The style of received lines.
   [[nodiscard]] const TextAttributes& incomingAttributes() const noexcept;
   /// The stamp formatter (short date, long time, the user's locale and
   /// zone). Change it only before appending, or on the transcript queue.

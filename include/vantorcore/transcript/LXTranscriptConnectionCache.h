@@ -28,9 +28,12 @@ class LXTranscriptConnectionCache : public Object {
   static std::shared_ptr<LXTranscriptConnectionCache> createWithUUID(std::shared_ptr<LXUUID> uuid,
                                                                      std::uint64_t index);
 
+  /// Use the factory functions, which set up the cache's ownership.
   LXTranscriptConnectionCache(Key, std::shared_ptr<LXUUID> uuid, std::uint64_t index);
 
+  /// The connection's UUID.
   [[nodiscard]] const std::shared_ptr<LXUUID>& UUID() const noexcept { return uuid_; }
+  /// The caption shown before its lines.
   [[nodiscard]] const AttributedString& caption() const noexcept { return caption_; }
   /// From 1, in the order connections first appeared since the last clear.
   [[nodiscard]] std::uint64_t index() const noexcept { return index_; }

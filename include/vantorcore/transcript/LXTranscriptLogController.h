@@ -69,11 +69,13 @@ class LXTranscriptLogController : public LXSharedInstance<LXTranscriptLogControl
   /// before it. Set to the start of the day the controller was made and
   /// changed only by `setRotationDate`. Any thread.
   [[nodiscard]] Date rotationDate() const;
+  /// When the shared log is next rotated.
   void setRotationDate(Date date);
 
   /// The delegate, held weakly; none (or a dead one) keeps 0 files, so a
   /// rotation deletes every log.
   void setDelegate(std::weak_ptr<LXTranscriptLogControllerDelegate> delegate);
+  /// The delegate, held weakly; null when none was set or it is gone.
   [[nodiscard]] std::shared_ptr<LXTranscriptLogControllerDelegate> delegate() const;
 
   /// Replaces how creation dates are read (null restores the file system's:

@@ -11,12 +11,14 @@
 
 namespace lx {
 
-// Preference keys (booleans in the host's user defaults). The library reads
-// only the first; the others are named here for the host's own use.
+/// Preference keys (booleans in the host's user defaults). The library reads
+/// only the first; the others are named here for the host's own use.
+///@{
 inline constexpr StringView LXAnalyticsPrefKeyAllowDataCollection = u"AllowDataCollection";
 inline constexpr StringView LXAnalyticsPrefKeyAllowCrashReportCollection =
     u"AllowCrashReportCollection";
 inline constexpr StringView LXAnalyticsPrefKeyAllowRostrel = u"AllowRostrel";
+///@}
 
 /// Receives an event name and its properties.
 using LXAnalyticsHandler = std::function<void(const String& event, const Dictionary& properties)>;

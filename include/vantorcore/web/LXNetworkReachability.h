@@ -51,15 +51,20 @@ class LXNetworkReachability : public Object {
   /// the first change report.
   static std::shared_ptr<LXNetworkReachability> initWithCallback(bool callback, const URL& url);
 
+  /// Watches reachability of `url`'s host.
   explicit LXNetworkReachability(URL url) : url_(std::move(url)) {}
   ~LXNetworkReachability() override;
 
+  /// Whether the host can be reached.
   [[nodiscard]] bool isOnline() const noexcept { return online_.load(); }
+  /// Whether the first answer has come in.
   [[nodiscard]] bool isReady() const noexcept { return ready_.load(); }
+  /// The URL whose host is watched.
   [[nodiscard]] const URL& url() const noexcept { return url_; }
   /// Stores the state and, when it changed, posts
   /// `LXNetworkStateChangedNotification` on the calling thread.
   void setOnline(bool online);
+  /// Marks the first answer as in (for tests and subclasses).
   void setReady(bool ready) noexcept { ready_.store(ready); }
 
   /// Online according to the platform's flags: reachable, and no

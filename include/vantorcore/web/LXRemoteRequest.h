@@ -46,12 +46,14 @@ class LXRemoteRequest : public Object {
   /// A "GET" of the URL made from `string`.
   static std::shared_ptr<LXRemoteRequest> initWithURLString(
       StringView string, std::weak_ptr<LXRemoteRequestDelegate> delegate);
+  /// A request of `urlString`; null when it does not parse.
   static std::shared_ptr<LXRemoteRequest> initWithURLString(
       StringView string, StringView HTTPMethod, std::optional<Data> body,
       std::weak_ptr<LXRemoteRequestDelegate> delegate);
   /// A "GET" of `url` with no body.
   static std::shared_ptr<LXRemoteRequest> initWithURL(
       const std::optional<URL>& url, std::weak_ptr<LXRemoteRequestDelegate> delegate);
+  /// A request of `url`.
   static std::shared_ptr<LXRemoteRequest> initWithURL(
       const std::optional<URL>& url, StringView HTTPMethod, std::optional<Data> body,
       std::weak_ptr<LXRemoteRequestDelegate> delegate);
@@ -79,6 +81,7 @@ class LXRemoteRequest : public Object {
   void cancel();
   /// Whether the task has completed.
   [[nodiscard]] bool isFinished() const;
+  /// Whether `cancel` was called.
   [[nodiscard]] bool isCancelled() const noexcept { return cancelled_.load(); }
   /// The body the delegate form received; empty before.
   [[nodiscard]] Data responseData() const;
@@ -87,8 +90,12 @@ class LXRemoteRequest : public Object {
   [[nodiscard]] std::optional<Value> jsonResponse() const;
   /// The running task; null when none could be made.
   [[nodiscard]] std::shared_ptr<URLSessionTask> sessionTask() const { return sessionTask_; }
+  /// The queue handlers run on; null for the main queue.
+  ///@{
   [[nodiscard]] std::shared_ptr<DispatchQueue> handlerQueue() const;
   void setHandlerQueue(std::shared_ptr<DispatchQueue> queue);
+  ///@}
+  /// The delegate, held weakly.
   [[nodiscard]] std::weak_ptr<LXRemoteRequestDelegate> delegate() const { return delegate_; }
 
  private:

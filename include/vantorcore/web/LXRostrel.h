@@ -34,8 +34,10 @@ namespace lx {
 inline constexpr StringView LXErrorDomain = u"LXErrorDomain";
 /// `LXErrorDomain` codes of the announcement request; neither is a fault,
 /// both mean "show nothing".
+///@{
 inline constexpr std::int64_t LXRostrelErrorAlreadyShown = 100;
 inline constexpr std::int64_t LXRostrelErrorNothingToShow = 101;
+///@}
 /// The user default holding the identifier of the last announcement returned.
 inline constexpr StringView LXRostrelDisplayedIDKey = u"rostrel.displayedID";
 
@@ -85,19 +87,24 @@ class LXRostrel : public Object, public LXRemoteRequestDelegate {
 
   /// The running request; null once it has finished.
   [[nodiscard]] std::shared_ptr<LXRemoteRequest> request() const;
+  /// Called once with the outcome, on the main queue.
+  ///@{
   [[nodiscard]] CompletionHandler completionHandler() const;
   void setCompletionHandler(CompletionHandler handler);
+  ///@}
   /// The decoded response when it was a dictionary.
   [[nodiscard]] std::optional<Dictionary> jsonResponse() const;
 
   /// The response's fields ("URL", "ID", "action", "buttonCaption",
   /// "buttonURL"); absent before a response, when missing, or when not a
   /// string (or, for the URLs, not a URL).
+  ///@{
   [[nodiscard]] std::optional<URL> responseURL() const;
   [[nodiscard]] std::optional<String> responseID() const;
   [[nodiscard]] std::optional<String> responseAction() const;
   [[nodiscard]] std::optional<String> buttonCaption() const;
   [[nodiscard]] std::optional<URL> buttonURL() const;
+  ///@}
 
   /// On the main thread: keeps the response, stores and compares its
   /// identifier ("rostrel.displayedID", rewritten even when unchanged),

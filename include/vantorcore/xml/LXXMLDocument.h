@@ -27,6 +27,7 @@ namespace lx {
 /// The domain of the errors of XML parsing and queries: "LXXMLErrorDomain".
 inline constexpr StringView LXXMLErrorDomain = u"LXXMLErrorDomain";
 
+/// Codes of `LXXMLErrorDomain`.
 enum LXXMLErrorCode : std::int64_t {
   /// Not well-formed (or not UTF-8 where it claims to be), nested too deep,
   /// or an entity expanding beyond the limits.
@@ -60,8 +61,10 @@ class LXXMLDocument : public LXXMLNode {
   /// read fails; empty input is a document without a root element.
   static std::optional<LXXMLDocument> HTMLDocumentWithData(std::span<const std::uint8_t> data,
                                                            ErrorPtr* error = nullptr);
+  /// Parses HTML text leniently, as browsers do.
   static std::optional<LXXMLDocument> HTMLDocumentWithString(StringView text,
                                                              ErrorPtr* error = nullptr);
+  /// Parses an HTML file leniently, as browsers do.
   static std::optional<LXXMLDocument> HTMLDocumentWithContentsOfFile(StringView path,
                                                                      ErrorPtr* error = nullptr);
 

@@ -31,6 +31,7 @@ class LXXPathResult;
 /// Prefix => namespace URI, for the prefixes an XPath expression uses.
 using LXXMLNamespaces = std::map<String, String>;
 
+/// The kinds of node a document holds.
 enum class LXXMLNodeKind {
   Document,
   Element,
@@ -47,6 +48,7 @@ enum class LXXMLNodeKind {
 
 class LXXMLNode {
  public:
+  /// What kind of node this is.
   [[nodiscard]] LXXMLNodeKind kind() const noexcept;
 
   /// The qualified name as written ("svg:rect", "title"); "#text", "#comment",
@@ -109,10 +111,13 @@ class LXXMLNode {
   friend bool operator==(const LXXMLNode& a, const LXXMLNode& b) noexcept;
 
  protected:
+  /// A node of `document`; made by the document and its queries.
   LXXMLNode(std::shared_ptr<const detail::XMLDocumentStorage> document, _xmlNode* node,
             std::shared_ptr<const detail::XMLNamespaceNode> namespaceNode = nullptr) noexcept;
 
+  /// The libxml2 node, valid while the document lives.
   [[nodiscard]] _xmlNode* rawNode() const noexcept { return node_; }
+  /// The storage that keeps the document alive.
   [[nodiscard]] const std::shared_ptr<const detail::XMLDocumentStorage>& storage() const noexcept {
     return document_;
   }
@@ -131,13 +136,17 @@ class LXXMLNode {
 
 /// One attribute of an element.
 struct LXXMLAttribute {
-  String name;       // qualified, as written
-  String localName;  // without the prefix
+  String name;       ///< qualified, as written
+  String localName;  ///< without the prefix
+  /// The namespace URI; absent for none.
   std::optional<String> namespaceURI;
+  /// The value, entities resolved.
   String value;
+  /// Equal when all four fields are.
   friend bool operator==(const LXXMLAttribute&, const LXXMLAttribute&) = default;
 };
 
+/// An element node, with its attributes and namespaced lookups.
 class LXXMLElement : public LXXMLNode {
  public:
   /// The attributes in document order (namespace declarations excluded).

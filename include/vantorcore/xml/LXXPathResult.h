@@ -12,13 +12,18 @@ namespace lx {
 
 class LXXPathResult {
  public:
+  /// What an XPath expression evaluated to.
   enum class Type { NodeSet, String, Number, Boolean };
 
+  /// A result of each type.
+  ///@{
   explicit LXXPathResult(std::vector<LXXMLNode> nodes);
   explicit LXXPathResult(String string);
   explicit LXXPathResult(double number) noexcept;
   explicit LXXPathResult(bool boolean) noexcept;
+  ///@}
 
+  /// Node set, string, number or boolean.
   [[nodiscard]] Type type() const noexcept { return type_; }
   /// The nodes in document order; empty unless the type is `NodeSet`.
   [[nodiscard]] const std::vector<LXXMLNode>& nodes() const noexcept { return nodes_; }
