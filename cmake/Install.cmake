@@ -2,7 +2,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vantorcore vantorcore_static EXPORT VantorCoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/vantorcore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/vantorcore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} PATTERN "*.in" EXCLUDE)
 install(EXPORT VantorCoreTargets NAMESPACE VantorCore::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VantorCore)
 configure_package_config_file(cmake/VantorCoreConfig.cmake.in

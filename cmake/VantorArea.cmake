@@ -47,11 +47,12 @@ function(vantor_finish_library)
   endforeach()
   add_library(vantorcore SHARED ${objects})
   add_library(vantorcore_static STATIC ${objects})
-  set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+  set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${VANTOR_SOVERSION})
   set_target_properties(vantorcore_static PROPERTIES OUTPUT_NAME vantorcore)
   foreach(lib vantorcore vantorcore_static)
     target_include_directories(${lib} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+      $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     target_link_libraries(${lib} PUBLIC $<BUILD_INTERFACE:vantor_deps>)
   endforeach()
