@@ -57,6 +57,18 @@ function(vantor_finish_library)
     target_link_libraries(${lib} PUBLIC $<BUILD_INTERFACE:vantor_deps>)
   endforeach()
   add_library(VantorCore::vantorcore ALIAS vantorcore)
+  # Classes register themselves from static initialisers, which a static link
+  # drops with any unit the host never names. Linked into one relocatable
+  # object first, the archive has a single member: whatever the host uses
+  # brings in the whole library, registrations included, with no
+  # --whole-archive on the user's side (plain -l, pkg-config or CMake).
+  set(archive $<TARGET_FILE:vantorcore_static>)
+  add_custom_command(TARGET vantorcore_static POST_BUILD
+    COMMAND ${CMAKE_LINKER} -r --whole-archive ${archive} -o ${archive}.o
+    COMMAND ${CMAKE_COMMAND} -E rm -f ${archive}
+    COMMAND ${CMAKE_AR} qcs ${archive} ${archive}.o
+    COMMAND ${CMAKE_COMMAND} -E rm -f ${archive}.o
+    VERBATIM)
 endfunction()
 
 function(vantor_add_area_tests)
