@@ -7,7 +7,8 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx::detail {
+namespace lx {
+namespace detail {
 
 struct StringHash {
   using is_transparent = void;
@@ -17,4 +18,5 @@ struct StringHash {
 template <class T>
 using StringMap = std::unordered_map<String, T, StringHash, std::equal_to<>>;
 
-}  // namespace lx::detail
+}  // namespace detail
+}  // namespace lx

@@ -12,7 +12,8 @@
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx::PathNode {
+namespace lx {
+namespace PathNode {
 
 /// The file manager's display name of the item; the last path component
 /// when it has none.
@@ -35,4 +36,5 @@ std::optional<std::uint64_t> size(StringView path);
 /// `lx_stringByNormalizingPath(path)`.
 String path(StringView path);
 
-}  // namespace lx::PathNode
+}  // namespace PathNode
+}  // namespace lx
