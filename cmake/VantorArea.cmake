@@ -15,6 +15,9 @@ function(vantor_area name)
     $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
     PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(vc_${name} PUBLIC vantor_deps)
+  # Hidden unless a public header marks it (include/vantorcore/Export.h).
+  set_target_properties(vc_${name} PROPERTIES CXX_VISIBILITY_PRESET hidden
+                        VISIBILITY_INLINES_HIDDEN ON)
   set(VANTOR_AREAS ${VANTOR_AREAS} ${name} CACHE INTERNAL "")
 endfunction()
 

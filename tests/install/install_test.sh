@@ -9,6 +9,8 @@
 set -eu
 build=$(cd "$1" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
+# The shared library exports what the public headers mark, so each must.
+sh "$here/../../scripts/mark-public-api.sh" --check
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 if [ $# -ge 2 ]; then
