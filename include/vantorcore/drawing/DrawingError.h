@@ -3,11 +3,13 @@
 // `NSLocalizedDescriptionKey` that names the offending input.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 inline constexpr StringView LXDrawingErrorDomain = u"LXDrawingErrorDomain";
 

@@ -25,12 +25,14 @@
 // (a new key would orphan every secret, so none is made); I/O errors `errSecIO`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <filesystem>
 #include <memory>
 
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class EmbeddedSecureItemStore : public SecureItemStore {
  public:

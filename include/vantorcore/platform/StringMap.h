@@ -2,12 +2,14 @@
 // look-ups never build a key string.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <unordered_map>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 namespace detail {
 
 struct StringHash {

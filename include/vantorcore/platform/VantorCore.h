@@ -6,10 +6,12 @@
 //                                         VANTORCORE_VERSION_MINOR)) { ... }
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/Version.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class VantorCore {
  public:

@@ -6,13 +6,15 @@
 // `FileManager::defaultManager()`; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 namespace PathNode {
 
 /// The file manager's display name of the item; the last path component
