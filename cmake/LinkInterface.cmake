@@ -70,7 +70,8 @@ function(vantor_pkgconfig_file name libs requires requires_private libs_private)
   set(VANTOR_PC_REQUIRES_PRIVATE "${requires_private}")
   set(VANTOR_PC_LIBS_PRIVATE "${libs_private}")
   configure_file(${PROJECT_SOURCE_DIR}/cmake/vantorcore.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT development)
 endfunction()
 vantor_pkgconfig_file(vantorcore "-L\${libdir} -lvantorcore" "${VANTOR_PUBLIC_MODULES}"
   "${VANTOR_PRIVATE_MODULES}" "${VANTOR_PRIVATE_FLAGS}")

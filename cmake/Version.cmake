@@ -10,4 +10,4 @@ endif()
 configure_file(${PROJECT_SOURCE_DIR}/include/vantorcore/Version.h.in
                ${PROJECT_BINARY_DIR}/generated/vantorcore/Version.h @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/generated/vantorcore/Version.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorcore)
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorcore COMPONENT development)
