@@ -18,6 +18,7 @@ packages=(
   libglib2.0-dev python3-lxml python3-cssselect
   doxygen graphviz
   iproute2 curl
+  dpkg-dev file
 )
 
 missing=()
