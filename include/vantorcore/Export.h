@@ -6,4 +6,5 @@
 // mark to every public header and, with --check, finds any that lacks it.
 #pragma once
 
+/// Exports what a namespace opening declares from the shared library.
 #define LX_API [[gnu::visibility("default")]]

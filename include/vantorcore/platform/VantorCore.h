@@ -15,13 +15,16 @@ namespace LX_API lx {
 
 class VantorCore {
  public:
+  /// Not constructible: every member is static.
   VantorCore() = delete;
 
   /// The version the linked library was built as, "major.minor.patch".
   static String version();
-  /// The linked library's major, minor and patch numbers.
+  /// The linked library's major version number.
   static int majorVersion();
+  /// The linked library's minor version number.
   static int minorVersion();
+  /// The linked library's patch version number.
   static int patchVersion();
   /// Whether a host built against headers `major.minor` can run with the
   /// linked library: before 1.0 every minor version may break the ABI, so the
