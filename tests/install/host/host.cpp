@@ -1,7 +1,8 @@
 // A program outside the tree, built against an installed VantorCore: it checks
 // the library it runs with against the headers, then decodes the keyed
-// archive named on the command line and prints the root object's class. It never names the archived class, so a static link that
-// dropped unreferenced classes would fail here.
+// archive named on the command line, prints the root object's class, and
+// checks that the classes named after it are registered. It never names those
+// classes in code, so a static link that dropped unreferenced units fails here.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -10,8 +11,8 @@
 #include <vantorcore/platform/VantorCore.h>
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: host ARCHIVE\n");
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: host ARCHIVE [CLASS...]\n");
     return 2;
   }
   if (!lx::VantorCore::isCompatibleWith(VANTORCORE_VERSION_MAJOR, VANTORCORE_VERSION_MINOR) ||
@@ -35,5 +36,11 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::printf("%s\n", lx::toUTF8(root->className()).c_str());
+  for (int i = 2; i < argc; ++i) {
+    if (!lx::ClassRegistry::classNamed(lx::fromUTF8(argv[i]))) {
+      std::fprintf(stderr, "class %s is not registered\n", argv[i]);
+      return 1;
+    }
+  }
   return 0;
 }
