@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs the Debian packages `make package` built, as a user would with apt,
-# checks them, then removes them: a host program builds and runs against the
+# checks them, then purges them: a host program builds and runs against the
 # installed library with pkg-config and with CMake (shared and static), an
 # example builds with pkg-config, and `vantor demo` runs from /usr/bin.
 # usage (as root): scripts/check-packages.sh [BUILD_DIR]   (default build/default)
@@ -17,7 +17,7 @@ done
 dir=$(mktemp -d)
 cleanup() {
   # shellcheck disable=SC2086  # one word per package
-  DEBIAN_FRONTEND=noninteractive apt-get remove -y -qq $packages >/dev/null
+  DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq $packages >/dev/null
   rm -rf "$dir"
 }
 trap cleanup EXIT
