@@ -63,3 +63,9 @@ format:
 
 clean:
 	rm -rf build
+
+# Debian packages of the build (libvantorcore<soname>, libvantorcore-dev,
+# vantor) in build/$(PRESET)/packages; scripts/check-packages.sh tries them.
+.PHONY: package
+package: build
+	cd build/$(PRESET) && cpack

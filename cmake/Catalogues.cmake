@@ -12,6 +12,6 @@ foreach(po IN LISTS vantor_po_files)
     COMMAND ${MSGFMT_EXECUTABLE} --check -o ${mo} ${po}
     DEPENDS ${po})
   list(APPEND vantor_mo_files ${mo})
-  install(FILES ${mo} DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${lang}/LC_MESSAGES)
+  install(FILES ${mo} DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${lang}/LC_MESSAGES COMPONENT runtime)
 endforeach()
 add_custom_target(vantorcore_catalogues ALL DEPENDS ${vantor_mo_files})

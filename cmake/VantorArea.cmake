@@ -15,6 +15,9 @@ function(vantor_area name)
     $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
     PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(vc_${name} PUBLIC vantor_deps)
+  # Hidden unless a public header marks it (include/vantorcore/Export.h).
+  set_target_properties(vc_${name} PROPERTIES CXX_VISIBILITY_PRESET hidden
+                        VISIBILITY_INLINES_HIDDEN ON)
   set(VANTOR_AREAS ${VANTOR_AREAS} ${name} CACHE INTERNAL "")
 endfunction()
 
@@ -47,15 +50,28 @@ function(vantor_finish_library)
   endforeach()
   add_library(vantorcore SHARED ${objects})
   add_library(vantorcore_static STATIC ${objects})
-  set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+  set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${VANTOR_SOVERSION})
   set_target_properties(vantorcore_static PROPERTIES OUTPUT_NAME vantorcore)
   foreach(lib vantorcore vantorcore_static)
     target_include_directories(${lib} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+      $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     target_link_libraries(${lib} PUBLIC $<BUILD_INTERFACE:vantor_deps>)
   endforeach()
   add_library(VantorCore::vantorcore ALIAS vantorcore)
+  # Classes register themselves from static initialisers, which a static link
+  # drops with any unit the host never names. Linked into one relocatable
+  # object first, the archive has a single member: whatever the host uses
+  # brings in the whole library, registrations included, with no
+  # --whole-archive on the user's side (plain -l, pkg-config or CMake).
+  set(archive $<TARGET_FILE:vantorcore_static>)
+  add_custom_command(TARGET vantorcore_static POST_BUILD
+    COMMAND ${CMAKE_LINKER} -r --whole-archive ${archive} -o ${archive}.o
+    COMMAND ${CMAKE_COMMAND} -E rm -f ${archive}
+    COMMAND ${CMAKE_AR} qcs ${archive} ${archive}.o
+    COMMAND ${CMAKE_COMMAND} -E rm -f ${archive}.o
+    VERBATIM)
 endfunction()
 
 function(vantor_add_area_tests)

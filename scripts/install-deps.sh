@@ -19,6 +19,7 @@ packages=(
   doxygen graphviz
   iproute2 curl
   librsvg2-dev
+  dpkg-dev file
 )
 
 missing=()

@@ -54,6 +54,7 @@
 #include "vantorcore/platform/Value.h"
 #include "vantorcore/platform/ValueClasses.h"
 #include "vantorcore/platform/ValueTransformer.h"
+#include "vantorcore/platform/VantorCore.h"
 
 #include "vantorcore/text/Array+Additions.h"
 #include "vantorcore/text/Data+BOM.h"

@@ -19,12 +19,14 @@
 // Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class KeyedArchiveDescription {
  public:

@@ -9,12 +9,14 @@
 // All functions are thread-safe (each call has its own coder).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/archiving/KeyedArchiver.h"
 #include "vantorcore/archiving/KeyedUnarchiver.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// `KeyedArchiver::archivedDataWithRootObject`; on failure logs the
 /// error's description and returns absent. `error` receives the error, or

@@ -29,6 +29,8 @@
 // An archiver is used by one thread at a time.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -38,7 +40,7 @@
 #include "vantorcore/platform/Coder.h"
 #include "vantorcore/platform/PropertyList.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The key of the root object in the top-level dictionary.
 inline constexpr StringView NSKeyedArchiveRootObjectKey = u"root";

@@ -37,6 +37,8 @@
 // An unarchiver is used by one thread at a time.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -47,7 +49,7 @@
 #include "vantorcore/platform/Coder.h"
 #include "vantorcore/platform/KeylessCoding.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class KeyedUnarchiver : public Coder {
  public:

@@ -20,6 +20,8 @@
 // one thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -34,7 +36,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXJSONKeyedArchiver;
 

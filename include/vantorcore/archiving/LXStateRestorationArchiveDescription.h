@@ -22,13 +22,15 @@
 // unknown "t", an array). "unreferenced" counts entries no key reaches.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The rendering above, as a value JSON can write. Absent, with
 /// `NSPropertyListReadCorruptError` or `NSCoderReadCorruptError`, when the

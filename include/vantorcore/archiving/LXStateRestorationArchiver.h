@@ -43,6 +43,8 @@
 // One thread from construction to `finishEncoding`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -56,7 +58,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXStateRestorationArchiver;
 

@@ -9,10 +9,12 @@
 // One thread, like the unarchiver it serves.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXStateRestorationContext : public Object {
   LX_DECLARE_CLASS(LXStateRestorationContext)

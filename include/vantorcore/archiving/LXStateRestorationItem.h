@@ -14,6 +14,8 @@
 // Items belong to the coder that made them; not thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,7 +26,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The most items a state-restoration coder opens inside one another (the
 /// root's keys are depth 0, an object stored under them depth 1). Deeper

@@ -54,6 +54,8 @@
 // One thread from construction to `finishDecoding`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -68,7 +70,7 @@
 #include "vantorcore/platform/Coder.h"
 #include "vantorcore/platform/KeylessCoding.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXStateRestorationUnarchiver;
 

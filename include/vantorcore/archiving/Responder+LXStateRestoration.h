@@ -12,13 +12,15 @@
 // Same thread rules as `Responder`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Responder.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The identifier set by `setRestorationIdentifier`, or absent.
 std::optional<String> restorationIdentifier(const Responder& responder);

@@ -2,12 +2,14 @@
 // closure calls the completion it is given.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <functional>
 
 #include "vantorcore/platform/Operation.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXAsyncBlockNSOperation : public Operation {
   LX_DECLARE_CLASS(LXAsyncBlockNSOperation)

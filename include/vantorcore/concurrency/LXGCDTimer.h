@@ -2,6 +2,8 @@
 // The message queue paces itself with it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/DispatchQueue.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXGCDTimer : public Object {
   LX_DECLARE_CLASS(LXGCDTimer)

@@ -2,6 +2,8 @@
 // that can be made on another thread and keeps the result for the caller.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXInvocation : public Object {
   LX_DECLARE_CLASS(LXInvocation)

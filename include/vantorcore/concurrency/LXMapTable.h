@@ -2,6 +2,8 @@
 // values and can hold its object values weakly.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <unordered_map>
 #include <variant>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Keys are held strongly and compared by value (objects by `isEqual`).
 /// Not locked: one thread at a time. Enumeration order is unspecified but

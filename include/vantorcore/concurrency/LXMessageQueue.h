@@ -5,6 +5,8 @@
 // in the common modes.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <deque>
 #include <functional>
@@ -17,7 +19,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Thread.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXMessageQueue;
 

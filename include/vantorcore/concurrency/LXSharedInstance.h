@@ -16,6 +16,8 @@
 // waiting until `sharedInstanceInitialize` has returned.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <cstdint>
 #include <limits>
@@ -24,7 +26,7 @@
 
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 namespace detail {
 /// Logs "-init called twice on <class> shared instance" when debug logging

@@ -2,6 +2,8 @@
 // once the new thread runs.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -9,7 +11,7 @@
 
 #include "vantorcore/platform/Thread.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXThreadFuture : public Object {
   LX_DECLARE_CLASS(LXThreadFuture)

@@ -2,6 +2,8 @@
 // or a closure) and can cap how far its fire date may be pushed back.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -12,7 +14,7 @@
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/Timer.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTimer : public Object {
   LX_DECLARE_CLASS(LXTimer)

@@ -2,13 +2,15 @@
 // immutable instance.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <mutex>
 #include <unordered_set>
 
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 template <class T = Value>
 class LXUniquingMutableSet {

@@ -2,13 +2,15 @@
 // `finish` stops it and waits for it to leave its loop.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
 
 #include "vantorcore/platform/Thread.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXWorkerThread : public Thread {
   LX_DECLARE_CLASS(LXWorkerThread)

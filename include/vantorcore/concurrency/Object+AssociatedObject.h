@@ -1,10 +1,12 @@
 // Extra values hung on any object, released together with it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The one unnamed slot of `object`: set (null removes) and read (null when
 /// never set). Thread-safe.

@@ -6,6 +6,8 @@
 // selector names one argument per colon ("setTitle:color:" takes two).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -15,7 +17,7 @@
 #include "vantorcore/platform/Thread.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Calls `selector` on `receiver` on `thread` with `arguments` as its
 /// arguments in order (a null value passes null). On the calling thread it

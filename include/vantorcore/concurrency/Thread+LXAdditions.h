@@ -9,6 +9,8 @@
 // shows as "transcript-log".
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,7 +19,7 @@
 #include "vantorcore/concurrency/LXThreadFuture.h"
 #include "vantorcore/platform/Thread.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The reverse-domain prefix of every name set through these functions.
 inline constexpr StringView LXThreadNamePrefix = u"com.vantor.";

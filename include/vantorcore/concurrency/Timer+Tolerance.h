@@ -1,12 +1,14 @@
 // The library's standard timer tolerance, and run-loop timers made with it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <string>
 
 #include "vantorcore/platform/Timer.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The tolerance the library gives a timer of `interval` seconds: a tenth of
 /// it, a fifth above 180 s, a quarter above 300 s, three tenths above 600 s

@@ -18,6 +18,8 @@
 // queue, so the main run loop must be running for either to happen.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,7 +29,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/UserDefaults.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The user-defaults key of the remembered answers.
 inline constexpr StringView LXSuppressedAlertsKey = u"LXSuppressedAlerts";

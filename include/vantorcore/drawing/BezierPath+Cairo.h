@@ -6,13 +6,15 @@
 // calling thread must be the one allowed to use that context.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include <memory>
 
 #include "vantorcore/drawing/BezierPath.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Releases a `cairo_path_t` with `cairo_path_destroy`.
 struct CairoPathDeleter {

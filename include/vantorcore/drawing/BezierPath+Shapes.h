@@ -9,9 +9,11 @@
 // gives an empty path.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/drawing/BezierPath.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// One radius per corner, named as seen on a y-down screen.
 struct CornerRadii {

@@ -7,6 +7,8 @@
 // number of threads while no thread changes it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +18,7 @@
 
 #include "vantorcore/drawing/Geometry.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// How the inside of a path is decided: by a non-zero winding number or by
 /// an odd number of crossings.

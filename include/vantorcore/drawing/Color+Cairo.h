@@ -1,11 +1,13 @@
 // Using a `Color` as a Cairo source.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include "vantorcore/platform/Color.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Makes `color`, its alpha multiplied by `opacity` (clamped to 0...1), the
 /// context's source.

@@ -4,11 +4,13 @@
 // offending input.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The error domain of drawing failures (bad input, an unwritable file).
 inline constexpr StringView LXDrawingErrorDomain = u"LXDrawingErrorDomain";

@@ -2,6 +2,8 @@
 // tests that want something a person can open.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include <functional>
@@ -10,7 +12,7 @@
 #include "vantorcore/drawing/Geometry.h"
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The largest PNG side in pixels `lx_drawToFile` makes (a 16384² image is
 /// already 1 GiB of pixels).

@@ -1,13 +1,15 @@
 // Drawing text with Cairo in a font fontconfig matched.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include <memory>
 
 #include "vantorcore/platform/Font+Matching.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Cairo works in user-space units; a point is 4/3 of one at the
 /// desktop's 96 dots per inch, the scale GTK and Qt draw at.

@@ -2,9 +2,11 @@
 // (Cairo's: y grows downwards), the plain values every drawing call takes.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <compare>
 
-namespace lx {
+namespace LX_API lx {
 
 /// A point in user space (points, y growing downwards as in Cairo).
 struct Point {

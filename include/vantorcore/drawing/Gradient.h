@@ -5,6 +5,8 @@
 // may be shared between threads that each draw into their own context.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include <memory>
@@ -14,7 +16,7 @@
 #include "vantorcore/drawing/Geometry.h"
 #include "vantorcore/platform/Color.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Releases a `cairo_pattern_t` with `cairo_pattern_destroy`.
 struct CairoPatternDeleter {

@@ -12,6 +12,8 @@
 // A value type with equality and hashing (`std::hash` is specialised).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -22,7 +24,7 @@
 #include "vantorcore/platform/UserDefaults.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Modifier keys as bits, so that a combination holds several.
 enum class ModifierFlags : std::uint8_t {

@@ -7,12 +7,14 @@
 // A value type; `draw` only touches the context passed in.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include "vantorcore/drawing/Geometry.h"
 #include "vantorcore/platform/Color.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Spinner {
  public:

@@ -22,6 +22,8 @@
 // called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 #include <vector>
@@ -29,7 +31,7 @@
 #include "vantorcore/platform/ContentType.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The most tags the lookup cache holds before it is emptied.
 inline constexpr std::size_t kTypeLookupCacheCountLimit = 10000;

@@ -8,12 +8,14 @@
 //   auto type = ContentTypeOverrides::type(FilenameExtension{u"conf"});  // public.plain-text
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <vector>
 
 #include "vantorcore/files/ContentType+Overrides.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A filename extension (without the dot), as a tag of its class.
 struct FilenameExtension {

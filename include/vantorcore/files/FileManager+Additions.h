@@ -6,12 +6,14 @@
 // Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The boot volume's path, "/Volumes/" followed by the root file system's
 /// name: its label (from /dev/disk/by-label) when it has one, else "Linux".

@@ -23,6 +23,8 @@
 // Stateless: every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -32,7 +34,7 @@
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Tells the excluding listing to leave out an item (and a folder's whole
 /// subtree); called with the item's full path.

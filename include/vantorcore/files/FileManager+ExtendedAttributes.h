@@ -8,6 +8,8 @@
 // Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <string>
 
@@ -15,7 +17,7 @@
 #include "vantorcore/platform/FileManager.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The name the kernel sees for `name`:
 ///   'com.example.tag'  => 'user.com.example.tag'

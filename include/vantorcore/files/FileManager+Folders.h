@@ -19,6 +19,8 @@
 // folder could not be made. Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Bundle.h"
@@ -26,7 +28,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The temporary-items folder. The path is computed once per process and
 /// kept; with `create` the folder (and the folders above it) is made.

@@ -3,12 +3,14 @@
 // flags (platform/FileSystemEventStream.h). Immutable; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXFileSystemChange : public Object {
   LX_DECLARE_CLASS(LXFileSystemChange)

@@ -17,6 +17,8 @@
 // is called, and `lastEventID` changes, on the main thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -27,7 +29,7 @@
 #include "vantorcore/platform/FileSystemEventStream.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXFileSystemWatcher;
 

@@ -34,6 +34,8 @@
 // and must not run while another thread compares.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -46,7 +48,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/StringMap.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The run of ASCII digits starting at `start`, or absent when there is
 /// none (also when `start` is at or past the end). `end` receives the index

@@ -34,6 +34,8 @@
 // while they run.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <vector>
 
@@ -42,7 +44,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTagManager : public LXSharedInstance<LXTagManager> {
   LX_DECLARE_CLASS(LXTagManager)

@@ -4,11 +4,13 @@
 // there for the rules. Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The identifier of `lx_typeConsideringOverridesWithTag(tag, tagClass, T)`,
 /// where T is the type named `conformingToIdentifier` (no constraint when it

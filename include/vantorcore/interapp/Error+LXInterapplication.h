@@ -5,12 +5,14 @@
 //        { NSLocalizedDescription = "Invalid Argument: “count” (not a number)"; }
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// "LXInterapplicationErrorDomain".
 inline constexpr StringView LXInterapplicationErrorDomain = u"LXInterapplicationErrorDomain";

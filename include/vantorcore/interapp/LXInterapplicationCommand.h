@@ -3,6 +3,8 @@
 // registered methods (see Object.h).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,7 +13,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A command's closure: the lower-cased command name, the arguments from the
 /// URL's query, and the reply closure.

@@ -18,6 +18,8 @@
 // any thread; replies go out through the coordinator's `URLOpener`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -29,7 +31,7 @@
 #include "vantorcore/platform/URLComponents.h"
 #include "vantorcore/platform/URLOpener.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXInterapplicationCoordinator : public Object {
   LX_DECLARE_CLASS(LXInterapplicationCoordinator)

@@ -2,6 +2,8 @@
 // same closure as an object for commands that are a target and a method.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 
@@ -9,7 +11,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// What a command calls when it is done. `status`: 0 success (`result`
 /// carries string values for the caller), 1 failure (`error` describes it),

@@ -8,6 +8,8 @@
 //   {"code": "7"}                             => absent, logs "error code is not a number"
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
@@ -15,7 +17,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// An error in `LXJSONRPCErrorDomain` with `code`, the fixed description
 /// "A JSON-RPC error has occurred.", `message` as the recovery suggestion and

@@ -3,12 +3,14 @@
 // process's own.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/jsonrpc/LXJSONRPCListener.h"
 #include "vantorcore/platform/FileHandle.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXJSONRPCFileHandleListener : public LXJSONRPCListener {
   LX_DECLARE_CLASS(LXJSONRPCFileHandleListener)

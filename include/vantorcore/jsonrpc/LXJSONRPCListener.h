@@ -9,6 +9,8 @@
 // closures run on the delegate queue (the main queue by default).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -23,7 +25,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXJSONRPCListener;
 

@@ -9,6 +9,8 @@
 //                                           '{"jsonrpc":"2.0","id":1,"method":"sum","params":[1,2]}'
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,7 +23,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The domain of every JSON-RPC error value.
 inline constexpr StringView LXJSONRPCErrorDomain = u"LXJSONRPCErrorDomain";

@@ -7,6 +7,8 @@
 // always behaved so and hosts rely on writing through `writeData(data)`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -17,7 +19,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/socket/GCDAsyncSocket.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXJSONRPCSocketListener : public LXJSONRPCListener, public GCDAsyncSocketDelegate {
   LX_DECLARE_CLASS(LXJSONRPCSocketListener)

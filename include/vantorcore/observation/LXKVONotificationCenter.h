@@ -14,6 +14,8 @@
 // without the centre's lock.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,7 +24,7 @@
 
 #include "vantorcore/observation/LXKVObservation.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXKVONotificationCenter : public Object {
   LX_DECLARE_CLASS(LXKVONotificationCenter)

@@ -5,6 +5,8 @@
 // remove itself.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Observable.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXKVObservation : public Object, public KeyValueObserver {
   LX_DECLARE_CLASS(LXKVObservation)

@@ -4,6 +4,8 @@
 // count is non-zero.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/UserDefaults.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXPreferencesObservation : public Object, public KeyValueObserver {
   LX_DECLARE_CLASS(LXPreferencesObservation)

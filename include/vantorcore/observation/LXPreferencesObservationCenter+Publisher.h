@@ -27,6 +27,8 @@
 // number (booleans included), never a string.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -35,7 +37,7 @@
 
 #include "vantorcore/observation/LXPreferencesObservationCenter.h"
 
-namespace lx {
+namespace LX_API lx {
 
 namespace detail {
 /// The preference value as `T`, or absent when it has another type.

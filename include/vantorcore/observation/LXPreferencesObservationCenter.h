@@ -16,6 +16,8 @@
 // A reactive form lives in "LXPreferencesObservationCenter+Publisher.h".
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,7 +27,7 @@
 
 #include "vantorcore/observation/LXPreferencesObservation.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Registration options (bit set).
 enum LXPreferencesObservationOptions : unsigned {

@@ -2,13 +2,15 @@
 // object's side.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "vantorcore/observation/LXKVONotificationCenter.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// `LXKVONotificationCenter::defaultCenter().addObserver(observer, receiver,
 /// keyPath, selector, userInfo, options)`: the registration, or null for a

@@ -2,11 +2,13 @@
 // that each of them opens by the same name.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/platform/UserDefaults.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The shared suite's name; its file is <config>/group.org.vantorcore.shared.plist.
 inline constexpr StringView LXSharedUserDefaultsSuiteName = u"group.org.vantorcore.shared";

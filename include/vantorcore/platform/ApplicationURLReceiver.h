@@ -9,6 +9,8 @@
 // the dispatch queue given at start (the main queue by default).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 
@@ -16,7 +18,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class ApplicationURLReceiver {
  public:

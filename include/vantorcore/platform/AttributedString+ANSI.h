@@ -2,11 +2,13 @@
 // OSC 8 for links.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <string>
 
 #include "vantorcore/platform/AttributedString.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// `text` as UTF-8 for a terminal that understands 24-bit colour. Each run
 /// starts from the terminal's defaults: a bold font adds SGR 1, a

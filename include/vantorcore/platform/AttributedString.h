@@ -3,6 +3,8 @@
 // lengths are UTF-16 code units, like every `String` index.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <vector>
 
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/Font.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The style of one run; an absent attribute is the viewer's default.
 struct TextAttributes {

@@ -13,6 +13,8 @@
 // Immutable once made, so every operation is thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -22,7 +24,7 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class BoxedValue : public Object {
   LX_DECLARE_CLASS(BoxedValue)

@@ -17,6 +17,8 @@
 // the main bundle's table "T" is the gettext domain "T" itself.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -25,7 +27,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Bundle {
  public:

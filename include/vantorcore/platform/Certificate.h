@@ -6,6 +6,8 @@
 // not.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -18,7 +20,7 @@
 
 struct x509_st;
 
-namespace lx {
+namespace LX_API lx {
 
 // Codes of `NSCocoaErrorDomain` the readers use, with the platform's values.
 inline constexpr std::int64_t NSFileReadCorruptFileError = 259;

@@ -6,12 +6,14 @@
 // increment, and every operation that "changes" a set returns a new one.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <memory>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class CharacterSet {
  public:

@@ -3,6 +3,8 @@
 // sleeping.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -12,7 +14,7 @@
 
 #include "vantorcore/platform/Date.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Clock {
  public:

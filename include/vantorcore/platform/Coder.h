@@ -23,6 +23,8 @@
 // decode call return null or 0.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -33,7 +35,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// What a coder does when decoding fails, with the platform's values.
 enum class DecodingFailurePolicy {

@@ -2,6 +2,8 @@
 // string type's `localizedStandardCompare`, the file browser's natural order.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,7 +15,7 @@
 
 struct UCollator;
 
-namespace lx {
+namespace LX_API lx {
 
 /// An opened ICU collator with fixed settings. Immutable after creation, so
 /// one instance may be used from any number of threads at once.

@@ -4,11 +4,13 @@
 // Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <span>
 
 #include "vantorcore/platform/Color.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The colour with `delta` added to its HSB brightness, clamped to 0...1;
 /// hue, saturation and alpha kept.

@@ -2,12 +2,14 @@
 // colours of the desktop's text system that the library styles text with.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <compare>
 #include <string>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Color {
  public:

@@ -43,6 +43,8 @@
 // any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -52,7 +54,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The tag class of filename extensions (without the dot).
 inline constexpr StringView UTTagClassFilenameExtension = u"public.filename-extension";

@@ -1,12 +1,14 @@
 // Byte buffers: the platform's data objects.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
 
-namespace lx {
+namespace LX_API lx {
 
 /// Bytes, owned.
 using Data = std::vector<std::uint8_t>;

@@ -1,9 +1,11 @@
 // A point in time, as seconds since 1970-01-01 00:00:00 UTC.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <compare>
 
-namespace lx {
+namespace LX_API lx {
 
 /// Seconds between 1970-01-01 and the platform's reference date 2001-01-01 UTC.
 inline constexpr double kTimeIntervalSince1970ToReferenceDate = 978307200.0;

@@ -6,6 +6,8 @@
 // it works in); the library hands each thread its own where it shares them.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The locale's predefined lengths of a date or a time, as ICU names them.
 enum class DateFormatterStyle { None, Short, Medium, Long, Full };

@@ -21,6 +21,8 @@
 // of platform/String+Paths.h turns them back into `String`s).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -28,7 +30,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// What an item is, from its directory entry or its statx.
 enum class DirectoryItemKind : std::uint8_t { File, Directory, SymbolicLink, Other };

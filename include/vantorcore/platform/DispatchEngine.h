@@ -2,11 +2,13 @@
 // (sockets, file handles) that want their I/O served by the same threads.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 namespace boost::asio {
 class io_context;
 }
 
-namespace lx {
+namespace LX_API lx {
 
 /// The process-wide I/O context whose thread pool runs every global and
 /// serial dispatch queue. Made on first use and never destroyed. Handlers

@@ -4,6 +4,8 @@
 // queue is drained by the main thread's run loop in the common modes.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -13,7 +15,7 @@
 #include "vantorcore/platform/Clock.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 namespace detail {
 class ClockAlarm;

@@ -25,13 +25,15 @@
 // (a new key would orphan every secret, so none is made); I/O errors `errSecIO`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <filesystem>
 #include <functional>
 #include <memory>
 
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class EmbeddedSecureItemStore : public SecureItemStore {
  public:

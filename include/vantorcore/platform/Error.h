@@ -3,6 +3,8 @@
 // when the caller passes an `ErrorPtr*`, an error through it (null is fine).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,7 +13,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// User-info keys, with the platform's string values.
 ///@{

@@ -2,12 +2,14 @@
 // only for those: ordinary failures are absent results or errors.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <exception>
 #include <string>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A named programming error with a reason, like the platform's exceptions.
 /// `what()` is "<name>: <reason>" in UTF-8.

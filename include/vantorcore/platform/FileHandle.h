@@ -3,6 +3,8 @@
 // sockets and files.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -11,7 +13,7 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class FileHandle : public std::enable_shared_from_this<FileHandle> {
   struct Key {};

@@ -5,6 +5,8 @@
 // platform/String+Paths.h, so names that are not UTF-8 survive a round trip.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Codes of `NSCocoaErrorDomain` for file operations, with the platform's values.
 ///@{

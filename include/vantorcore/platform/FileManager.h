@@ -20,6 +20,8 @@
 // wants to set a delegate without disturbing others.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <sys/types.h>
 
 #include <memory>
@@ -33,7 +35,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Keys of the attribute dictionaries, with the platform's string values.
 ///@{

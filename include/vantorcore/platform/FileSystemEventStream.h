@@ -32,6 +32,8 @@
 // invalidate from one thread (the delivery queue's, normally main).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -41,7 +43,7 @@
 #include "vantorcore/platform/DispatchQueue.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// An event identifier; later events have larger ones.
 using FSEventStreamEventId = std::uint64_t;

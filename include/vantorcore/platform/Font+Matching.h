@@ -6,12 +6,14 @@
 // Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <string>
 
 #include "vantorcore/platform/Font.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The posture of a face.
 enum class FontSlant { Roman, Italic, Oblique };

@@ -2,12 +2,14 @@
 // with the desktop's fixed-pitch and interface fonts.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <compare>
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Font {
  public:

@@ -8,9 +8,11 @@
 // handler is started with the URL as its argument.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/URLOpener.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class GIOURLOpener : public URLOpener {
  public:

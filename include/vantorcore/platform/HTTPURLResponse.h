@@ -2,6 +2,8 @@
 // a task received (after any redirects). Immutable once made; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,7 +15,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class HTTPURLResponse : public Object {
   LX_DECLARE_CLASS(HTTPURLResponse)

@@ -3,6 +3,8 @@
 // operation fail with a chosen status.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/SecureItemQuery.h"
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class InMemorySecureItemStore : public SecureItemStore {
  public:

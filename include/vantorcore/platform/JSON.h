@@ -14,6 +14,8 @@
 //   write  u"a/b\n"                             => '"a\/b\n"'
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -23,7 +25,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Reading options, with the platform's bit values.
 enum JSONReadingOptions : unsigned {

@@ -13,6 +13,8 @@
 // it lives. Not thread-safe, like the coders that own it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <deque>
 #include <optional>
@@ -20,7 +22,7 @@
 
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class KeylessCoding {
  public:

@@ -5,6 +5,8 @@
 // their own sink to capture lines exactly as the library wrote them.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -12,7 +14,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Receives each logged line, without time stamp, process name or newline.
 /// Called on the logging thread; calls are serialised, never concurrent.

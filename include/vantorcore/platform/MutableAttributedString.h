@@ -3,10 +3,12 @@
 // where `AttributedString` itself is a value.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/AttributedString.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Not thread-safe: one thread (or serial queue) at a time, as the owner
 /// documents.

@@ -11,6 +11,8 @@
 // come from an rtnetlink socket watched as a run-loop source.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <sys/socket.h>
 
 #include <cstdint>
@@ -23,7 +25,7 @@
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Reachability flags, with the platform's bit values; this layer sets
 /// `Reachable` and, for a target on this machine, `IsLocalAddress`.

@@ -2,6 +2,8 @@
 // posting thread, to the observers registered for that name and/or sender.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// One posted notification: a name, the sender (may be null) and user info.
 class Notification : public Object {

@@ -11,6 +11,8 @@
 // Every function may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -20,7 +22,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class OSRelease {
  public:

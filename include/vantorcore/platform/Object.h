@@ -21,6 +21,8 @@
 // `ObjectRestoration`) its conformance. Nothing else needs registering.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <concepts>
 #include <functional>
 #include <map>
@@ -34,7 +36,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Class;
 class Coder;

@@ -10,6 +10,8 @@
 // observation moves to the new one by itself.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <map>
 #include <memory>
@@ -20,7 +22,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// What a change dictionary carries (bit set).
 enum KeyValueObservingOptions : unsigned {

@@ -3,6 +3,8 @@
 // a queue that starts them on the global dispatch queue.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -13,7 +15,7 @@
 
 #include "vantorcore/platform/Observable.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Operation : public Observable {
   LX_DECLARE_CLASS(Operation)

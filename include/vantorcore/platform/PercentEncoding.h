@@ -5,6 +5,8 @@
 // allowed set is kept, every other byte becomes "%XX" with upper-case hex.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -13,7 +15,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A set of ASCII characters as a 128-bit map. Characters outside ASCII are
 /// never members, so they are always percent-encoded.

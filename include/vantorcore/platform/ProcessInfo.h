@@ -1,12 +1,14 @@
 // Facts about the running process: its name, identifier and environment.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A system version as three numbers ("22.04" => 22, 4, 0).
 struct OperatingSystemVersion {

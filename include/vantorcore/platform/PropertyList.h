@@ -23,6 +23,8 @@
 // All functions are thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <sys/types.h>
 
 #include <cstddef>
@@ -33,7 +35,7 @@
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Codes of `NSCocoaErrorDomain` for property lists, with the platform's values.
 ///@{

@@ -12,11 +12,13 @@
 // main thread); they are not locked.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Responder : public Object {
   LX_DECLARE_CLASS(Responder)

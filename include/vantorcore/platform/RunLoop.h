@@ -4,6 +4,8 @@
 // that a host's own loop (GLib, Qt) can watch.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -19,7 +21,7 @@
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Timer;
 

@@ -9,6 +9,8 @@
 // value: one thread at a time.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -17,7 +19,7 @@
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Scanner {
  public:

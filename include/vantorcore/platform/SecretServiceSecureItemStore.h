@@ -16,11 +16,13 @@
 // gives `errSecNotAvailable`. Calls are serialised within the process.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class SecretServiceSecureItemStore : public SecureItemStore {
  public:

@@ -3,13 +3,15 @@
 // item by reference, how many results and of which kinds.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 #include <span>
 
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// One stored item as backends hand it over.
 struct SecureItem {

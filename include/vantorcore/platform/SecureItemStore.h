@@ -31,6 +31,8 @@
 // Every store is safe to call from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -42,7 +44,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The platform's 32-bit status.
 using OSStatus = std::int32_t;

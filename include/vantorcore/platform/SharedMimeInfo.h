@@ -9,6 +9,8 @@
 // All functions are thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 #include <string_view>
@@ -17,7 +19,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class SharedMimeInfo {
  public:

@@ -12,6 +12,8 @@
 // trailing slash never makes a component empty. Lengths count UTF-16 units.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <span>
 #include <string>
@@ -20,7 +22,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The components of a path. A leading "/" is a component of its own, and so
 /// is a trailing one; runs of slashes count as one separator.

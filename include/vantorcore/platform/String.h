@@ -6,6 +6,8 @@
 // U+FFFD so that a bad byte can never take a caller down.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +19,7 @@
 #include <type_traits>
 #include <vector>
 
-namespace lx {
+namespace LX_API lx {
 
 /// Text as UTF-16 code units; lengths and indexes count code units.
 using String = std::u16string;

@@ -2,6 +2,8 @@
 // platform's `%@` conversion for strings, values and objects.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 #include <span>
@@ -10,7 +12,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Object;
 class Value;

@@ -2,12 +2,15 @@
 // look-ups never build a key string.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <unordered_map>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx::detail {
+namespace LX_API lx {
+namespace detail {
 
 struct StringHash {
   using is_transparent = void;
@@ -17,4 +20,5 @@ struct StringHash {
 template <class T>
 using StringMap = std::unordered_map<String, T, StringHash, std::equal_to<>>;
 
-}  // namespace lx::detail
+}  // namespace detail
+}  // namespace lx

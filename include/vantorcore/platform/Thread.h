@@ -4,6 +4,8 @@
 // run loop, name, cancel flag and dictionary.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Thread : public Object {
   LX_DECLARE_CLASS(Thread)

@@ -2,6 +2,8 @@
 // loop it was added to, in the modes it was added for.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -12,7 +14,7 @@
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class RunLoop;
 

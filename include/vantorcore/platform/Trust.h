@@ -26,6 +26,8 @@
 // on different threads at once.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -34,7 +36,7 @@
 #include "vantorcore/platform/SecureItemStore.h"
 #include "vantorcore/platform/TrustPolicy.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The platform's trust results, with its values.
 enum class TrustResult : std::uint32_t {

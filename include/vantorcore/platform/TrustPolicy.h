@@ -1,11 +1,13 @@
 // `TrustPolicy`: what a trust evaluation checks a certificate chain for.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class TrustPolicy {
  public:

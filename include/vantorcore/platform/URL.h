@@ -6,13 +6,15 @@
 // name says "percentEncoded"; a part the URL does not have is absent.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class URL {
  public:

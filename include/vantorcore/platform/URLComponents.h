@@ -7,6 +7,8 @@
 // value type; not for concurrent mutation.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// One "name=value" pair of a query; a pair without "=" has no value.
 struct URLQueryItem {

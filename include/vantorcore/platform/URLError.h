@@ -2,13 +2,15 @@
 // codes, each carrying the failing URL in its user info.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Codes in `NSURLErrorDomain`, with the platform's values.
 ///@{

@@ -4,12 +4,14 @@
 // Immutable, so every operation is thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class URLObject : public Object {
   LX_DECLARE_CLASS(URLObject)

@@ -4,13 +4,15 @@
 // The default opener is `GIOURLOpener` (GIOURLOpener.h).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The domain of the errors of opening and receiving URLs:
 /// "URLOpenerErrorDomain".

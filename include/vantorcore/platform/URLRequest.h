@@ -2,6 +2,8 @@
 // fields, a body, the cache policy and the idle time-out. A value type.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <utility>
 #include <vector>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Cache policies, with the platform's values. The URL-loading layer keeps
 /// no response cache, so every policy loads from the server; the policy is

@@ -9,12 +9,14 @@
 // one started before the files exist may not see them.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <vector>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A registered handler of a URL scheme: the desktop entry that opens it.
 struct URLSchemeHandler {

@@ -22,6 +22,8 @@
 // its maker, who can invalidate it. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -34,7 +36,7 @@
 #include "vantorcore/platform/URLRequest.h"
 #include "vantorcore/platform/URLSessionTask.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// How a session makes its requests; copied into the session at creation.
 struct URLSessionConfiguration {

@@ -8,6 +8,8 @@
 // layer until it completes, so callers need not hold it. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -22,7 +24,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/URLRequest.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class URLSession;
 

@@ -37,6 +37,8 @@
 // Every member may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -52,7 +54,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class UserDefaults : public Observable {
  public:

@@ -13,6 +13,8 @@
 // the block is given back when the last value that points into it is gone.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <compare>
 #include <cstdint>
@@ -29,7 +31,7 @@
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class Object;
 class Value;

@@ -21,10 +21,12 @@
 // All functions are thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 struct ValueClasses {
   /// The classes of the value types, as archives name them; the mutable forms decode to the same

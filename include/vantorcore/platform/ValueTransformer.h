@@ -2,6 +2,8 @@
 // and the process-wide registry of transformers by name.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 #include <vector>
@@ -9,7 +11,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class ValueTransformer : public Object {
   LX_DECLARE_CLASS(ValueTransformer)

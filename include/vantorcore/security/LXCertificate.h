@@ -2,13 +2,15 @@
 // platform `Certificate` value. Equal and hashed by the encoded bytes.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 
 #include "vantorcore/platform/Certificate.h"
 #include "vantorcore/platform/Object.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXCertificate : public Object {
   LX_DECLARE_CLASS(LXCertificate)

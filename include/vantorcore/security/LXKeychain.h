@@ -15,6 +15,8 @@
 // duplicate-item status.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -23,7 +25,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/SecureItemStore.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The error domain of password-store failures; codes are the store's statuses.
 inline constexpr StringView LXKeychainErrorDomain = u"LXKeychainErrorDomain";

@@ -14,6 +14,8 @@
 // certificate when the user accepts. Without a handler, -1 counts as refused.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,7 +27,7 @@
 #include "vantorcore/platform/Trust.h"
 #include "vantorcore/security/LXCertificate.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The answers of `LXTrust::evaluate`.
 ///@{

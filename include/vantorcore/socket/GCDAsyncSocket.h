@@ -8,6 +8,8 @@
 // `NSUnderlyingError`, TLS failures OpenSSL's text in the description.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,7 +23,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The error domain of socket failures.
 inline constexpr StringView GCDAsyncSocketErrorDomain = u"GCDAsyncSocketErrorDomain";

@@ -6,6 +6,8 @@
 // result is the caller's to change. As thread-safe as the vectors given.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <optional>
@@ -19,7 +21,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A set of indexes, in ascending order.
 using IndexSet = std::set<std::size_t>;

@@ -1,9 +1,11 @@
 // The UTF-8 byte-order mark (EF BB BF) at the start of byte buffers.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/Data.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// True when `data` begins with EF BB BF.
 bool lx_hasUTF8BOM(DataView data) noexcept;

@@ -6,6 +6,8 @@
 // chunk by chunk. All of it is reentrant; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -15,7 +17,7 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Standard Base64 ("A–Z a–z 0–9 + /") with "=" padding and no line breaks.
 ///   '' => ''    'f' => 'Zg=='    'fo' => 'Zm8='    'foo' => 'Zm9v'

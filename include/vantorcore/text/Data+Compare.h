@@ -1,9 +1,11 @@
 // Prefix and suffix tests on byte buffers.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/Data.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// True when `data` begins with `prefix`. An empty prefix is never found
 /// (a search for no bytes finds nothing).

@@ -2,12 +2,14 @@
 // header and Adler-32 checksum), not gzip. Reentrant; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// `data` compressed at zlib's default level into one zlib stream; absent
 /// when zlib fails.

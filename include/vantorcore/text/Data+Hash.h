@@ -2,13 +2,15 @@
 // interfaces, and their hexadecimal forms. Reentrant; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The 16-byte MD5 digest.
 Data lx_MD5Data(DataView data);

@@ -2,13 +2,15 @@
 // monotonic clock, RFC 1123 text and relative "ago" phrases.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <ctime>
 
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A UTC date-time record: seconds since 1904-01-01 00:00:00 UTC in 48 bits
 /// (`highSeconds` the top 16, `lowSeconds` the low 32) and a fraction of a

@@ -9,10 +9,12 @@
 // the default while the process runs is not seen. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <mutex>
 
-namespace lx {
+namespace LX_API lx {
 
 namespace detail {
 /// Reads "DebugLogging" and logs "DEBUG LOGGING IS ON" when it is true.

@@ -5,6 +5,8 @@
 // `Class` (matching its subclasses too). As thread-safe as the dictionary.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <initializer_list>
 #include <optional>
 #include <span>
@@ -15,7 +17,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// What `lx_objectOfClass` accepts: a `Value::Type` (with `Integer` and
 /// `UnsignedInteger` both meaning "an integer"), `ValueClass::number()` for

@@ -8,6 +8,8 @@
 // itself (thread-safe) and so are not carried into errors derived from it.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
@@ -16,7 +18,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// A new error in `domain` with `code` whose user info is `userInfo` (if any)
 /// plus the title under `NSLocalizedDescriptionKey` and the message under

@@ -2,9 +2,11 @@
 // registered as the value transformer "LXDurationValueTransformer".
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/ValueTransformer.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXDurationValueTransformer : public ValueTransformer {
   LX_DECLARE_CLASS(LXDurationValueTransformer)

@@ -2,12 +2,14 @@
 // offset, with or without milliseconds.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <mutex>
 
 #include "vantorcore/platform/DateFormatter.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXISO8601WithUTCDateFormatter : public DateFormatter {
   LX_DECLARE_CLASS(LXISO8601WithUTCDateFormatter)

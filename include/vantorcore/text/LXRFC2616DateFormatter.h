@@ -2,12 +2,14 @@
 // obsolete forms of RFC 2616 as reading fallbacks.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 #include <mutex>
 
 #include "vantorcore/platform/DateFormatter.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXRFC2616DateFormatter : public DateFormatter {
   LX_DECLARE_CLASS(LXRFC2616DateFormatter)

@@ -4,12 +4,14 @@
 // A plain value; one thread at a time.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXSimpleScanner {
  public:

@@ -2,6 +2,8 @@
 // looked up from a base key, with a process-wide cache by base key.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,7 +12,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTenseString : public Object {
   LX_DECLARE_CLASS(LXTenseString)

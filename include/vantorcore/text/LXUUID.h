@@ -8,6 +8,8 @@
 // object. All operations are thread-safe: the value never changes.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -17,7 +19,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXUUID : public Object, public SecureCoding {
   LX_DECLARE_CLASS(LXUUID)

@@ -6,13 +6,15 @@
 // location alone unless its comment says otherwise.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/Scanner.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Reads the unit at the location when `set` is given and holds it.
 ///   'a1' at 0, letters => true, 'a', location 1;   digits => false, location 0

@@ -8,13 +8,15 @@
 // Everything here may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Collator.h"
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The file browser's natural order of `receiver` against `other`: numbers
 /// by value, case and width ignored, punctuation significant. An absent

@@ -2,12 +2,14 @@
 // are digested as UTF-8 (a lone surrogate counts as U+FFFD). Any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The MD5 digest of the UTF-8 bytes up to the first NUL.
 Data lx_MD5Data(StringView string);

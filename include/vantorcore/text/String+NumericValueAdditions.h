@@ -2,9 +2,11 @@
 // numbers that does not depend on the user's locale. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The base-10 value of the text's leading number as `strtoull` reads it:
 /// leading white space and a sign are accepted (a '-' negates modulo 2^64),

@@ -2,12 +2,14 @@
 // of numeric IP addresses. All may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The `confstr` value of `name` (for example `_CS_PATH`), read into a 1,024
 /// byte buffer, so longer values are cut; absent when `confstr` returns 0 (an

@@ -12,6 +12,8 @@
 // queries go through `FileManager::threadSafeManager()`. Nothing here throws.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <concepts>
 #include <cstddef>
 #include <functional>
@@ -21,7 +23,7 @@
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 // ---------------------------------------------------------------------------
 // Home directories

@@ -6,13 +6,16 @@
 // `FileManager::defaultManager()`; any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx::PathNode {
+namespace LX_API lx {
+namespace PathNode {
 
 /// The file manager's display name of the item; the last path component
 /// when it has none.
@@ -35,4 +38,5 @@ std::optional<std::uint64_t> size(StringView path);
 /// `lx_stringByNormalizingPath(path)`.
 String path(StringView path);
 
-}  // namespace lx::PathNode
+}  // namespace PathNode
+}  // namespace lx

@@ -4,12 +4,14 @@
 // the input comes back unchanged. Any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The ASCII-compatible form of a host name. A leading "scheme://" and any
 /// "www." groups right after it (matched case-insensitively) are kept as

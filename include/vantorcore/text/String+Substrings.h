@@ -4,12 +4,14 @@
 // functions are pure and may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Whether a search under `options` finds `other` in the string; false for an
 /// absent or empty `other`.

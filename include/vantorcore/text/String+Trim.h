@@ -5,12 +5,14 @@
 // use `CharacterSet` membership; a surrogate pair is tested as its code point.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 
 #include "vantorcore/platform/CharacterSet.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The string without `prefix` when it starts with it (removed once).
 ///   'foo.bar' - 'foo.' => 'bar',  'aab' - 'a' => 'ab',  'bar' - 'x' => 'bar'

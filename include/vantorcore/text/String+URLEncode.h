@@ -3,11 +3,13 @@
 // with upper-case hex; a lone surrogate is encoded as U+FFFD. Any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Canonical composition (NFC), then the legacy URL escaping: every
 /// character that is not legal in a URL is escaped, and so are "?", "+",

@@ -1,10 +1,12 @@
 // Setting a URL path so that it fits the authority of the components.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URLComponents.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Sets `path` (decoded text) on `components`. Without user, password and a
 /// non-zero port, a non-empty path not beginning with "/" gets one in front;

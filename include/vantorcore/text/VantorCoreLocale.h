@@ -6,13 +6,15 @@
 // to an empty string. All functions may be called from any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Bundle.h"
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The library's version number: 0.
 extern const double VantorCoreVersionNumber;

@@ -35,6 +35,8 @@
 // reported to callers.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <cstdint>
 #include <map>
@@ -51,7 +53,7 @@
 #include "vantorcore/transcript/LXTranscriptConnection.h"
 #include "vantorcore/transcript/LXTranscriptConnectionCache.h"
 
-namespace lx {
+namespace LX_API lx {
 
 namespace transcript {
 class LineBatch;

@@ -2,11 +2,13 @@
 // identity. Two connections answering equal UUIDs are the same connection.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <memory>
 
 #include "vantorcore/text/LXUUID.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTranscriptConnection {
  public:

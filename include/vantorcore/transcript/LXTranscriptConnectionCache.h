@@ -3,6 +3,8 @@
 // line.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -11,7 +13,7 @@
 #include "vantorcore/text/LXUUID.h"
 #include "vantorcore/transcript/LXTranscriptConnection.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTranscriptConnectionCache : public Object {
   LX_DECLARE_CLASS(LXTranscriptConnectionCache)

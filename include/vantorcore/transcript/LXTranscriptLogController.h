@@ -20,6 +20,8 @@
 // `Clock::current()`, so tests move across midnight by hand.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,7 +32,7 @@
 #include "vantorcore/platform/Date.h"
 #include "vantorcore/platform/Timer.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXTranscriptLogController;
 

@@ -3,13 +3,15 @@
 // and counts turned into coarse buckets that say little about one user.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <functional>
 
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Preference keys (booleans in the host's user defaults). The library reads
 /// only the first; the others are named here for the host's own use.

@@ -7,6 +7,8 @@
 // online even when the far side of it is down.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <atomic>
 #include <memory>
 
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Posted by a reachability object, on the thread that scheduled it, when
 /// its online state changes; the user info holds `LXNetworkStateIsOnline`.

@@ -1,12 +1,14 @@
 // Mailing-list sign-up on the maker's web server (see LXWebServer.h).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// Receives whether the server added the address, and the transport's
 /// error (null when the request went through).

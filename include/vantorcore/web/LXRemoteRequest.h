@@ -7,6 +7,8 @@
 // report to its delegate from inside its own creation (an unusable URL).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -21,7 +23,7 @@
 #include "vantorcore/platform/URLSessionTask.h"
 #include "vantorcore/platform/Value.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXRemoteRequest;
 

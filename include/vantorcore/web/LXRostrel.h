@@ -16,6 +16,8 @@
 // earlier cancels the request (and the handler is never called).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -28,7 +30,7 @@
 #include "vantorcore/platform/Value.h"
 #include "vantorcore/web/LXRemoteRequest.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The library's general error domain.
 inline constexpr StringView LXErrorDomain = u"LXErrorDomain";

@@ -7,6 +7,8 @@
 // Destroying a task object cancels what it still runs.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -20,7 +22,7 @@
 #include "vantorcore/platform/URLRequest.h"
 #include "vantorcore/platform/URLSession.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXURLTask : public Object {
   LX_DECLARE_CLASS(LXURLTask)

@@ -9,11 +9,13 @@
 // through the API wins over the preference, which wins over the default.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The preference key a host (or its user) may set.
 inline constexpr StringView LXWebServerBaseAddressPrefKey = u"LXWebServerBaseAddress";

@@ -17,13 +17,15 @@
 //                      ((count(preceding-sibling::*)+1) - 1) mod 2 = 0]
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 #include <string>
 
 #include "vantorcore/platform/Error.h"
 #include "vantorcore/platform/String.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The XPath expression (relative to a context node, selecting the matching
 /// elements below it) for a CSS selector. Type names are lower-cased when

@@ -14,6 +14,8 @@
 // concurrently too.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -22,7 +24,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/xml/LXXMLNode.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The domain of the errors of XML parsing and queries: "LXXMLErrorDomain".
 inline constexpr StringView LXXMLErrorDomain = u"LXXMLErrorDomain";

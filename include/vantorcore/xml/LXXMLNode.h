@@ -7,6 +7,8 @@
 // read and queried from several threads at once.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,7 +19,7 @@
 
 struct _xmlNode;
 
-namespace lx {
+namespace LX_API lx {
 
 namespace detail {
 struct XMLDocumentStorage;

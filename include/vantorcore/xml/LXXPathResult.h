@@ -3,12 +3,14 @@
 // by XPath's own rules (`string()`, `number()`, `boolean()`).
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <vector>
 
 #include "vantorcore/platform/String.h"
 #include "vantorcore/xml/LXXMLNode.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class LXXPathResult {
  public:
