@@ -11,6 +11,8 @@
 // entry, never a torn one. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <optional>
 
 #include "vantorcore/platform/Data.h"
@@ -19,7 +21,7 @@
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class FaviconCache {
  public:

@@ -15,13 +15,15 @@
 // decode; ties keep document order.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <climits>
 #include <vector>
 
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/URL.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The side of a link whose `sizes` says "any".
 inline constexpr int kFaviconAnySize = INT_MAX;

@@ -25,6 +25,8 @@
 // unless told), so its run loop must run for them to happen. Thread-safe.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <functional>
 #include <map>
 #include <memory>
@@ -40,7 +42,7 @@
 #include "vantorcore/platform/URL.h"
 #include "vantorcore/platform/URLSession.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class FaviconLoader : public std::enable_shared_from_this<FaviconLoader> {
  public:

@@ -8,6 +8,8 @@
 // sizes in the directory are only hints; the image's own header decides.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -16,7 +18,7 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// One image of the directory as the file announces it.
 struct ICOEntry {

@@ -7,6 +7,8 @@
 // header costs nothing. Safe to call on any thread.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cstddef>
 #include <optional>
 
@@ -14,7 +16,7 @@
 #include "vantorcore/platform/Data.h"
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 /// The largest side, in pixels, of an image the decoder accepts.
 inline constexpr int kMaximumIconSide = 2048;

@@ -4,6 +4,8 @@
 // a list costs nothing; a host paints it with `cairo_set_source_surface`.
 #pragma once
 
+#include "vantorcore/Export.h"
+
 #include <cairo.h>
 
 #include <cstdint>
@@ -12,7 +14,7 @@
 
 #include "vantorcore/platform/Error.h"
 
-namespace lx {
+namespace LX_API lx {
 
 class ImageSurface {
  public:
