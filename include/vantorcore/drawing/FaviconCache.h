@@ -43,7 +43,9 @@ class FaviconCache {
   explicit FaviconCache(String folder = defaultFolder(), double expiry = kDefaultExpiry)
       : folder_(std::move(folder)), expiry_(expiry) {}
 
+  /// The folder holding the entries, one file per site.
   [[nodiscard]] const String& folder() const noexcept { return folder_; }
+  /// Seconds after its fetch that an entry stops being fresh.
   [[nodiscard]] double expiry() const noexcept { return expiry_; }
 
   /// The bytes of the site's fresh entry at `now`; absent when there is

@@ -6,10 +6,10 @@
 // form). `href`s resolve against the document's first `<base href>`, itself
 // resolved against the page's URL; links that resolve to no http or https
 // URL are left out. A `sizes` attribute gives the link its largest side:
-///   'sizes="16x16 32x32"'  => 32
-///   'sizes="180X120"'       => 180
-///   'sizes="any"'           => kFaviconAnySize (scalable, largest of all)
-///   'sizes="big"', none     => 0 (unknown)
+//   'sizes="16x16 32x32"'  => 32
+//   'sizes="180X120"'       => 180
+//   'sizes="any"'           => kFaviconAnySize (scalable, largest of all)
+//   'sizes="big"', none     => 0 (unknown)
 // Order: links of a suitable known size (any, or at most `kMaximumIconSide`)
 // largest first, then links of unknown size, then those too large to
 // decode; ties keep document order.
@@ -28,12 +28,14 @@ namespace LX_API lx {
 /// The side of a link whose `sizes` says "any".
 inline constexpr int kFaviconAnySize = INT_MAX;
 
+/// Where a candidate came from: a `rel` token, or the site's /favicon.ico.
 enum class FaviconLinkKind { Icon, ShortcutIcon, AppleTouchIcon, DefaultLocation };
 
+/// One place to try for a site's icon.
 struct FaviconLink {
-  URL url;
+  URL url;  ///< absolute http or https URL of the icon
   int size = 0;  ///< largest side from `sizes`; 0 unknown
-  FaviconLinkKind kind = FaviconLinkKind::Icon;
+  FaviconLinkKind kind = FaviconLinkKind::Icon;  ///< which `rel` named it
 };
 
 /// The largest side a `sizes` attribute names (see above).

@@ -64,9 +64,12 @@ class FaviconLoader : public std::enable_shared_from_this<FaviconLoader> {
       FaviconCache cache = FaviconCache(), double timeout = kDefaultTimeout,
       std::shared_ptr<DispatchQueue> completionQueue = DispatchQueue::main());
 
+  /// As `make`; use `make`, since loads keep the loader alive through a
+  /// shared pointer.
   FaviconLoader(FaviconCache cache, double timeout, std::shared_ptr<DispatchQueue> completionQueue);
   ~FaviconLoader();
 
+  /// The on-disk cache this loader reads first and fills.
   [[nodiscard]] const FaviconCache& cache() const noexcept { return cache_; }
 
   /// Loads the icon of the site of `pageURL` as a `side` × `side` image

@@ -24,9 +24,9 @@ namespace LX_API lx {
 struct ICOEntry {
   int width = 0;   ///< 1…256; a stored 0 means 256
   int height = 0;  ///< 1…256; a stored 0 means 256
-  int bitCount = 0;
-  std::uint32_t offset = 0;
-  std::uint32_t size = 0;
+  int bitCount = 0;          ///< bits per pixel as announced (0 when unstated)
+  std::uint32_t offset = 0;  ///< where the payload starts, from the file's start
+  std::uint32_t size = 0;    ///< payload bytes; offset + size lies within the file
   bool isPNG = false;  ///< the payload starts with the PNG signature
 };
 

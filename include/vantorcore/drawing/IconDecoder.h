@@ -23,6 +23,7 @@ inline constexpr int kMaximumIconSide = 2048;
 /// The largest icon file the decoder (and the favicon loader) accepts.
 inline constexpr std::size_t kMaximumIconBytes = 4 << 20;
 
+/// The image formats the decoder reads.
 enum class IconFormat { Unknown, PNG, ICO, SVG };
 
 /// The format `data` starts like (PNG and ICO by their first bytes, SVG by

@@ -16,6 +16,8 @@
 
 namespace LX_API lx {
 
+/// A Cairo ARGB32 image surface held by reference count: copies share the
+/// pixels.
 class ImageSurface {
  public:
   /// A transparent image of `width` × `height` pixels; absent when either
@@ -23,11 +25,15 @@ class ImageSurface {
   static std::optional<ImageSurface> make(int width, int height);
   /// Takes over one reference to `surface`, an image surface in ARGB32.
   explicit ImageSurface(cairo_surface_t* surface) noexcept : surface_(surface) {}
+  /// Shares `other`'s surface (one more Cairo reference).
   ImageSurface(const ImageSurface& other) noexcept;
+  /// Shares `other`'s surface and drops this one's.
   ImageSurface& operator=(const ImageSurface& other) noexcept;
   ~ImageSurface();
 
+  /// The width in pixels.
   [[nodiscard]] int width() const noexcept;
+  /// The height in pixels.
   [[nodiscard]] int height() const noexcept;
   /// The surface, owned by this object (reference it to keep it longer).
   [[nodiscard]] cairo_surface_t* cairoSurface() const noexcept { return surface_; }

@@ -13,6 +13,7 @@
 
 namespace LX_API lx {
 
+/// The library's version as built, for hosts to compare with the headers.
 class VantorCore {
  public:
   /// Not constructible: every member is static.
