@@ -27,15 +27,8 @@ printf '<html><head><link rel="icon" href="icon.png" sizes="64x64"></head></html
 cp "$dir/www/site/icon.png" "$dir/www/favicon.ico"  # a PNG under the ICO name
 printf '<html><head><title>no links</title></head></html>' >"$dir/www/bare/index.html"
 
-# A free port from the kernel, then the server on it.
-port=$(/usr/bin/python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-/usr/bin/python3 -m http.server "$port" --bind 127.0.0.1 --directory "$dir/www" >/dev/null 2>&1 &
-server=$!
-tries=0
-until /usr/bin/python3 -c "import urllib.request; urllib.request.urlopen('http://127.0.0.1:$port/')" 2>/dev/null; do
-  tries=$((tries + 1)); [ "$tries" -lt 100 ] || { echo "server did not start" >&2; exit 1; }
-  sleep 0.1
-done
+. "$(dirname "$0")/../../scripts/serve-folder.sh"
+serve_folder "$dir/www"
 
 cd "$dir"
 "$vantor" favicon "http://127.0.0.1:$port/site/" --size 48 -o linked.png >out

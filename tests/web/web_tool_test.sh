@@ -15,15 +15,8 @@ trap cleanup EXIT
 cd "$dir"
 mkdir www
 head -c 2000000 /dev/urandom >www/blob
-python3 -u -m http.server --bind 127.0.0.1 --directory www 0 >server.log 2>&1 &
-server=$!
-port=
-for _ in $(seq 100); do
-  port=$(sed -n 's/.* port \([0-9]*\).*/\1/p' server.log)
-  [ -n "$port" ] && break
-  sleep 0.1
-done
-[ -n "$port" ] || { echo "the local server did not start" >&2; exit 1; }
+. "$(dirname "$0")/../../scripts/serve-folder.sh"
+serve_folder www
 
 expect() {  # expect FILE TEXT: FILE contains TEXT
   grep -qF -- "$2" "$1" || { echo "$1 lacks: $2" >&2; cat "$1" >&2; exit 1; }
