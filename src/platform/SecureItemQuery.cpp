@@ -8,7 +8,7 @@ namespace {
 
 enum class AttributeType { String, Integer, Data, Bool, Date };
 
-struct AttributeSpec {
+struct AttributeRule {
   StringView key;
   AttributeType type;
   bool writable;
@@ -16,25 +16,25 @@ struct AttributeSpec {
 
 // Every attribute a password item has. Dates are the store's to set.
 constexpr std::array kAttributes{
-    AttributeSpec{kSecAttrAccessGroup, AttributeType::String, true},
-    AttributeSpec{kSecAttrAccount, AttributeType::String, true},
-    AttributeSpec{kSecAttrAuthenticationType, AttributeType::String, true},
-    AttributeSpec{kSecAttrComment, AttributeType::String, true},
-    AttributeSpec{kSecAttrCreationDate, AttributeType::Date, false},
-    AttributeSpec{kSecAttrCreator, AttributeType::Integer, true},
-    AttributeSpec{kSecAttrDescription, AttributeType::String, true},
-    AttributeSpec{kSecAttrGeneric, AttributeType::Data, true},
-    AttributeSpec{kSecAttrIsInvisible, AttributeType::Bool, true},
-    AttributeSpec{kSecAttrIsNegative, AttributeType::Bool, true},
-    AttributeSpec{kSecAttrLabel, AttributeType::String, true},
-    AttributeSpec{kSecAttrModificationDate, AttributeType::Date, false},
-    AttributeSpec{kSecAttrPath, AttributeType::String, true},
-    AttributeSpec{kSecAttrPort, AttributeType::Integer, true},
-    AttributeSpec{kSecAttrProtocol, AttributeType::String, true},
-    AttributeSpec{kSecAttrSecurityDomain, AttributeType::String, true},
-    AttributeSpec{kSecAttrServer, AttributeType::String, true},
-    AttributeSpec{kSecAttrService, AttributeType::String, true},
-    AttributeSpec{kSecAttrType, AttributeType::Integer, true},
+    AttributeRule{kSecAttrAccessGroup, AttributeType::String, true},
+    AttributeRule{kSecAttrAccount, AttributeType::String, true},
+    AttributeRule{kSecAttrAuthenticationType, AttributeType::String, true},
+    AttributeRule{kSecAttrComment, AttributeType::String, true},
+    AttributeRule{kSecAttrCreationDate, AttributeType::Date, false},
+    AttributeRule{kSecAttrCreator, AttributeType::Integer, true},
+    AttributeRule{kSecAttrDescription, AttributeType::String, true},
+    AttributeRule{kSecAttrGeneric, AttributeType::Data, true},
+    AttributeRule{kSecAttrIsInvisible, AttributeType::Bool, true},
+    AttributeRule{kSecAttrIsNegative, AttributeType::Bool, true},
+    AttributeRule{kSecAttrLabel, AttributeType::String, true},
+    AttributeRule{kSecAttrModificationDate, AttributeType::Date, false},
+    AttributeRule{kSecAttrPath, AttributeType::String, true},
+    AttributeRule{kSecAttrPort, AttributeType::Integer, true},
+    AttributeRule{kSecAttrProtocol, AttributeType::String, true},
+    AttributeRule{kSecAttrSecurityDomain, AttributeType::String, true},
+    AttributeRule{kSecAttrServer, AttributeType::String, true},
+    AttributeRule{kSecAttrService, AttributeType::String, true},
+    AttributeRule{kSecAttrType, AttributeType::Integer, true},
 };
 
 constexpr std::array<StringView, 4> kGenericKey{kSecAttrAccount, kSecAttrService,
@@ -54,9 +54,9 @@ constexpr std::array<StringView, 10> kAnyKey{kSecAttrAccount,
                                              kSecAttrAccessGroup,
                                              kSecAttrSynchronizable};
 
-const AttributeSpec* attributeSpec(StringView key) {
-  for (const AttributeSpec& spec : kAttributes) {
-    if (spec.key == key) return &spec;
+const AttributeRule* attributeRule(StringView key) {
+  for (const AttributeRule& rule : kAttributes) {
+    if (rule.key == key) return &rule;
   }
   return nullptr;
 }
@@ -148,10 +148,10 @@ std::optional<SecureItemQuery> SecureItemQuery::parse(const Dictionary& dictiona
       }
       query.secret_ = *value.asData();
     } else {
-      const AttributeSpec* spec = attributeSpec(k);
-      if (!spec || !hasType(value, spec->type)) return refuse();
-      if (purpose != Purpose::Match && !spec->writable) return refuse();
-      query.attributes_.set(key, normalised(value, spec->type));
+      const AttributeRule* rule = attributeRule(k);
+      if (!rule || !hasType(value, rule->type)) return refuse();
+      if (purpose != Purpose::Match && !rule->writable) return refuse();
+      query.attributes_.set(key, normalised(value, rule->type));
     }
   }
   if (purpose == Purpose::Add && !synchronizableGiven) {

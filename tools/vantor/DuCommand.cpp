@@ -3,7 +3,7 @@
 
 #include "Command.h"
 #include "StreamIO.h"
-#include "vantorcore/files/FileManager+DirectoryInspection.h"
+#include "vantorcore/files/FileManager+DirectoryContents.h"
 #include "vantorcore/platform/String+Paths.h"
 
 namespace vantor {

@@ -1,12 +1,12 @@
 // `vantor ls`: a folder's contents, or with --deep its whole tree, through
-// the library's directory inspection.
+// the library's directory listings.
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Command.h"
 #include "StreamIO.h"
-#include "vantorcore/files/FileManager+DirectoryInspection.h"
+#include "vantorcore/files/FileManager+DirectoryContents.h"
 #include "vantorcore/platform/String+Paths.h"
 
 namespace vantor {

@@ -1,4 +1,4 @@
-// The library's directory inspection: counting files, summing logical and
+// What a folder holds: counting files, summing logical and
 // physical sizes, deep listings with filters, and emptying a folder. Every
 // walk goes through the platform's `DirectoryEnumerator`
 // (platform/DirectoryEnumerator.h) with the values it needs read up front.

@@ -1,4 +1,4 @@
-#include "vantorcore/files/FileManager+DirectoryInspection.h"
+#include "vantorcore/files/FileManager+DirectoryContents.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 //   a.txt b.png c.jpg noext .hidden(lists "listed.txt") listed.txt
 //   .dot/inner.txt  sub/d.png sub/e.txt sub/deeper/f.gif  App.app/g.txt
 //   link.png -> a.txt
-class DirectoryInspectionTest : public ::testing::Test {
+class DirectoryContentsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (const char* file : {"a.txt", "b.png", "c.jpg", "noext", "listed.txt", ".dot/inner.txt",
@@ -60,7 +60,7 @@ class DirectoryInspectionTest : public ::testing::Test {
 
 using Names = std::vector<std::string>;
 
-TEST_F(DirectoryInspectionTest, ConformingListing) {
+TEST_F(DirectoryContentsTest, ConformingListing) {
   const struct {
     const char* what;
     bool hidden;
@@ -124,7 +124,7 @@ TEST_F(DirectoryInspectionTest, ConformingListing) {
   EXPECT_EQ(lx_deepDirectoryContentsAtPath(manager_, root()).size(), cases[0].expected.size());
 }
 
-TEST_F(DirectoryInspectionTest, ExcludingListing) {
+TEST_F(DirectoryContentsTest, ExcludingListing) {
   const auto skipSub = [this](const String& path) { return path == root() + u"/sub"; };
   const struct {
     const char* what;
@@ -168,7 +168,7 @@ TEST_F(DirectoryInspectionTest, ExcludingListing) {
   }
 }
 
-TEST_F(DirectoryInspectionTest, CountsAndSizesIncludeHiddenItemsAndPackages) {
+TEST_F(DirectoryContentsTest, CountsAndSizesIncludeHiddenItemsAndPackages) {
   // Ten files, .hidden and the link; folders count for nothing.
   EXPECT_EQ(lx_numberOfFilesAtPath(manager_, root()), 12U);
   std::uint64_t counted = 5;
@@ -190,7 +190,7 @@ TEST_F(DirectoryInspectionTest, CountsAndSizesIncludeHiddenItemsAndPackages) {
   EXPECT_EQ(lx_sizeOfFolderContentsAtPath(manager_, root()), logical);
 }
 
-TEST_F(DirectoryInspectionTest, EmptyAndMissingFolders) {
+TEST_F(DirectoryContentsTest, EmptyAndMissingFolders) {
   const String empty = root() + u"/empty";
   const String missing = root() + u"/missing";
   ASSERT_TRUE(manager_.createDirectoryAtPath(empty, false));
@@ -212,7 +212,7 @@ TEST_F(DirectoryInspectionTest, EmptyAndMissingFolders) {
   EXPECT_EQ(error->code(), listingError->code());
 }
 
-TEST_F(DirectoryInspectionTest, RemovingContentsKeepsTheFolder) {
+TEST_F(DirectoryContentsTest, RemovingContentsKeepsTheFolder) {
   ErrorPtr error;
   EXPECT_TRUE(lx_removeDirectoryContentsAtPath(manager_, root(), &error));
   EXPECT_TRUE(fs::is_directory(root_));

@@ -1,4 +1,4 @@
-#include "vantorcore/files/FileManager+DirectoryInspection.h"
+#include "vantorcore/files/FileManager+DirectoryContents.h"
 
 #include <atomic>
 #include <iterator>
