@@ -130,6 +130,14 @@ void KeyPathObservation::observeValueForKeyPath(const String&, Object& object,
   // Keep the root alive while we walk from it; a dying root hears nothing.
   const std::shared_ptr<Object> rootOwner = rootOwner_.lock();
   if (rootShared_ && !rootOwner) return;
+  if (client_.expired()) {
+    // The client died registered. Its registration with the root owns us;
+    // dropping it makes us leave every step once this change has passed.
+    // The root may never be touched again, so the step's change is the
+    // one chance to clean up.
+    root_.dropDeadObservers(keyPath_);
+    return;
+  }
   const int index = indexOfLink(object);
   if (index < 0) return;
   const auto rest = std::span<const String>(components_).subspan(index + 1);

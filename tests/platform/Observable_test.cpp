@@ -222,6 +222,16 @@ TEST(ObservableTest, ADottedPathLeavesTheOldStepsAndFollowsTheNewOnes) {
   EXPECT_EQ(chain.root->observerCount(u"child"), 0u);
 }
 
+TEST(ObservableTest, ADottedPathWhoseObserverDiedLeavesItsStepsAtTheNextChange) {
+  Chain chain;
+  auto recorder = std::make_shared<PathRecorder>();
+  chain.root->addObserver(recorder, u"child.child.title", 0);
+  recorder.reset();  // and the root is never touched again
+  chain.leaf->set(u"title", Value(u"changed"));
+  EXPECT_EQ(chain.leaf->observerCount(u"title"), 0u);
+  EXPECT_EQ(chain.middle->observerCount(u"child"), 0u);
+}
+
 TEST(ObservableTest, RemovalDuringDeliveryStopsTheRemovedObserver) {
   struct Remover : KeyValueObserver {
     Observable* model = nullptr;
