@@ -9,8 +9,10 @@
 set -eu
 build=$(cd "$1" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
-# The shared library exports what the public headers mark, so each must.
+# The shared library exports what the public headers mark, so each must;
+# the umbrella header must bring every one.
 sh "$here/../../scripts/mark-public-api.sh" --check
+sh "$here/../../scripts/umbrella-header.sh" --check
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 if [ $# -ge 2 ]; then

@@ -3,12 +3,13 @@
 // archive named on the command line, prints the root object's class, and
 // checks that the classes named after it are registered. It never names those
 // classes in code, so a static link that dropped unreferenced units fails here.
+// It takes the one include that brings every public header, which must build
+// with the flags pkg-config and the CMake package give and nothing else.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 
-#include <vantorcore/archiving/KeyedUnarchiver.h>
-#include <vantorcore/platform/VantorCore.h>
+#include <vantorcore/vantorcore.h>
 
 int main(int argc, char** argv) {
   if (argc < 2) {
