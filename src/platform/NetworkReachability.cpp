@@ -63,7 +63,7 @@ std::uint32_t flagsForAddress(sockaddr_storage address) {
   ::close(fd);
   if (!routed) return 0;
   return NetworkReachabilityReachable |
-         (isLoopback(address) ? NetworkReachabilityIsLocalAddress : 0);
+         (isLoopback(address) ? std::uint32_t{NetworkReachabilityIsLocalAddress} : 0u);
 }
 
 std::vector<sockaddr_storage> resolve(const String& host) {
