@@ -200,9 +200,15 @@ bool RunLoop::runMode(StringView mode, Date limit) {
   if (consumeStop()) return true;
   auto clock = Clock::current();
   const auto limitPoint = clock->timePointForDate(limit);
+  // The main queue's work arrives through the main loop in the common modes
+  // at any time, so there the mode never runs dry: a caller waiting for it
+  // blocks instead of spinning.
+  const bool isMainLoop = Thread::main()->runLoop().get() == this;
+  bool mayHearFromMainQueue = false;
   {
     std::lock_guard lock(mutex_);
-    if (!hasWorkInModeLocked(mode)) return false;
+    mayHearFromMainQueue = isMainLoop && commonModes_.find(mode) != commonModes_.end();
+    if (!mayHearFromMainQueue && !hasWorkInModeLocked(mode)) return false;
     modeStack_.emplace_back(mode);
   }
   // On every way out: leave the timerfd armed for this mode's next timer, so
@@ -232,7 +238,7 @@ bool RunLoop::runMode(StringView mode, Date limit) {
     std::optional<Clock::TimePoint> next;
     {
       std::lock_guard lock(mutex_);
-      if (!hasWorkInModeLocked(mode)) return true;
+      if (!mayHearFromMainQueue && !hasWorkInModeLocked(mode)) return true;
       syncSourcesLocked(mode);
       next = nextTimerDeadlineLocked(mode);
     }

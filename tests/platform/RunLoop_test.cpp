@@ -6,10 +6,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
 #include "concurrency/ConcurrencyTestSupport.h"
+#include "vantorcore/platform/DispatchQueue.h"
+#include "vantorcore/platform/Thread.h"
 #include "vantorcore/platform/Timer.h"
 
 namespace lx {
@@ -25,6 +28,19 @@ bool readable(int fd) {
 TEST(RunLoopTest, RunModeWithNothingToDoReturnsFalse) {
   auto loop = RunLoop::make();
   EXPECT_FALSE(loop->runMode(DefaultRunLoopMode, Date::distantFuture()));
+}
+
+TEST(RunLoopTest, TheMainLoopInACommonModeWaitsForMainQueueWork) {
+  ASSERT_TRUE(Thread::isMainThread());
+  auto main = RunLoop::main();
+  EXPECT_FALSE(main->runMode(u"private", Date::distantFuture()));  // not a common mode
+  std::atomic<bool> ran{false};
+  std::thread poster([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    DispatchQueue::main()->async([&] { ran = true; });
+  });
+  while (!ran) ASSERT_TRUE(main->runMode(DefaultRunLoopMode, Date::distantFuture()));
+  poster.join();
 }
 
 TEST(RunLoopTest, PerformedClosuresRunInPostingOrderFromAnotherThread) {

@@ -1,11 +1,9 @@
 // `vantor favicon URL [-o FILE.png] [--size N] [--timeout S]`: the icon
 // of a web site, fetched (or taken from the cache) and written as a PNG.
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <string>
-#include <thread>
 
 #include "Command.h"
 #include "StreamIO.h"
@@ -76,12 +74,7 @@ int run(vantor::Arguments args) {
                         done = true;
                       });
   // The completion arrives on the main queue, which this thread's loop drains.
-  while (!done) {
-    if (!lx::RunLoop::main()->runMode(lx::DefaultRunLoopMode,
-                                      lx::Date(lx::Date::now().timeIntervalSince1970() + 0.5))) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-  }
+  while (!done) lx::RunLoop::main()->runMode(lx::DefaultRunLoopMode, lx::Date::distantFuture());
   if (!icon) return vantor::fail("favicon", explain(error));
   if (!icon->writePNG(output, &error)) {
     return vantor::fail("favicon", lx::toUTF8(error->localizedDescription()));

@@ -59,11 +59,13 @@ class RunLoop : public std::enable_shared_from_this<RunLoop> {
   /// source has been handled, `limit` passes (by the current clock) or
   /// `stop` is called; due timers fire along the way without ending the
   /// pass. Returns false at once when the mode has no timer, source or
-  /// pending closure (nothing could ever end the wait), true otherwise.
+  /// pending closure (nothing could ever end the wait), true otherwise. The
+  /// main loop in a common mode never counts as empty: main-queue work may
+  /// arrive at any time.
   /// Only the run loop's own thread may run it; nested runs are allowed.
   bool runMode(StringView mode, Date limit);
   /// `runMode(DefaultRunLoopMode, limit)` repeated until `limit` passes, the
-  /// mode runs dry or `stop` is called.
+  /// mode runs dry (never on the main loop) or `stop` is called.
   void runUntil(Date limit);
   /// `runUntil(Date::distantFuture())`.
   void run() { runUntil(Date::distantFuture()); }
