@@ -56,6 +56,9 @@ bool isWebURL(const URL& url) {
   return scheme == u"http" || scheme == u"https";
 }
 
+// Pages often inline a small icon rather than link to one.
+bool isIconURL(const URL& url) { return isWebURL(url) || url.scheme() == u"data"; }
+
 // 0 for the suitable known sizes, 1 unknown, 2 too large to decode.
 String trimmed(StringView text) {
   while (!text.empty() && isHTMLSpace(text.front())) text.remove_prefix(1);
@@ -100,7 +103,7 @@ std::vector<FaviconLink> lx_faviconLinks(DataView html, const URL& pageURL) {
       const String href = trimmed(*element.attributeNamed(u"href"));
       if (!kind || href.empty()) continue;
       auto url = URL::URLWithString(href, base);
-      if (!url || !isWebURL(*url)) continue;
+      if (!url || !isIconURL(*url)) continue;
       links.push_back(FaviconLink{
           url->absoluteURL(),
           lx_faviconSizeFromSizes(element.attributeNamed(u"sizes").value_or(u"")), *kind});

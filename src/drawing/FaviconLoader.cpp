@@ -6,8 +6,10 @@
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/IconDecoder.h"
 #include "vantorcore/platform/Clock.h"
+#include "vantorcore/platform/PercentEncoding.h"
 #include "vantorcore/platform/URLError.h"
 #include "vantorcore/platform/URLRequest.h"
+#include "vantorcore/text/Data+Base64.h"
 
 namespace lx {
 namespace {
@@ -23,6 +25,19 @@ bool siteUnreachable(const ErrorPtr& error) {
   const std::int64_t code = error->code();
   return code == NSURLErrorTimedOut || code == NSURLErrorCannotConnectToHost ||
          code == NSURLErrorCannotFindHost;
+}
+
+// The bytes of a data URL ("data:[type][;base64],payload", RFC 2397);
+// absent when it is malformed.
+std::optional<Data> dataURLBytes(const URL& url) {
+  const std::string text = toUTF8(url.absoluteString());
+  const std::size_t comma = text.find(',');
+  if (comma == std::string::npos) return std::nullopt;
+  const std::string_view header = std::string_view(text).substr(0, comma);
+  auto payload = percentDecodeUTF8(std::string_view(text).substr(comma + 1));
+  if (!payload) return std::nullopt;
+  if (header.ends_with(";base64")) return lx_dataWithBase64String(fromUTF8(*payload));
+  return Data(payload->begin(), payload->end());
 }
 
 bool isHTMLResponse(const HTTPURLResponse& response) {
@@ -129,6 +144,10 @@ void FaviconLoader::tryNextCandidate(const String& key, std::shared_ptr<Fetch> f
     return;
   }
   const URL candidate = fetch->candidates[fetch->next++].url;
+  if (candidate.scheme() == u"data") {
+    inlineIconLoaded(key, std::move(fetch), candidate);
+    return;
+  }
   URLRequest request(candidate, URLRequestCachePolicy::UseProtocolCachePolicy, timeout_);
   session_
       ->dataTaskWithRequest(
@@ -149,6 +168,21 @@ void FaviconLoader::tryNextCandidate(const String& key, std::shared_ptr<Fetch> f
             self->tryNextCandidate(key, fetch);
           })
       ->resume();
+}
+
+void FaviconLoader::inlineIconLoaded(const String& key, std::shared_ptr<Fetch> fetch,
+                                     const URL& candidate) {
+  ErrorPtr error;
+  std::optional<Data> bytes = dataURLBytes(candidate);
+  if (!bytes) {
+    error = URLErrorWithCode(NSURLErrorBadURL, candidate, u"Malformed data URL");
+  } else if (lx_decodeIcon(*bytes, fetch->validationSide, &error)) {
+    cache_.storeIconData(fetch->pageURL, *bytes, Clock::current()->currentDate());
+    finish(key, std::move(bytes), nullptr);
+    return;
+  }
+  fetch->lastError = std::move(error);
+  tryNextCandidate(key, std::move(fetch));
 }
 
 void FaviconLoader::finish(const String& key, std::optional<Data> icon, ErrorPtr error) {

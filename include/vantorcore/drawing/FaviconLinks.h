@@ -4,8 +4,9 @@
 // Links count when one of their `rel` tokens (any case) is "icon" (which
 // covers "shortcut icon") or "apple-touch-icon" (or its "-precomposed"
 // form). `href`s resolve against the document's first `<base href>`, itself
-// resolved against the page's URL; links that resolve to no http or https
-// URL are left out. A `sizes` attribute gives the link its largest side:
+// resolved against the page's URL; links that resolve to no http, https or
+// data URL are left out (a data URL must be a valid URL: percent-encoded or
+// base64, as `URL::URLWithString` takes it). A `sizes` attribute gives the link its largest side:
 //   'sizes="16x16 32x32"'  => 32
 //   'sizes="180X120"'       => 180
 //   'sizes="any"'           => kFaviconAnySize (scalable, largest of all)
@@ -33,8 +34,8 @@ enum class FaviconLinkKind { Icon, ShortcutIcon, AppleTouchIcon, DefaultLocation
 
 /// One place to try for a site's icon.
 struct FaviconLink {
-  URL url;  ///< absolute http or https URL of the icon
-  int size = 0;  ///< largest side from `sizes`; 0 unknown
+  URL url;                                       ///< absolute http, https or data URL of the icon
+  int size = 0;                                  ///< largest side from `sizes`; 0 unknown
   FaviconLinkKind kind = FaviconLinkKind::Icon;  ///< which `rel` named it
 };
 

@@ -3,7 +3,9 @@
 // For a page URL the loader, unless the cache holds a fresh icon for the
 // site, fetches the page, tries the icons its HTML links to in the order of
 // `lx_faviconLinks` (at most `kMaximumCandidates` of them), then the site's
-// /favicon.ico, and takes the first that answers 200 and decodes. That
+// /favicon.ico, and takes the first that answers 200 (or, for a data URL,
+// whose bytes are well formed: RFC 2397, base64 or percent-encoded) and
+// decodes. That
 // icon's bytes go into the cache; every caller gets them decoded and scaled
 // to its own size.
 //
@@ -93,6 +95,8 @@ class FaviconLoader : public std::enable_shared_from_this<FaviconLoader> {
   void pageLoaded(const String& key, std::shared_ptr<Fetch> fetch, std::optional<Data> body,
                   const std::shared_ptr<HTTPURLResponse>& response, ErrorPtr error);
   void tryNextCandidate(const String& key, std::shared_ptr<Fetch> fetch);
+  // A candidate whose bytes are in its own data URL: decoded without a fetch.
+  void inlineIconLoaded(const String& key, std::shared_ptr<Fetch> fetch, const URL& candidate);
   void finish(const String& key, std::optional<Data> icon, ErrorPtr error);
   void complete(Completion completion, std::optional<ImageSurface> icon, ErrorPtr error);
 
