@@ -10,6 +10,7 @@
 // class record { "$classname": "Name", "$classes": ["Name", ..., "NSObject"] }.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -49,5 +50,12 @@ bool isKeyedArchive(const Dictionary& top);
 /// An error of `NSCocoaErrorDomain` with `code` and `description` as its
 /// localised description.
 ErrorPtr coderError(std::int64_t code, String description);
+
+/// Counts one level of nesting for as long as it lives.
+struct DepthGuard {
+  std::size_t& depth;
+  explicit DepthGuard(std::size_t& d) : depth(++d) {}
+  ~DepthGuard() { --depth; }
+};
 
 }  // namespace lx::keyedarchive

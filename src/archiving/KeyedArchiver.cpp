@@ -14,17 +14,6 @@ namespace lx {
 
 namespace ka = keyedarchive;
 
-namespace {
-
-// Counts one level of nesting for as long as it lives.
-struct DepthGuard {
-  std::size_t& depth;
-  explicit DepthGuard(std::size_t& d) : depth(++d) {}
-  ~DepthGuard() { --depth; }
-};
-
-}  // namespace
-
 KeyedArchiver::KeyedArchiver(bool requiringSecureCoding)
     : requiresSecureCoding_(requiringSecureCoding) {
   objects_.push_back(Value(ka::kNull));
@@ -144,7 +133,7 @@ std::uint64_t KeyedArchiver::encodeValue(const Value& value) {
     case Value::Type::Dictionary:
       break;
   }
-  const DepthGuard guard(depth_);
+  const ka::DepthGuard guard(depth_);
   if (depth_ > kMaximumDepth) {
     fail(u"The object graph nests too deeply to be archived.");
     return 0;
@@ -233,7 +222,7 @@ std::uint64_t KeyedArchiver::encodeCodedObject(const ObjectPtr& object) {
                          cls.name()));
     return 0;
   }
-  const DepthGuard guard(depth_);
+  const ka::DepthGuard guard(depth_);
   if (depth_ > kMaximumDepth) {
     fail(u"The object graph nests too deeply to be archived.");
     return 0;

@@ -74,12 +74,6 @@ String classList(std::span<const Class* const> classes) {
   return list;
 }
 
-struct DepthGuard {
-  std::size_t& depth;
-  explicit DepthGuard(std::size_t& d) : depth(++d) {}
-  ~DepthGuard() { --depth; }
-};
-
 }  // namespace
 
 KeyedUnarchiver::KeyedUnarchiver(Dictionary top)
@@ -280,7 +274,7 @@ Value KeyedUnarchiver::decodeIndex(std::uint64_t index, const Allowed& allowed) 
         static_cast<unsigned long long>(index)));
     return Value();
   }
-  const DepthGuard guard(depth_);
+  const ka::DepthGuard guard(depth_);
   if (depth_ > kMaximumDepth) return corrupt(u"The archive nests objects too deeply.");
 
   const Value& stored = objects_[index];

@@ -14,7 +14,8 @@
 namespace lx {
 namespace {
 
-bool isWebURL(const URL& url) {
+// An http(s) URL with a host: something a site's icon can belong to.
+bool isSiteURL(const URL& url) {
   const auto scheme = url.scheme();
   return (scheme == u"http" || scheme == u"https") && url.host() && !url.host()->empty();
 }
@@ -75,7 +76,7 @@ void FaviconLoader::loadFavicon(const URL& pageURL, int side, Completion complet
                               u"Invalid icon size " + fromUTF8(std::to_string(side))));
     return;
   }
-  const auto key = isWebURL(pageURL) ? FaviconCache::siteKey(pageURL) : std::nullopt;
+  const auto key = isSiteURL(pageURL) ? FaviconCache::siteKey(pageURL) : std::nullopt;
   if (!key) {
     complete(std::move(completion), std::nullopt, URLErrorWithCode(NSURLErrorBadURL, pageURL));
     return;

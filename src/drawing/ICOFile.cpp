@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "drawing/DrawingFailure.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/IconDecoder.h"
 
@@ -29,11 +30,7 @@ bool startsWithPNGSignature(DataView d) {
   return d.size() >= sizeof kSignature && std::equal(kSignature, kSignature + 8, d.begin());
 }
 
-template <typename T>
-std::optional<T> fail(ErrorPtr* error, DrawingErrorCode code, const std::string& text) {
-  setError(error, makeDrawingError(code, fromUTF8(text)));
-  return std::nullopt;
-}
+using drawing::fail;
 
 // A bitmap entry's pixels: bottom-up rows of colour, then the AND mask.
 class BitmapEntry {

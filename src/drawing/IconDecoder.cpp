@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "drawing/DrawingFailure.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/ICOFile.h"
 
@@ -15,11 +16,7 @@ namespace {
 
 constexpr std::size_t kSVGSniffBytes = 4096;
 
-template <typename T>
-std::optional<T> fail(ErrorPtr* error, DrawingErrorCode code, const std::string& text) {
-  setError(error, makeDrawingError(code, fromUTF8(text)));
-  return std::nullopt;
-}
+using drawing::fail;
 
 std::uint32_t readBigEndian32(DataView d, std::size_t at) {
   return static_cast<std::uint32_t>(d[at]) << 24 | static_cast<std::uint32_t>(d[at + 1]) << 16 |

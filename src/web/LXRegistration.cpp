@@ -13,7 +13,8 @@ namespace {
 constexpr double kSignUpTimeout = 30;
 constexpr std::string_view kAdded = "Added\n";
 
-String infoString(StringView key) {
+// An Info.plist string as "%@" formats it: "(null)" when absent.
+String formattedInfoString(StringView key) {
   const auto value = Bundle::main().objectForInfoDictionaryKey(key);
   return value && value->isString() ? value->asString()->str() : String(u"(null)");
 }
@@ -35,8 +36,8 @@ void LXRegistrationSignUpForElist(StringView email, LXRegistrationCompletion com
       URLComponents::componentsWithString(LXWebServerBaseAddress() + u"/bin/elist.cgi");
   if (!components) return;
   components->setQueryItems(std::vector<URLQueryItem>{
-      {u"app", stringWithFormat(u"%@ %@", infoString(u"CFBundleName"),
-                                infoString(u"CFBundleShortVersionString"))},
+      {u"app", stringWithFormat(u"%@ %@", formattedInfoString(u"CFBundleName"),
+                                formattedInfoString(u"CFBundleShortVersionString"))},
       {u"mas", String(u"yes")},
       {u"add", String(email)},
   });
