@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 
 #include "archiving/KeyedArchiveTestSupport.h"
@@ -361,16 +360,6 @@ TEST(KeyedUnarchiverTest, OurArchivesFollowThePublishedFormat) {
       *printed,
       "{'a': [1, None, 'x'], 'd': 'date:2.5', 'n': {'$class': 'KANote', 'title': 't\xc3\xa9', "
       "'count': 3}}\n");
-
-  // A second, independent reader: libplist's plistutil converts it to XML.
-  const auto folder = test::makeTemporaryFolder("plistutil");
-  test::writeFile(folder / "a.plist", asStringView(*data));
-  const std::string command = "plistutil -i '" + (folder / "a.plist").string() + "' -o '" +
-                              (folder / "a.xml").string() + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  const std::string xml = test::readFile(folder / "a.xml");
-  EXPECT_NE(xml.find("<string>NSKeyedArchiver</string>"), std::string::npos);
-  EXPECT_NE(xml.find("<key>CF$UID</key>"), std::string::npos);
 }
 
 }  // namespace

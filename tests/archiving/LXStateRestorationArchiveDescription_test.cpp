@@ -13,9 +13,7 @@ TEST(LXStateRestorationArchiveDescriptionTest, SharedObjectsAreSpelledOutOnceThe
   auto shared = std::make_shared<SRNote>();
   shared->title = u"shared";
   shared->link = Value(shared);  // reaches itself
-  auto view = std::make_shared<SRView>();
-  view->identifier = u"main";
-  view->restorer = &SRViewRestorer::staticClass();
+  auto view = restorableView(u"main");
   view->width = 2.5;
   view->child = Value(shared);
   const Data data = archive([&](LXStateRestorationArchiver& a) {

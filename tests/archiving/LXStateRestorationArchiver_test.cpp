@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "archiving/StateRestorationTestSupport.h"
+#include "vantorcore/archiving/LXStateRestorationUnarchiver.h"
 #include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Log.h"
@@ -13,19 +14,6 @@
 
 namespace lx::srtest {
 namespace {
-
-Value noteWithTitle(StringView title) {
-  auto note = std::make_shared<SRNote>();
-  note->title = String(title);
-  return Value(note);
-}
-
-std::shared_ptr<SRView> view(std::optional<String> identifier, const Class* restorer) {
-  auto v = std::make_shared<SRView>();
-  v->identifier = std::move(identifier);
-  v->restorer = restorer;
-  return v;
-}
 
 TEST(LXStateRestorationArchiverTest, AnEmptyArchiveHoldsAnEmptyRootAndNoObjects) {
   const Data data = archive([](LXStateRestorationArchiver&) {});
@@ -133,7 +121,7 @@ TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIden
     SCOPED_TRACE(c.name);
     std::shared_ptr<SRView> object = String(c.storedClass) == u"SRPanel"
                                          ? std::make_shared<SRPanel>()
-                                         : view(std::nullopt, nullptr);
+                                         : restorableView(std::nullopt, nullptr);
     object->identifier = c.identifier;
     object->restorer = c.restorer;
     object->width = 3.5;
@@ -160,7 +148,7 @@ TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIden
 
 TEST(LXStateRestorationArchiverTest, ARestorationClassWithoutTheProtocolLeavesAKeyNamingNothing) {
   ScopedLogCapture log;
-  const auto object = view(u"lost", &SRNote::staticClass());
+  const auto object = restorableView(u"lost", &SRNote::staticClass());
   const Dictionary top = archiveOf(
       archive([&](LXStateRestorationArchiver& a) { a.encodeObject(Value(object), u"v"); }));
   const Value identifier = rootKeysOf(top)[u"v"];
@@ -183,8 +171,8 @@ class ReplacingDelegate : public LXStateRestorationArchiverDelegate {
 };
 
 TEST(LXStateRestorationArchiverTest, TheDelegateMaySubstituteOrDropRestorableObjects) {
-  const auto original = view(u"original", &SRViewRestorer::staticClass());
-  const auto substitute = view(u"substitute", &SRViewRestorer::staticClass());
+  const auto original = restorableView(u"original");
+  const auto substitute = restorableView(u"substitute");
   const struct {
     const char* name;
     std::function<ObjectPtr(const ObjectPtr&)> answer;
@@ -237,7 +225,7 @@ TEST(LXStateRestorationArchiverTest, UnusableObjectsThrowWithTheirDescription) {
       {"delegate answer not restorable",
        [&](LXStateRestorationArchiver& a) {
          a.setDelegate(delegate);
-         a.encodeObject(Value(view(u"v", &SRViewRestorer::staticClass())), u"k");
+         a.encodeObject(Value(restorableView(u"v")), u"k");
        },
        u"Object returned from delegate does not conform to the LXStateRestoring protocol: " +
            plain->description()},
@@ -317,7 +305,7 @@ TEST(LXStateRestorationArchiverTest, ClassNameMapsRenameClassesInEveryRecord) {
       a.setClassName(suffixed(c.own, u""), &SRView::staticClass());
       a.setClassName(suffixed(c.own, u"Restorer"), &SRViewRestorer::staticClass());
       EXPECT_EQ(a.classNameToEncodeForClass(Object::staticClass()), u"Object");
-      a.encodeObject(Value(view(u"v", &SRViewRestorer::staticClass())), u"v");
+      a.encodeObject(Value(restorableView(u"v")), u"v");
     }));
     const Dictionary item = *entryOf(top, rootKeysOf(top)[u"v"]).asDictionary();
     const String expected(c.expected);
@@ -422,14 +410,11 @@ TEST(LXStateRestorationArchiverTest, GraphsDeeperThanTheLimitAreCutThere) {
   }
 }
 
-TEST(LXStateRestorationArchiverTest, PlistutilReadsTheArchive) {
-  if (std::system("command -v plistutil >/dev/null 2>&1") != 0) {
-    GTEST_SKIP() << "plistutil (libplist-utils) is not installed";
-  }
+TEST(LXStateRestorationArchiverTest, PlistutilReadsTheArchiveAndItsXMLReadsBack) {
   const Value chain = noteChain(3);
   const Data data = archive([&](LXStateRestorationArchiver& a) {
     a.encodeObject(chain, u"chain");
-    a.encodeObject(Value(view(u"main", &SRViewRestorer::staticClass())), u"view");
+    a.encodeObject(Value(restorableView(u"main")), u"view");
     a.encodeDouble(0.5, u"half");
   });
   const auto folder = test::makeTemporaryFolder("plistutil");
@@ -446,6 +431,7 @@ TEST(LXStateRestorationArchiverTest, PlistutilReadsTheArchive) {
       PropertyList::read(DataView(reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()));
   ASSERT_TRUE(fromXML);
   EXPECT_EQ(rootKeysOf(*fromXML->asDictionary()), rootKeysOf(archiveOf(data)));
+  EXPECT_EQ(LXStateRestorationUnarchiver(dataFromBytes(xml)).decodeDoubleForKey(u"half"), 0.5);
 }
 
 }  // namespace

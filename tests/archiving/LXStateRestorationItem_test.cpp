@@ -35,35 +35,29 @@ TEST(LXStateRestorationItemTest, TheDictionaryFormHoldsOnlyTheFieldsThatAreSet) 
 }
 
 TEST(LXStateRestorationItemTest, EntriesOfTheWrongTypeKeepTheFieldsDefault) {
+  constexpr auto kRestorable = LXStateRestorationItem::Type::Restorable;
+  constexpr auto kCoded = LXStateRestorationItem::Type::Coded;
   const struct {
     const char* name;
-    Dictionary form;
     LXStateRestorationItem::Type type;
     std::size_t classes;
     std::size_t keys;
+    Dictionary form;
   } cases[] = {
-      {"t of another letter",
-       {{u"t", Value(u"v")}},
-       LXStateRestorationItem::Type::Restorable,
-       0,
-       0},
-      {"t as a number", {{u"t", Value(1)}}, LXStateRestorationItem::Type::Restorable, 0, 0},
+      {"t of another letter", kRestorable, 0, 0, {{u"t", Value(u"v")}}},
+      {"t as a number", kRestorable, 0, 0, {{u"t", Value(1)}}},
       {"oc with a number inside",
-       {{u"t", Value(u"c")}, {u"oc", Value(Array{Value(u"A"), Value(2)})}},
-       LXStateRestorationItem::Type::Coded,
+       kCoded,
        1,
-       0},
-      {"oc as a string", {{u"oc", Value(u"A")}}, LXStateRestorationItem::Type::Restorable, 0, 0},
+       0,
+       {{u"t", Value(u"c")}, {u"oc", Value(Array{Value(u"A"), Value(2)})}}},
+      {"oc as a string", kRestorable, 0, 0, {{u"oc", Value(u"A")}}},
       {"v with a number",
-       {{u"v", Value(Dictionary{{u"a", Value(1)}, {u"b", Value(u"B")}})}},
-       LXStateRestorationItem::Type::Restorable,
+       kRestorable,
        0,
-       1},
-      {"v as an array",
-       {{u"v", Value(Array{Value(u"a")})}},
-       LXStateRestorationItem::Type::Restorable,
-       0,
-       0},
+       1,
+       {{u"v", Value(Dictionary{{u"a", Value(1)}, {u"b", Value(u"B")}})}}},
+      {"v as an array", kRestorable, 0, 0, {{u"v", Value(Array{Value(u"a")})}}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

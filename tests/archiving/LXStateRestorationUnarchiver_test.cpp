@@ -14,13 +14,6 @@
 namespace lx::srtest {
 namespace {
 
-std::shared_ptr<SRView> restorableView(StringView identifier) {
-  auto view = std::make_shared<SRView>();
-  view->identifier = String(identifier);
-  view->restorer = &SRViewRestorer::staticClass();
-  return view;
-}
-
 // A scalar stored under "k" and what reading it gives: a number, or the
 // reason of the range exception it raises.
 struct ScalarRead {
@@ -113,18 +106,16 @@ TEST(LXStateRestorationUnarchiverTest,
 }
 
 TEST(LXStateRestorationUnarchiverTest, EachIdentifierIsDecodedOnceSoSharedObjectsComeBackShared) {
-  auto shared = std::make_shared<SRNote>();
-  shared->title = u"shared";
-  auto twin = std::make_shared<SRNote>();  // equal to `shared`, but another object
-  twin->title = u"shared";
+  const Value shared = noteWithTitle(u"shared");
+  const Value twin = noteWithTitle(u"shared");  // equal to `shared`, but another object
   auto holder = std::make_shared<SRNote>();
-  holder->link = Value(shared);
+  holder->link = shared;
   const Data data = archive([&](LXStateRestorationArchiver& a) {
-    a.encodeObject(Value(shared), u"a");
-    a.encodeObject(Value(shared), u"b");
+    a.encodeObject(shared, u"a");
+    a.encodeObject(shared, u"b");
     a.encodeObject(Value(holder), u"holder");
-    a.encodeObject(Value(twin), u"twin");
-    a.encodeObject(Value(Array{Value(shared), Value(twin)}), u"array");
+    a.encodeObject(twin, u"twin");
+    a.encodeObject(Value(Array{shared, twin}), u"array");
   });
   LXStateRestorationUnarchiver unarchiver(data);
   const auto a = unarchiver.decodeObjectForKey(u"a").objectAs<SRNote>();
@@ -525,11 +516,8 @@ TEST(LXStateRestorationUnarchiverTest, AnObjectReachingItselfIsCutWithALogLine) 
 }
 
 TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
-  const Data good = archive([](LXStateRestorationArchiver& a) {
-    auto note = std::make_shared<SRNote>();
-    note->title = u"t";
-    a.encodeObject(Value(note), u"k");
-  });
+  const Data good =
+      archive([](LXStateRestorationArchiver& a) { a.encodeObject(noteWithTitle(u"t"), u"k"); });
   const auto record = [](Value e, Value v) {
     return Value(Dictionary{{u"t", Value(u"v")}, {u"e", std::move(e)}, {u"v", std::move(v)}});
   };
@@ -592,13 +580,6 @@ TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
   LXStateRestorationUnarchiver exact(
       handmade(pointsAtX, entries(record(Value(u"i"), Value(Data{1, 0, 0, 0})))));
   EXPECT_EQ(exact.decodeInt32ForKey(u"k"), 1);
-}
-
-TEST(LXStateRestorationUnarchiverTest, ArchivesInXMLAreReadToo) {
-  const Data binary = archive([](LXStateRestorationArchiver& a) { a.encodeInt32(5, u"five"); });
-  const Data xml = *PropertyList::write(*PropertyList::read(binary), PropertyList::Format::XML);
-  LXStateRestorationUnarchiver unarchiver(xml);
-  EXPECT_EQ(unarchiver.decodeInt32ForKey(u"five"), 5);
 }
 
 }  // namespace

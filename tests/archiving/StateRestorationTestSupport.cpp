@@ -64,6 +64,19 @@ ObjectPtr SRPanel::objectWithRestorationIdentifier(const String& identifier, con
   return panel;
 }
 
+Value noteWithTitle(StringView title) {
+  auto note = std::make_shared<SRNote>();
+  note->title = String(title);
+  return Value(note);
+}
+
+std::shared_ptr<SRView> restorableView(std::optional<String> identifier, const Class* restorer) {
+  auto view = std::make_shared<SRView>();
+  view->identifier = std::move(identifier);
+  view->restorer = restorer;
+  return view;
+}
+
 Dictionary archiveOf(const Data& data) {
   const std::optional<Value> value = PropertyList::read(data);
   return value && value->isDictionary() ? *value->asDictionary() : Dictionary();

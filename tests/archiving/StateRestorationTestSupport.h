@@ -76,6 +76,11 @@ class SRPlain : public Object {
   LX_DECLARE_CLASS(SRPlain)
 };
 
+/// A note titled `title`.
+Value noteWithTitle(StringView title);
+/// A view under `identifier` that `restorer` recreates.
+std::shared_ptr<SRView> restorableView(std::optional<String> identifier,
+                                       const Class* restorer = &SRViewRestorer::staticClass());
 /// The archive dictionary of `data` (binary property list), or null.
 Dictionary archiveOf(const Data& data);
 /// The "o" entry under `identifier`, or null.

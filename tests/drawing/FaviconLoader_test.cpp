@@ -103,102 +103,69 @@ std::int64_t drawingCode(DrawingErrorCode code) { return static_cast<std::int64_
 
 TEST(FaviconLoader, FindsTheIconOfASite) {
   const std::string redPNG = pngOf(16, 16, 0xFF0000);
-  const struct {
+  constexpr auto kNone = static_cast<std::int64_t>(DrawingErrorCode::NoFavicon);
+  struct Outcome {
     const char* name;
-    std::map<std::string, HTTPReply> replies;
     std::uint32_t centre;     // 0: no icon
-    std::int64_t errorCode;   // with no icon
-    std::int64_t underlying;  // the code under NoFavicon, 0 for none
+    std::int64_t underlying;  // with no icon: the code under NoFavicon
+  };
+  const struct {
+    Outcome expected;
+    std::map<std::string, HTTPReply> replies;
   } rows[] = {
-      {"a linked PNG",
-       {{"/", html("<link rel=icon href=i.png>")}, {"/i.png", image(redPNG)}},
-       kRed,
-       0,
-       0},
-      {"a linked ICO of bitmaps",
+      {{"a linked PNG", kRed, 0},
+       {{"/", html("<link rel=icon href=i.png>")}, {"/i.png", image(redPNG)}}},
+      {{"a linked ICO of bitmaps", kBlue, 0},
        {{"/", html("<link rel='shortcut icon' href=/static/i.ico>")},
-        {"/static/i.ico", image(icoOf({{solidBitmap(16, 0xFF0000FF)}}))}},
-       kBlue,
-       0,
-       0},
-      {"a scalable icon before a small one",
+        {"/static/i.ico", image(icoOf({{solidBitmap(16, 0xFF0000FF)}}))}}},
+      {{"a scalable icon before a small one", kGreen, 0},
        {{"/", html("<link rel=icon href=s.png sizes=16x16><link rel=icon href=v.svg sizes=any>")},
         {"/s.png", image(redPNG)},
-        {"/v.svg", image(svgOf("#008000"))}},
-       kGreen,
-       0,
-       0},
-      {"a base href",
+        {"/v.svg", image(svgOf("#008000"))}}},
+      {{"a base href", kRed, 0},
        {{"/", html("<base href=/b/><link rel=apple-touch-icon href=t.png>")},
-        {"/b/t.png", image(redPNG)}},
-       kRed,
-       0,
-       0},
-      {"a page that is not HTML",
+        {"/b/t.png", image(redPNG)}}},
+      {{"a page that is not HTML", kRed, 0},
        {{"/", HTTPReply::json(200, R"({"icon":"/i.png"})")},
         {"/i.png", image(pngOf(16, 16, 0x0000FF))},
-        {"/favicon.ico", image(icoOf({{redPNG}}))}},
-       kRed,
-       0,
-       0},
-      {"a missing page", {{"/favicon.ico", image(icoOf({{redPNG}}))}}, kRed, 0, 0},
-      {"broken links, then the default location",
+        {"/favicon.ico", image(icoOf({{redPNG}}))}}},
+      {{"a missing page", kRed, 0}, {{"/favicon.ico", image(icoOf({{redPNG}}))}}},
+      {{"broken links, then the default location", kRed, 0},
        {{"/", html("<link rel=icon href=gone.png><link rel=icon href=page.html>")},
         {"/page.html", html("<html></html>")},
-        {"/favicon.ico", image(icoOf({{redPNG}}))}},
-       kRed,
-       0,
-       0},
-      {"no icon anywhere",
-       {{"/", html("<title>plain</title>")}},
-       0,
-       drawingCode(DrawingErrorCode::NoFavicon),
-       NSURLErrorBadServerResponse},
-      {"only an oversized icon",
+        {"/favicon.ico", image(icoOf({{redPNG}}))}}},
+      {{"no icon anywhere", 0, NSURLErrorBadServerResponse}, {{"/", html("<title>plain</title>")}}},
+      {{"only an oversized icon", 0, NSURLErrorBadServerResponse},
        {{"/", html("<link rel=icon href=huge.png>")},
-        {"/huge.png", image(pngHeaderClaiming(kMaximumIconSide + 1, kMaximumIconSide + 1))}},
-       0,
-       drawingCode(DrawingErrorCode::NoFavicon),
-       NSURLErrorBadServerResponse},
-      {"an ICO with no entries",
-       {{"/favicon.ico", image(icoOf({}))}},
-       0,
-       drawingCode(DrawingErrorCode::NoFavicon),
-       drawingCode(DrawingErrorCode::MalformedImage)},
+        {"/huge.png", image(pngHeaderClaiming(kMaximumIconSide + 1, kMaximumIconSide + 1))}}},
+      {{"an ICO with no entries", 0, drawingCode(DrawingErrorCode::MalformedImage)},
+       {{"/favicon.ico", image(icoOf({}))}}},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    const Outcome& expected = row.expected;
+    SCOPED_TRACE(expected.name);
     Site site(row.replies);
     auto loader = freshLoader();
     const Result result = loadNow(*loader, site.url(), 32);
-    if (row.centre != 0) {
+    if (expected.centre != 0) {
       ASSERT_TRUE(result.icon) << (result.error ? toUTF8(result.error->description()) : "");
       EXPECT_EQ(result.icon->width(), 32);
-      EXPECT_EQ(result.icon->pixel(16, 16), row.centre);
+      EXPECT_EQ(result.icon->pixel(16, 16), expected.centre);
       continue;
     }
     EXPECT_FALSE(result.icon);
     ASSERT_TRUE(result.error);
-    EXPECT_EQ(result.error->code(), row.errorCode);
+    EXPECT_EQ(result.error->code(), kNone);
     const Value* underlying = result.error->userInfo().find(NSUnderlyingErrorKey);
     ASSERT_TRUE(underlying);
-    EXPECT_EQ(underlying->objectAs<Error>()->code(), row.underlying);
+    EXPECT_EQ(underlying->objectAs<Error>()->code(), expected.underlying);
   }
 }
 
-TEST(FaviconLoader, ASiteThatNeverAnswersTimesOut) {
-  Site site({{"/", silence()}, {"/favicon.ico", image(pngOf(4, 4, 0))}});
-  auto loader = freshLoader(1);
-  const Result result = loadNow(*loader, site.url(), 16);
-  EXPECT_FALSE(result.icon);
-  ASSERT_TRUE(result.error);
-  EXPECT_EQ(result.error->code(), NSURLErrorTimedOut);
-  EXPECT_EQ(site.requestsFor("/favicon.ico"), 0u);
-}
-
-TEST(FaviconLoader, RefusesBadRequestsWithoutFetching) {
+TEST(FaviconLoader, RefusesBadRequestsWithoutFetchingAndTimesOutOnSilence) {
   Site site({});
-  auto loader = freshLoader();
+  Site silent({{"/", silence()}, {"/favicon.ico", image(pngOf(4, 4, 0))}});
+  auto loader = freshLoader(1);
   const struct {
     const char* name;
     URL url;
@@ -209,6 +176,7 @@ TEST(FaviconLoader, RefusesBadRequestsWithoutFetching) {
       {"one past the largest side", site.url(), kMaximumIconSide + 1,
        drawingCode(DrawingErrorCode::InvalidSize)},
       {"a file URL", URL::fileURLWithPath(u"/tmp/x.html"), 16, NSURLErrorBadURL},
+      {"a site that never answers", silent.url(), 16, NSURLErrorTimedOut},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -218,6 +186,7 @@ TEST(FaviconLoader, RefusesBadRequestsWithoutFetching) {
     EXPECT_EQ(result.error->code(), row.code);
   }
   EXPECT_EQ(site.requestCount(), 0u);
+  EXPECT_EQ(silent.requestsFor("/favicon.ico"), 0u);
 }
 
 TEST(FaviconLoader, ConcurrentRequestsShareOneFetchAndTheCache) {

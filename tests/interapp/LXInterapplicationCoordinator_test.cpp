@@ -54,50 +54,44 @@ TEST(InterapplicationURLs, CommandNameFromHostOrSinglePathComponent) {
   }
 }
 
-TEST(InterapplicationURLs, ValidationChecksSchemeAndParts) {
+TEST(InterapplicationURLs, ValidationChecksSchemeAndPartsAndDecodesArgumentsOnce) {
   auto coordinator = std::make_shared<LXInterapplicationCoordinator>();
   const struct {
     const char* url;
     bool validAnyScheme;
     bool validAppScheme;
+    std::optional<Dictionary> arguments = Dictionary{};  // with any scheme
   } rows[] = {
-      {"app://go", true, true},      {"APP://go", true, true},
-      {"other://go", true, false},   {"app://go:80", false, false},
-      {"app://u@go", false, false},  {"app://u:p@go", false, false},
-      {"app://:p@go", false, false}, {"app://go#f", false, false},
-      {"app://go#", false, false},   {"app:///", false, false},
-      {"app:/a/b", false, false},    {"app:/unregistered", true, true},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.url);
-    coordinator->setAllowedURLSchemes(std::nullopt);
-    EXPECT_EQ(coordinator->isValidInterapplicationURL(url(row.url)), row.validAnyScheme);
-    coordinator->setAllowedURLSchemes(std::vector<String>{u"app"});
-    EXPECT_EQ(coordinator->isValidInterapplicationURL(url(row.url)), row.validAppScheme);
-  }
-}
-
-TEST(InterapplicationURLs, ArgumentsAreQueryItemsDecodedOnce) {
-  auto coordinator = std::make_shared<LXInterapplicationCoordinator>();
-  const struct {
-    const char* url;
-    std::optional<Dictionary> arguments;
-  } rows[] = {
-      {"app://go", Dictionary{}},
-      {"app://go?a=1&b&=x&c=", Dictionary{{u"a", u"1"}, {u"c", u""}}},
-      {"app://go?a=1&b=2&a=3", Dictionary{{u"a", u"3"}, {u"b", u"2"}}},
-      {"app://go?t=x%20y&p=a+b", Dictionary{{u"t", u"x y"}, {u"p", u"a+b"}}},
-      {"app://go?t=%2520", Dictionary{{u"t", u"%20"}}},
-      {"app://go?u=%E2%80%9C", Dictionary{{u"u", u"\u201c"}}},
-      {"app:///a/b?x=1", std::nullopt},
+      {"app://go", true, true},
+      {"APP://go", true, true},
+      {"other://go", true, false},
+      {"app://go:80", false, false, std::nullopt},
+      {"app://u@go", false, false, std::nullopt},
+      {"app://u:p@go", false, false, std::nullopt},
+      {"app://:p@go", false, false, std::nullopt},
+      {"app://go#f", false, false, std::nullopt},
+      {"app://go#", false, false, std::nullopt},
+      {"app:///", false, false, std::nullopt},
+      {"app:/a/b", false, false, std::nullopt},
+      {"app:/unregistered", true, true},
+      {"app://go?a=1&b&=x&c=", true, true, Dictionary{{u"a", u"1"}, {u"c", u""}}},
+      {"app://go?a=1&b=2&a=3", true, true, Dictionary{{u"a", u"3"}, {u"b", u"2"}}},
+      {"app://go?t=x%20y&p=a+b", true, true, Dictionary{{u"t", u"x y"}, {u"p", u"a+b"}}},
+      {"app://go?t=%2520", true, true, Dictionary{{u"t", u"%20"}}},
+      {"app://go?u=%E2%80%9C", true, true, Dictionary{{u"u", u"\u201c"}}},
+      {"app:///a/b?x=1", false, false, std::nullopt},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.url);
     std::optional<String> command;
     std::optional<Dictionary> arguments;
-    coordinator->isValidInterapplicationURL(url(row.url), &command, &arguments);
+    coordinator->setAllowedURLSchemes(std::nullopt);
+    EXPECT_EQ(coordinator->isValidInterapplicationURL(url(row.url), &command, &arguments),
+              row.validAnyScheme);
     EXPECT_EQ(arguments, row.arguments);
-    ASSERT_EQ(arguments.has_value(), command.has_value());
+    EXPECT_EQ(arguments.has_value(), command.has_value());
+    coordinator->setAllowedURLSchemes(std::vector<String>{u"app"});
+    EXPECT_EQ(coordinator->isValidInterapplicationURL(url(row.url)), row.validAppScheme);
   }
 }
 
