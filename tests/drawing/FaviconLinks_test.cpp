@@ -90,11 +90,11 @@ TEST(FaviconLinks, FindsResolvesAndOrdersLinks) {
        "<link rel=mask-icon href=m.svg><link rel=apple-touch-icon-precomposed href=p>",
        "http://a.test/",
        {{"http://a.test/a", 0}, {"http://a.test/p", 0}, {"http://a.test/favicon.ico", 0}}},
-      {"empty, blank and non-web hrefs",
+      {"empty, blank and non-web hrefs; a data URL as it stands",
        "<link rel=icon href=''><link rel=icon href='  '>"
        "<link rel=icon href='data:image/png;base64,AA=='><link rel=icon href='ftp://f.test/i'>",
        "http://a.test/",
-       {{"http://a.test/favicon.ico", 0}}},
+       {{"data:image/png;base64,AA==", 0}, {"http://a.test/favicon.ico", 0}}},
       {"href with spaces around it",
        "<link rel=icon href='  i.png '>",
        "http://a.test/",

@@ -14,8 +14,10 @@
 #include "support/TestSupport.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/IconDecoder.h"
+#include "vantorcore/platform/PercentEncoding.h"
 #include "vantorcore/platform/Thread.h"
 #include "vantorcore/platform/URLError.h"
+#include "vantorcore/text/Data+Base64.h"
 
 namespace lx {
 namespace {
@@ -133,6 +135,15 @@ TEST(FaviconLoader, FindsTheIconOfASite) {
       {{"broken links, then the default location", kRed, 0},
        {{"/", html("<link rel=icon href=gone.png><link rel=icon href=page.html>")},
         {"/page.html", html("<html></html>")},
+        {"/favicon.ico", image(icoOf({{redPNG}}))}}},
+      {{"an icon inlined in base64, never fetched", kRed, 0},
+       {{"/", html("<link rel=icon href='data:image/png;base64," +
+                   toUTF8(lx_base64String(test::bytes(redPNG))) + "'>")}}},
+      {{"an icon inlined percent-encoded", kGreen, 0},
+       {{"/", html("<link rel=icon href='data:image/svg+xml," +
+                   percentEncodeUTF8(svgOf("#008000"), kURLHostAllowedCharacterSet) + "'>")}}},
+      {{"an inlined icon without its comma, then the default location", kRed, 0},
+       {{"/", html("<link rel=icon href='data:image/png;base64'>")},
         {"/favicon.ico", image(icoOf({{redPNG}}))}}},
       {{"no icon anywhere", 0, NSURLErrorBadServerResponse}, {{"/", html("<title>plain</title>")}}},
       {{"only an oversized icon", 0, NSURLErrorBadServerResponse},
