@@ -228,6 +228,19 @@ TEST(LXFileSystemWatcherArchiveTest, AnUnarchivedWatcherIsToldWhatChangedWhileNo
   EXPECT_EQ(changed, (std::vector<String>{stringOf(folder), stringOf(folder / "edited"),
                                           stringOf(folder / "emptied"), stringOf(folder / "new")}));
   EXPECT_EQ(delegate->changes.back()->flags(), 0x10U);
+
+  // One past the latest identifier handed out there is no usable record:
+  // the whole root must be scanned.
+  const auto ahead = LXFileSystemWatcher::initWithRootPath(
+      stringOf(folder), FileSystemEventStream::currentEventId() + 1);
+  const auto told = std::make_shared<RecordingDelegate>();
+  ahead->setDelegate(told);
+  ahead->setLatency(0);
+  ASSERT_TRUE(ahead->start());
+  ASSERT_TRUE(runMainUntil([&] { return told->sawChange(stringOf(folder), 0x10); }));
+  ASSERT_EQ(told->changes.size(), 2U);
+  EXPECT_EQ(told->changes[0]->path(), stringOf(folder));
+  EXPECT_EQ(told->changes[0]->flags(), 0x1U);
 }
 
 }  // namespace
