@@ -26,6 +26,15 @@ class LXKeychainTest : public testing::Test {
 
 const Dictionary kAnyGeneric{{String(kSecClass), Value(kSecClassGenericPassword)}};
 
+// The attributes of a generic password for `service`, and `account` unless empty.
+Dictionary generic(StringView service, StringView account = {}, bool synchronizable = false) {
+  Dictionary d = kAnyGeneric;
+  d.set(kSecAttrService, Value(service));
+  if (!account.empty()) d.set(kSecAttrAccount, Value(account));
+  if (synchronizable) d.set(kSecAttrSynchronizable, Value(true));
+  return d;
+}
+
 TEST_F(LXKeychainTest, FailingStatusesLogAndReportExceptTheQuietAttributeProbes) {
   store_->failWith(errSecInteractionNotAllowed);
   const Data reference(16, 1);
@@ -151,11 +160,7 @@ TEST_F(LXKeychainTest, QueryKeysSelectButOnlyAttributesReachTheNewItem) {
 
 TEST_F(LXKeychainTest, SynchronisedItemsAreFoundButReplacedAndRemovedLocally) {
   const Dictionary synced{{String(kSecAttrSynchronizable), Value(true)}};
-  keychain_.createItemWithData(dataFromBytes("cloud"),
-                               Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                          {String(kSecAttrService), Value(u"mail")},
-                                          {String(kSecAttrAccount), Value(u"ann")},
-                                          {String(kSecAttrSynchronizable), Value(true)}});
+  keychain_.createItemWithData(dataFromBytes("cloud"), generic(u"mail", u"ann", true));
   EXPECT_EQ(keychain_.passwordForAccount(u"ann", u"mail"), u"cloud");
   EXPECT_TRUE(keychain_.removePasswordForAccount(u"ann", u"mail"));
   EXPECT_EQ(store_->count(), 1u) << "removal by query leaves synchronised items";
@@ -210,9 +215,7 @@ TEST_F(LXKeychainTest, ProgrammingErrorsRaise) {
 }
 
 TEST_F(LXKeychainTest, ForcedKeysOverwriteTheCallersAndSecretsMustBeUTF8) {
-  keychain_.createItemWithData(Data{0xff, 0xfe},
-                               Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                          {String(kSecAttrService), Value(u"bin")}});
+  keychain_.createItemWithData(Data{0xff, 0xfe}, generic(u"bin"));
   keychain_.setPassword(u"x", u"bob", u"bin");
   Dictionary caller = kAnyGeneric;
   caller.set(kSecMatchLimit, Value(kSecMatchLimitAll));
@@ -232,12 +235,7 @@ TEST_F(LXKeychainTest, CreatingADuplicateFails) {
   ASSERT_TRUE(keychain_.setPassword(u"pw", u"ann", u"mail"));
   ErrorPtr error;
   ScopedLogCapture capture;
-  EXPECT_FALSE(
-      keychain_.createItemWithData(Data(),
-                                   Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                              {String(kSecAttrService), Value(u"mail")},
-                                              {String(kSecAttrAccount), Value(u"ann")}},
-                                   &error));
+  EXPECT_FALSE(keychain_.createItemWithData(Data(), generic(u"mail", u"ann"), &error));
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), errSecDuplicateItem);
   EXPECT_TRUE(
