@@ -37,52 +37,38 @@ Dictionary generic(StringView service, StringView account = {}, bool synchroniza
 
 TEST_F(LXKeychainTest, FailingStatusesLogAndReportExceptTheQuietAttributeProbes) {
   store_->failWith(errSecInteractionNotAllowed);
-  const Data reference(16, 1);
+  const Data ref(16, 1);
+  auto& k = keychain_;
+  const Dictionary& q = kAnyGeneric;
   struct Case {
     const char* selector;
     bool logsWithoutErrorOut;
     std::function<bool(ErrorPtr*)> call;  // true when the call reported success
   } cases[] = {
       {"attributesOfFirstItemMatchingQuery:error:", false,
-       [&](ErrorPtr* e) {
-         return keychain_.attributesOfFirstItemMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.attributesOfFirstItemMatchingQuery(q, e).has_value(); }},
       {"attributesOfItemsMatchingQuery:error:", false,
-       [&](ErrorPtr* e) {
-         return keychain_.attributesOfItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.attributesOfItemsMatchingQuery(q, e).has_value(); }},
       {"dataForFirstItemMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.dataForFirstItemMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.dataForFirstItemMatchingQuery(q, e).has_value(); }},
       {"dataForItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.dataForItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.dataForItemsMatchingQuery(q, e).has_value(); }},
       {"persistentReferenceForFirstItemMatchingQuery:error:", true,
        [&](ErrorPtr* e) {
-         return keychain_.persistentReferenceForFirstItemMatchingQuery(kAnyGeneric, e).has_value();
+         return k.persistentReferenceForFirstItemMatchingQuery(q, e).has_value();
        }},
       {"persistentReferencesForItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.persistentReferencesForItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.persistentReferencesForItemsMatchingQuery(q, e).has_value(); }},
       {"createItemWithData:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.createItemWithData(Data(), kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.createItemWithData(Data(), q, e).has_value(); }},
       {"updateItemWithPersistentReference:data:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.updateItemWithPersistentReference(reference, Data(), std::nullopt, e);
-       }},
+       [&](ErrorPtr* e) { return k.updateItemWithPersistentReference(ref, Data(), {}, e); }},
       {"updateAllItemsMatchingQuery:data:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.updateAllItemsMatchingQuery(kAnyGeneric, Data(), {}, e);
-       }},
+       [&](ErrorPtr* e) { return k.updateAllItemsMatchingQuery(q, Data(), {}, e); }},
       {"removeItemWithPersistentReference:error:", true,
-       [&](ErrorPtr* e) { return keychain_.removeItemWithPersistentReference(reference, e); }},
+       [&](ErrorPtr* e) { return k.removeItemWithPersistentReference(ref, e); }},
       {"removeAllItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) { return keychain_.removeAllItemsMatchingQuery(kAnyGeneric, e); }},
+       [&](ErrorPtr* e) { return k.removeAllItemsMatchingQuery(q, e); }},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.selector);
