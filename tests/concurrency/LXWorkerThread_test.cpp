@@ -20,6 +20,7 @@ TEST(LXWorkerThreadTest, RunsPerformedWorkUntilFinished) {
   worker->start();
   worker->setName(u"io");
   EXPECT_EQ(worker->name(), u"com.vantor.io");
+  EXPECT_EQ(lx_name(*worker), u"io");
   lx_performAsyncBlock(worker, [] { throw std::runtime_error("boom"); });
   std::shared_ptr<Thread> ranOn;
   String kernel;
