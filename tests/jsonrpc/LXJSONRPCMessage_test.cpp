@@ -265,7 +265,7 @@ TEST(LXJSONRPCMessageSerializingTest, WritesHeadersThenCompactBodyAndReadsBack) 
   const Dictionary withLength{{u"X", u"1"}, {u"Content-Length", u"999"}, {u"N", Value(3)}};
   const struct {
     std::shared_ptr<LXJSONRPCMessage> message;
-    std::string bytes;  // empty: not checked
+    std::string bytes = {};  // empty: not checked
   } cases[] = {
       {LXJSONRPCMessage::requestWithMessageID(Value(1), u"sum", std::nullopt,
                                               Value(Array{Value(1), Value(2)})),
