@@ -179,7 +179,9 @@ TEST(LXTranscriptLogControllerTest, RotationRenumbersKeepsAndDeletes) {
     EXPECT_EQ(folder.contents(), c.after);
     EXPECT_EQ(folder.posted, c.posted ? 1 : 0);
     // Asked whenever there are logs, even when nothing moves.
-    if (delegate) EXPECT_EQ(delegate->calls, c.created.count("Transcript.log") ? 1 : 0);
+    if (delegate) {
+      EXPECT_EQ(delegate->calls, c.created.count("Transcript.log") ? 1 : 0);
+    }
   }
   controller->setDelegate({});
 }
