@@ -5,23 +5,22 @@
 namespace lx {
 namespace {
 
-TEST(AssociatedObjectTest, UnnamedSlot) {
+// Keyed slots go by the key's address, not its text, and apart from the
+// unnamed slot.
+TEST(AssociatedObjectTest, UnnamedAndKeyedSlots) {
+  static const String key = u"key";
+  const String sameText = u"key";
   Object object;
   EXPECT_TRUE(associatedObject(object).isNull());
   setAssociatedObject(object, Value(u"attached"));
   EXPECT_EQ(associatedObject(object), Value(u"attached"));
-  setAssociatedObject(object, Value());
-  EXPECT_TRUE(associatedObject(object).isNull());
-}
-
-TEST(AssociatedObjectTest, KeyedSlotsGoByAddressNotText) {
-  static const String key = u"key";
-  const String sameText = u"key";
-  Object object;
   lx_setAssociatedObject(object, Value(1), &key);
   EXPECT_EQ(lx_associatedObjectForKey(object, &key), Value(1));
   EXPECT_TRUE(lx_associatedObjectForKey(object, &sameText).isNull());
-  EXPECT_TRUE(associatedObject(object).isNull());  // separate from the unnamed slot
+  EXPECT_EQ(associatedObject(object), Value(u"attached"));
+  setAssociatedObject(object, Value());
+  EXPECT_TRUE(associatedObject(object).isNull());
+  EXPECT_EQ(lx_associatedObjectForKey(object, &key), Value(1));
 }
 
 TEST(AssociatedObjectTest, ValuesGoWithTheirObject) {

@@ -12,14 +12,13 @@
 namespace lx {
 namespace {
 
-TEST(ThreadSafeManagerTest, MainThreadSharesTheDefaultManager) {
+// The main thread shares the default manager, released or not; each other
+// thread gets its own.
+TEST(ThreadSafeManagerTest, EachOtherThreadGetsItsOwn) {
   ASSERT_TRUE(Thread::isMainThread());  // the test runner's initial thread
   EXPECT_EQ(FileManager::threadSafeManager(), FileManager::defaultManager());
   FileManager::releaseThreadSafeManager();
   EXPECT_EQ(FileManager::threadSafeManager(), FileManager::defaultManager());
-}
-
-TEST(ThreadSafeManagerTest, EachOtherThreadGetsItsOwn) {
   std::shared_ptr<FileManager> first, firstAgain, afterRelease, second;
   std::thread([&] {
     first = FileManager::threadSafeManager();

@@ -2,15 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 
+#include "concurrency/ConcurrencyTestSupport.h"
 #include "support/TestSupport.h"
 #include "vantorcore/archiving/KeyedArchiver.h"
 #include "vantorcore/archiving/KeyedUnarchiver.h"
 #include "vantorcore/files/FileManager+Additions.h"
 #include "vantorcore/platform/Log.h"
-#include "vantorcore/platform/RunLoop.h"
 #include "vantorcore/platform/String+Paths.h"
 #include "vantorcore/platform/Thread.h"
 
@@ -45,15 +44,6 @@ class RecordingDelegate : public LXFileSystemWatcherDelegate {
   int batches = 0;
   bool respondsToMove = true;
 };
-
-bool runMainUntil(const std::function<bool()>& done) {
-  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > giveUp) return false;
-    RunLoop::main()->runMode(DefaultRunLoopMode, Date(Date::now().timeIntervalSince1970() + 0.01));
-  }
-  return true;
-}
 
 String stringOf(const fs::path& path) { return stringWithFileSystemRepresentation(path.native()); }
 
@@ -165,7 +155,7 @@ TEST_F(WatcherCallbackTest, StopKeepsTheStreamAndStartResumesIt) {
   EXPECT_TRUE(watcher_->isWatchingEvents());
   fs::create_directory(folder_ / "real" / "made");
   EXPECT_TRUE(watcher_->start());
-  ASSERT_TRUE(runMainUntil([&] { return delegate_->sawChange(client_); }));
+  ASSERT_TRUE(test::spinUntil([&] { return delegate_->sawChange(client_); }));
   EXPECT_EQ(watcher_->lastEventID(), delegate_->lastEventIDSeen);
   EXPECT_NE(watcher_->description().find(u" Root Path = " + client_ + u", Last EventID = "),
             String::npos);
@@ -220,7 +210,7 @@ TEST(LXFileSystemWatcherArchiveTest, AnUnarchivedWatcherIsToldWhatChangedWhileNo
   watcher->setDelegate(delegate);
   watcher->setLatency(0);
   ASSERT_TRUE(watcher->start());
-  ASSERT_TRUE(runMainUntil([&] { return delegate->sawChange(stringOf(folder), 0x10); }));
+  ASSERT_TRUE(test::spinUntil([&] { return delegate->sawChange(stringOf(folder), 0x10); }));
   std::vector<String> changed;
   for (const auto& c : delegate->changes) {
     if (c->flags() == 0) changed.push_back(c->path());
@@ -228,6 +218,19 @@ TEST(LXFileSystemWatcherArchiveTest, AnUnarchivedWatcherIsToldWhatChangedWhileNo
   EXPECT_EQ(changed, (std::vector<String>{stringOf(folder), stringOf(folder / "edited"),
                                           stringOf(folder / "emptied"), stringOf(folder / "new")}));
   EXPECT_EQ(delegate->changes.back()->flags(), 0x10U);
+
+  // One past the latest identifier handed out there is no usable record:
+  // the whole root must be scanned.
+  const auto ahead = LXFileSystemWatcher::initWithRootPath(
+      stringOf(folder), FileSystemEventStream::currentEventId() + 1);
+  const auto told = std::make_shared<RecordingDelegate>();
+  ahead->setDelegate(told);
+  ahead->setLatency(0);
+  ASSERT_TRUE(ahead->start());
+  ASSERT_TRUE(test::spinUntil([&] { return told->sawChange(stringOf(folder), 0x10); }));
+  ASSERT_EQ(told->changes.size(), 2U);
+  EXPECT_EQ(told->changes[0]->path(), stringOf(folder));
+  EXPECT_EQ(told->changes[0]->flags(), 0x1U);
 }
 
 }  // namespace

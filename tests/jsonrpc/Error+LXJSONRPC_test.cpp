@@ -21,37 +21,21 @@ TEST(JSONRPCErrorTest, BuildsFromCodeMessageAndData) {
 }
 
 TEST(JSONRPCErrorTest, ReadsErrorObjects) {
+  const char16_t* notANumber = u"Error unpacking JSON-RPC payload: error code is not a number";
   struct Case {
     const char* name;
     Dictionary object;
-    bool error;
-    std::int64_t code;
-    String message;
-    const char16_t* line;
+    std::int64_t code = 0;
+    String message = {};
+    const char16_t* line = nullptr;  // set: no error, this line logged
   } cases[] = {
-      {"complete",
-       {{u"code", Value(-32700)}, {u"message", u"parse"}},
-       true,
-       -32700,
-       u"parse",
-       nullptr},
-      {"missing members", {}, true, 0, u"", nullptr},
-      {"real code truncates", {{u"code", Value(2.9)}}, true, 2, u"", nullptr},
-      {"string code",
-       {{u"code", u"7"}, {u"message", u"m"}},
-       false,
-       0,
-       u"",
-       u"Error unpacking JSON-RPC payload: error code is not a number"},
-      {"null code",
-       {{u"code", Value()}},
-       false,
-       0,
-       u"",
-       u"Error unpacking JSON-RPC payload: error code is not a number"},
+      {"complete", {{u"code", Value(-32700)}, {u"message", u"parse"}}, -32700, u"parse"},
+      {"missing members", {}},
+      {"real code truncates", {{u"code", Value(2.9)}}, 2},
+      {"string code", {{u"code", u"7"}, {u"message", u"m"}}, 0, u"", notANumber},
+      {"null code", {{u"code", Value()}}, 0, u"", notANumber},
       {"number message",
        {{u"code", Value(1)}, {u"message", Value(3)}},
-       false,
        0,
        u"",
        u"Error unpacking JSON-RPC payload: error message is not a string"},
@@ -60,7 +44,7 @@ TEST(JSONRPCErrorTest, ReadsErrorObjects) {
     SCOPED_TRACE(c.name);
     ScopedLogCapture log;
     const ErrorPtr error = lx_errorWithJSONRPCDictionary(c.object);
-    ASSERT_EQ(error != nullptr, c.error);
+    ASSERT_EQ(error == nullptr, c.line != nullptr);
     if (error) {
       EXPECT_EQ(error->code(), c.code);
       EXPECT_EQ(error->localizedRecoverySuggestion(), c.message);

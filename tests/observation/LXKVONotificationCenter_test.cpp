@@ -46,7 +46,14 @@ Value recordChange(Object& self, std::span<const Value> args) {
   return true;
 }();
 
-TEST(LXKVONotificationCenterTest, TheTableKeyDecidesWhatIsADuplicate) {
+class LXKVONotificationCenterTest : public ::testing::Test {
+ protected:
+  LXKVONotificationCenter center;
+  std::shared_ptr<Model> model = std::make_shared<Model>();
+  std::shared_ptr<KVOListener> listener = std::make_shared<KVOListener>();
+};
+
+TEST_F(LXKVONotificationCenterTest, TheTableKeyDecidesWhatIsADuplicate) {
   struct Case {
     const char* name;
     bool sameObserver, sameObject;
@@ -78,15 +85,14 @@ TEST(LXKVONotificationCenterTest, TheTableKeyDecidesWhatIsADuplicate) {
   }
 }
 
-TEST(LXKVONotificationCenterTest, KeysAreObserverObjectKeyPathAndOperation) {
+TEST_F(LXKVONotificationCenterTest, KeysAreObserverObjectKeyPathAndOperation) {
   const char16_t* keyPaths[] = {u"title", u"", u"a:b", u"child.title"};
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
+  std::shared_ptr<LXKVObservation> first;
   for (const char16_t* keyPath : keyPaths) {
     SCOPED_TRACE(toUTF8(keyPath));
-    auto observation = center.addObserver(listener, model, keyPath, kSelector);
+    auto observation = center.addObserver(listener, model, keyPath, kSelector, Value(u"u"));
     ASSERT_TRUE(observation);
+    if (!first) first = observation;
     const String expected =
         stringWithFormat(u"%p:%p:%@:%p", listener.get(), model.get(), StringView(keyPath),
                          LXKVObservation::identityOfSelector(kSelector));
@@ -95,13 +101,15 @@ TEST(LXKVONotificationCenterTest, KeysAreObserverObjectKeyPathAndOperation) {
     EXPECT_NE(std::find(keys.begin(), keys.end(), expected), keys.end());
   }
   EXPECT_EQ(center.observationsForObserver(listener.get()).size(), std::size(keyPaths));
+  EXPECT_EQ(first->description(),
+            stringWithFormat(u"<LXKVObservation %p ivars:   keyPath: title   observer: KVOListener "
+                             u"%p   selector: observeValue:ofObject:change:userInfo:   target: "
+                             u"Object %p   userInfo: u",
+                             first.get(), listener.get(), model.get()));
 }
 
-TEST(LXKVONotificationCenterTest, ChangesArriveWithKeyPathChangeAndUserInfo) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
+TEST_F(LXKVONotificationCenterTest, ChangesArriveWithKeyPathChangeAndUserInfo) {
   model->set(u"title", Value(u"before"));
-  auto listener = std::make_shared<KVOListener>();
   center.addObserver(
       listener, model, u"title", kSelector, Value(u"info"),
       KeyValueObservingOptionNew | KeyValueObservingOptionOld | KeyValueObservingOptionInitial);
@@ -116,11 +124,8 @@ TEST(LXKVONotificationCenterTest, ChangesArriveWithKeyPathChangeAndUserInfo) {
   EXPECT_EQ(*change.find(u"kind"), Value(1));
 }
 
-TEST(LXKVONotificationCenterTest, ADeadObserverHearsNothingAndKeepsTheObjectAlive) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
+TEST_F(LXKVONotificationCenterTest, ADeadObserverHearsNothingAndKeepsTheObjectAlive) {
   std::weak_ptr<Model> watched = model;
-  auto listener = std::make_shared<KVOListener>();
   auto observation = center.addObserver(listener, model, u"title", kSelector);
   const Object* address = listener.get();
   listener.reset();
@@ -134,11 +139,9 @@ TEST(LXKVONotificationCenterTest, ADeadObserverHearsNothingAndKeepsTheObjectAliv
   EXPECT_TRUE(watched.expired());
 }
 
-TEST(LXKVONotificationCenterTest, ANewObserverAtADeadOnesAddressIsNotADuplicate) {
+TEST_F(LXKVONotificationCenterTest, ANewObserverAtADeadOnesAddressIsNotADuplicate) {
   test::FixedAddress slot(0x200000000);
   if (!slot.get()) GTEST_SKIP() << "the fixed address is taken";
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
   auto first = slot.make<KVOListener>();
   ASSERT_TRUE(center.addObserver(first, model, u"title", kSelector));
   first.reset();  // dies without removing itself
@@ -151,13 +154,11 @@ TEST(LXKVONotificationCenterTest, ANewObserverAtADeadOnesAddressIsNotADuplicate)
   center.removeObserver(second.get());
 }
 
-TEST(LXKVONotificationCenterTest, RemovingAnObserverSparesOneWhoseAddressSharesItsDigits) {
+TEST_F(LXKVONotificationCenterTest, RemovingAnObserverSparesOneWhoseAddressSharesItsDigits) {
   // "0x10000000:" must not match the keys of "0x100000000".
   test::FixedAddress shortSlot(0x10000000);
   test::FixedAddress longSlot(0x100000000);
   if (!shortSlot.get() || !longSlot.get()) GTEST_SKIP() << "the fixed addresses are taken";
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
   auto shortListener = shortSlot.make<KVOListener>();
   auto longListener = longSlot.make<KVOListener>();
   center.addObserver(shortListener, model, u"title", kSelector);
@@ -172,10 +173,7 @@ TEST(LXKVONotificationCenterTest, RemovingAnObserverSparesOneWhoseAddressSharesI
   center.removeObserver(longListener.get());
 }
 
-TEST(LXKVONotificationCenterTest, ExactRemovalTakesOneRegistrationAndUnknownOnesNothing) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
+TEST_F(LXKVONotificationCenterTest, ExactRemovalTakesOneRegistrationAndUnknownOnesNothing) {
   center.addObserver(listener, model, u"title", kSelector);
   center.addObserver(listener, model, u"title", kOtherSelector);
   center.removeObserver(listener.get(), model.get(), u"title", "unknown:");
@@ -190,13 +188,11 @@ TEST(LXKVONotificationCenterTest, ExactRemovalTakesOneRegistrationAndUnknownOnes
   EXPECT_EQ(listener->calls, 1);
 }
 
-TEST(LXKVONotificationCenterTest, DottedKeyPathsFollowAReplacedObject) {
-  LXKVONotificationCenter center;
+TEST_F(LXKVONotificationCenterTest, DottedKeyPathsFollowAReplacedObject) {
   auto document = std::make_shared<Model>();
   auto firstOwner = std::make_shared<Model>();
   firstOwner->set(u"name", Value(u"Ann"));
   document->set(u"owner", Value(firstOwner));
-  auto listener = std::make_shared<KVOListener>();
   center.addObserver(listener, document, u"owner.name", kSelector, {},
                      KeyValueObservingOptionNew | KeyValueObservingOptionOld);
   auto secondOwner = std::make_shared<Model>();
@@ -215,10 +211,7 @@ TEST(LXKVONotificationCenterTest, DottedKeyPathsFollowAReplacedObject) {
   EXPECT_EQ(secondOwner->observerCount(u"name"), 0u);
 }
 
-TEST(LXKVONotificationCenterTest, ClosuresAreRegistrationsOfTheirOwn) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
+TEST_F(LXKVONotificationCenterTest, ClosuresAreRegistrationsOfTheirOwn) {
   int calls = 0;
   auto operation = [&](const String&, const ObjectPtr& object, const Dictionary&, const Value&) {
     EXPECT_EQ(object, model);
@@ -235,9 +228,7 @@ TEST(LXKVONotificationCenterTest, ClosuresAreRegistrationsOfTheirOwn) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(LXKVONotificationCenterTest, TheCategoryUsesTheDefaultCenter) {
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
+TEST_F(LXKVONotificationCenterTest, TheCategoryUsesTheDefaultCenter) {
   EXPECT_TRUE(lx_addObserver(model, listener, u"title", kSelector));
   EXPECT_FALSE(lx_addObserver(model, listener, u"title", kSelector));
   model->set(u"title", Value(8));
@@ -248,32 +239,16 @@ TEST(LXKVONotificationCenterTest, TheCategoryUsesTheDefaultCenter) {
       LXKVONotificationCenter::defaultCenter().observingKeysForObserver(listener.get()).empty());
 }
 
-TEST(LXKVONotificationCenterTest, DescriptionNamesEveryPart) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
-  auto observation = center.addObserver(listener, model, u"title", kSelector, Value(u"u"));
-  const String expected = stringWithFormat(
-      u"<LXKVObservation %p ivars:   keyPath: title   observer: KVOListener %p   selector: "
-      u"observeValue:ofObject:change:userInfo:   target: Object %p   userInfo: u",
-      observation.get(), listener.get(), model.get());
-  EXPECT_EQ(observation->description(), expected);
-}
-
 // Faults: removal from inside a change, from other threads while changes
 // flow, observers dying on other threads, registration from many threads.
-TEST(LXKVONotificationCenterTest, RemovalInsideAChangeStopsLaterCalls) {
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
-  auto listener = std::make_shared<KVOListener>();
+TEST_F(LXKVONotificationCenterTest, RemovalInsideAChangeStopsLaterCalls) {
   int calls = 0;
-  std::shared_ptr<LXKVObservation> second;
   center.addObserver(listener, model, u"title",
                      [&](const String&, const ObjectPtr&, const Dictionary&, const Value&) {
                        ++calls;
                        center.removeObserver(listener.get());  // both, mid-delivery
                      });
-  second = center.addObserver(
+  center.addObserver(
       listener, model, u"title",
       [&](const String&, const ObjectPtr&, const Dictionary&, const Value&) { ++calls; });
   model->set(u"title", Value(1));
@@ -281,11 +256,9 @@ TEST(LXKVONotificationCenterTest, RemovalInsideAChangeStopsLaterCalls) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(LXKVONotificationCenterTest, ConcurrentRegistrationChangesAndDeathsStaySound) {
+TEST_F(LXKVONotificationCenterTest, ConcurrentRegistrationChangesAndDeathsStaySound) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 200;
-  LXKVONotificationCenter center;
-  auto model = std::make_shared<Model>();
   std::atomic<bool> stop{false};
   std::thread changer([&] {
     for (int i = 0; !stop; ++i) model->set(u"title", Value(i));

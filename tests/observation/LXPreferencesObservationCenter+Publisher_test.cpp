@@ -2,21 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <filesystem>
-
-#include "vantorcore/platform/String+Paths.h"
+#include "support/ObservationSupport.h"
 
 namespace lx {
 namespace {
 
-std::shared_ptr<UserDefaults> freshSuite() {
-  static std::atomic<int> counter{0};
-  auto suite = UserDefaults::suiteNamed(fromUTF8("publisher" + std::to_string(counter++)));
-  std::error_code ec;
-  std::filesystem::remove(fileSystemRepresentation(suite->path()), ec);
-  return suite;
-}
+using test::freshSuite;
 
 // Sends `stored` through a publisher of T and returns what arrived.
 template <class T>

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "support/ObservationSupport.h"
@@ -39,15 +38,16 @@ Value recordArguments(Object& self, std::span<const Value> args) {
   return true;
 }();
 
-std::shared_ptr<UserDefaults> freshSuite() {
-  static std::atomic<int> counter{0};
-  auto suite = UserDefaults::suiteNamed(fromUTF8("prefs" + std::to_string(counter++)));
-  std::error_code ec;
-  std::filesystem::remove(fileSystemRepresentation(suite->path()), ec);
-  return suite;
-}
+using test::freshSuite;
 
-TEST(LXPreferencesObservationCenterTest, RegistrationsOfOneObserverAndKeyAreCounted) {
+class LXPreferencesObservationCenterTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<UserDefaults> store = freshSuite();
+  std::shared_ptr<LXPreferencesObservationCenter> center =
+      LXPreferencesObservationCenter::centerForUserDefaults(store);
+};
+
+TEST_F(LXPreferencesObservationCenterTest, RegistrationsOfOneObserverAndKeyAreCounted) {
   struct Case {
     const char* name;
     int adds, removals;
@@ -71,9 +71,7 @@ TEST(LXPreferencesObservationCenterTest, RegistrationsOfOneObserverAndKeyAreCoun
   }
 }
 
-TEST(LXPreferencesObservationCenterTest, RemovingWithoutAKeyEndsEveryKeyWhateverItsCount) {
-  auto store = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
+TEST_F(LXPreferencesObservationCenterTest, RemovingWithoutAKeyEndsEveryKeyWhateverItsCount) {
   auto listener = std::make_shared<PrefsListener>();
   auto bystander = std::make_shared<PrefsListener>();
   center->addObserver(listener, u"a", "changed:");
@@ -88,7 +86,7 @@ TEST(LXPreferencesObservationCenterTest, RemovingWithoutAKeyEndsEveryKeyWhatever
   EXPECT_EQ(bystander->calls.size(), 1u);
 }
 
-TEST(LXPreferencesObservationCenterTest, TheSelectorsColonsDecideTheArguments) {
+TEST_F(LXPreferencesObservationCenterTest, TheSelectorsColonsDecideTheArguments) {
   struct Case {
     const char* selector;
     std::vector<Value> arguments;
@@ -110,7 +108,7 @@ TEST(LXPreferencesObservationCenterTest, TheSelectorsColonsDecideTheArguments) {
   }
 }
 
-TEST(LXPreferencesObservationCenterTest, InitialValuesAndRemovedKeys) {
+TEST_F(LXPreferencesObservationCenterTest, InitialValuesAndRemovedKeys) {
   struct Case {
     const char* name;
     std::optional<Value> stored;
@@ -143,9 +141,7 @@ TEST(LXPreferencesObservationCenterTest, InitialValuesAndRemovedKeys) {
   }
 }
 
-TEST(LXPreferencesObservationCenterTest, ClosureTokensAreSeparateAndStopAtRemoval) {
-  auto store = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
+TEST_F(LXPreferencesObservationCenterTest, ClosureTokensAreSeparateAndStopAtRemoval) {
   int first = 0, second = 0;
   auto a = center->addObserverForKey(u"k", [&](const String&, const auto&) { ++first; });
   auto b = center->addObserverForKey(u"k", [&](const String&, const auto&) { ++second; });
@@ -166,10 +162,8 @@ TEST(LXPreferencesObservationCenterTest, ClosureTokensAreSeparateAndStopAtRemova
   EXPECT_FALSE(center->addObserverForKey(u"k", nullptr));
 }
 
-TEST(LXPreferencesObservationCenterTest, OneCenterPerStoreAndTheStandardOneUnderNull) {
-  auto store = freshSuite();
+TEST_F(LXPreferencesObservationCenterTest, OneCenterPerStoreAndTheStandardOneUnderNull) {
   auto other = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
   EXPECT_EQ(LXPreferencesObservationCenter::centerForUserDefaults(store), center);
   EXPECT_NE(LXPreferencesObservationCenter::centerForUserDefaults(other), center);
   EXPECT_EQ(LXPreferencesObservationCenter::defaultCenter(),
@@ -183,9 +177,7 @@ TEST(LXPreferencesObservationCenterTest, OneCenterPerStoreAndTheStandardOneUnder
   EXPECT_TRUE(weakCenter.expired());
 }
 
-TEST(LXPreferencesObservationCenterTest, DeadObserversAreSkippedAndTheirObservationsEnded) {
-  auto store = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
+TEST_F(LXPreferencesObservationCenterTest, DeadObserversAreSkippedAndTheirObservationsEnded) {
   auto listener = std::make_shared<PrefsListener>();
   center->addObserver(listener, u"k", "changed:");
   listener.reset();
@@ -194,9 +186,7 @@ TEST(LXPreferencesObservationCenterTest, DeadObserversAreSkippedAndTheirObservat
   EXPECT_EQ(store->observerCount(u"k"), 0u);  // the dead one's observation ended
 }
 
-TEST(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue) {
-  auto store = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
+TEST_F(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue) {
   test::Inbox<std::optional<Value>> inbox;
   auto token = center->addObserverForKey(
       u"volume", [inbox](const String&, const std::optional<Value>& value) { inbox.push(value); });
@@ -212,11 +202,9 @@ TEST(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue
   center->removeObserver(token);
 }
 
-TEST(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesChange) {
+TEST_F(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesChange) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 100;
-  auto store = freshSuite();
-  auto center = LXPreferencesObservationCenter::centerForUserDefaults(store);
   std::atomic<bool> stop{false};
   std::thread writer([&] {
     for (int i = 0; !stop; ++i) store->setObject(Value(i % 3), u"k");
@@ -229,8 +217,8 @@ TEST(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesC
         center->addObserver(listener, u"k", "changed:");
         // Removal from a callback, which may still run (on the writer's
         // thread) after the token is removed: it holds what it uses.
-        auto token =
-            center->addObserverForKey(u"k", [center, listener](const String&, const auto&) {
+        auto token = center->addObserverForKey(
+            u"k", [center = center, listener](const String&, const auto&) {
               center->removeObserver(listener, String(u"k"));
             });
         if (i % 10 == 0) listener = std::make_shared<PrefsListener>();  // the old one dies
@@ -246,7 +234,7 @@ TEST(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValuesC
   EXPECT_LE(store->observerCount(u"k"), 1u);
 }
 
-TEST(LXPreferencesObservationCenterTest, TheSharedStoreIsTheGroupSuite) {
+TEST_F(LXPreferencesObservationCenterTest, TheSharedStoreIsTheGroupSuite) {
   auto shared = lx_sharedUserDefaults();
   ASSERT_TRUE(shared);
   EXPECT_EQ(lx_sharedUserDefaults(), shared);

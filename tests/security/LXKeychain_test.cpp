@@ -26,54 +26,49 @@ class LXKeychainTest : public testing::Test {
 
 const Dictionary kAnyGeneric{{String(kSecClass), Value(kSecClassGenericPassword)}};
 
+// The attributes of a generic password for `service`, and `account` unless empty.
+Dictionary generic(StringView service, StringView account = {}, bool synchronizable = false) {
+  Dictionary d = kAnyGeneric;
+  d.set(kSecAttrService, Value(service));
+  if (!account.empty()) d.set(kSecAttrAccount, Value(account));
+  if (synchronizable) d.set(kSecAttrSynchronizable, Value(true));
+  return d;
+}
+
 TEST_F(LXKeychainTest, FailingStatusesLogAndReportExceptTheQuietAttributeProbes) {
   store_->failWith(errSecInteractionNotAllowed);
-  const Data reference(16, 1);
+  const Data ref(16, 1);
+  auto& k = keychain_;
+  const Dictionary& q = kAnyGeneric;
   struct Case {
     const char* selector;
     bool logsWithoutErrorOut;
     std::function<bool(ErrorPtr*)> call;  // true when the call reported success
   } cases[] = {
       {"attributesOfFirstItemMatchingQuery:error:", false,
-       [&](ErrorPtr* e) {
-         return keychain_.attributesOfFirstItemMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.attributesOfFirstItemMatchingQuery(q, e).has_value(); }},
       {"attributesOfItemsMatchingQuery:error:", false,
-       [&](ErrorPtr* e) {
-         return keychain_.attributesOfItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.attributesOfItemsMatchingQuery(q, e).has_value(); }},
       {"dataForFirstItemMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.dataForFirstItemMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.dataForFirstItemMatchingQuery(q, e).has_value(); }},
       {"dataForItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.dataForItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.dataForItemsMatchingQuery(q, e).has_value(); }},
       {"persistentReferenceForFirstItemMatchingQuery:error:", true,
        [&](ErrorPtr* e) {
-         return keychain_.persistentReferenceForFirstItemMatchingQuery(kAnyGeneric, e).has_value();
+         return k.persistentReferenceForFirstItemMatchingQuery(q, e).has_value();
        }},
       {"persistentReferencesForItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.persistentReferencesForItemsMatchingQuery(kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.persistentReferencesForItemsMatchingQuery(q, e).has_value(); }},
       {"createItemWithData:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.createItemWithData(Data(), kAnyGeneric, e).has_value();
-       }},
+       [&](ErrorPtr* e) { return k.createItemWithData(Data(), q, e).has_value(); }},
       {"updateItemWithPersistentReference:data:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.updateItemWithPersistentReference(reference, Data(), std::nullopt, e);
-       }},
+       [&](ErrorPtr* e) { return k.updateItemWithPersistentReference(ref, Data(), {}, e); }},
       {"updateAllItemsMatchingQuery:data:attributes:error:", true,
-       [&](ErrorPtr* e) {
-         return keychain_.updateAllItemsMatchingQuery(kAnyGeneric, Data(), {}, e);
-       }},
+       [&](ErrorPtr* e) { return k.updateAllItemsMatchingQuery(q, Data(), {}, e); }},
       {"removeItemWithPersistentReference:error:", true,
-       [&](ErrorPtr* e) { return keychain_.removeItemWithPersistentReference(reference, e); }},
+       [&](ErrorPtr* e) { return k.removeItemWithPersistentReference(ref, e); }},
       {"removeAllItemsMatchingQuery:error:", true,
-       [&](ErrorPtr* e) { return keychain_.removeAllItemsMatchingQuery(kAnyGeneric, e); }},
+       [&](ErrorPtr* e) { return k.removeAllItemsMatchingQuery(q, e); }},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.selector);
@@ -151,11 +146,7 @@ TEST_F(LXKeychainTest, QueryKeysSelectButOnlyAttributesReachTheNewItem) {
 
 TEST_F(LXKeychainTest, SynchronisedItemsAreFoundButReplacedAndRemovedLocally) {
   const Dictionary synced{{String(kSecAttrSynchronizable), Value(true)}};
-  keychain_.createItemWithData(dataFromBytes("cloud"),
-                               Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                          {String(kSecAttrService), Value(u"mail")},
-                                          {String(kSecAttrAccount), Value(u"ann")},
-                                          {String(kSecAttrSynchronizable), Value(true)}});
+  keychain_.createItemWithData(dataFromBytes("cloud"), generic(u"mail", u"ann", true));
   EXPECT_EQ(keychain_.passwordForAccount(u"ann", u"mail"), u"cloud");
   EXPECT_TRUE(keychain_.removePasswordForAccount(u"ann", u"mail"));
   EXPECT_EQ(store_->count(), 1u) << "removal by query leaves synchronised items";
@@ -210,9 +201,7 @@ TEST_F(LXKeychainTest, ProgrammingErrorsRaise) {
 }
 
 TEST_F(LXKeychainTest, ForcedKeysOverwriteTheCallersAndSecretsMustBeUTF8) {
-  keychain_.createItemWithData(Data{0xff, 0xfe},
-                               Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                          {String(kSecAttrService), Value(u"bin")}});
+  keychain_.createItemWithData(Data{0xff, 0xfe}, generic(u"bin"));
   keychain_.setPassword(u"x", u"bob", u"bin");
   Dictionary caller = kAnyGeneric;
   caller.set(kSecMatchLimit, Value(kSecMatchLimitAll));
@@ -232,12 +221,7 @@ TEST_F(LXKeychainTest, CreatingADuplicateFails) {
   ASSERT_TRUE(keychain_.setPassword(u"pw", u"ann", u"mail"));
   ErrorPtr error;
   ScopedLogCapture capture;
-  EXPECT_FALSE(
-      keychain_.createItemWithData(Data(),
-                                   Dictionary{{String(kSecClass), Value(kSecClassGenericPassword)},
-                                              {String(kSecAttrService), Value(u"mail")},
-                                              {String(kSecAttrAccount), Value(u"ann")}},
-                                   &error));
+  EXPECT_FALSE(keychain_.createItemWithData(Data(), generic(u"mail", u"ann"), &error));
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), errSecDuplicateItem);
   EXPECT_TRUE(

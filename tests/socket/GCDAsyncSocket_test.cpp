@@ -3,10 +3,6 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
-#include <openssl/x509v3.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -14,7 +10,6 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -22,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "support/TestCertificateAuthority.h"
 #include "support/TestSupport.h"
 
 namespace lx {
@@ -59,38 +55,9 @@ class Recorder : public GCDAsyncSocketDelegate {
 
   // The `n`th event of `kind` (1-based), waiting up to 10 s; fails the test
   // when it does not come.
-  Event waitFor(Event::Kind kind, int n = 1) {
-    std::unique_lock lock(mutex_);
-    Event found{kind};
-    bool ok = changed_.wait_for(lock, 10s, [&] {
-      int seen = 0;
-      for (const auto& e : events_) {
-        if (e.kind == kind && ++seen == n) {
-          found = e;
-          return true;
-        }
-      }
-      return false;
-    });
-    EXPECT_TRUE(ok) << "event " << kind << " #" << n << " did not come";
-    return found;
-  }
+  Event waitFor(Event::Kind kind, int n = 1) { return waitForNth({kind}, n); }
   // The first event of any of `kinds`, waiting up to 10 s.
-  Event waitForFirst(std::initializer_list<Event::Kind> kinds) {
-    std::unique_lock lock(mutex_);
-    Event found{Event::Kind(-1)};
-    bool ok = changed_.wait_for(lock, 10s, [&] {
-      for (const auto& e : events_) {
-        if (std::find(kinds.begin(), kinds.end(), e.kind) != kinds.end()) {
-          found = e;
-          return true;
-        }
-      }
-      return false;
-    });
-    EXPECT_TRUE(ok) << "no event came";
-    return found;
-  }
+  Event waitForFirst(std::initializer_list<Event::Kind> kinds) { return waitForNth(kinds, 1); }
   int count(Event::Kind kind) {
     std::lock_guard lock(mutex_);
     return static_cast<int>(std::count_if(events_.begin(), events_.end(),
@@ -102,6 +69,22 @@ class Recorder : public GCDAsyncSocketDelegate {
   }
 
  private:
+  Event waitForNth(std::initializer_list<Event::Kind> kinds, int n) {
+    std::unique_lock lock(mutex_);
+    Event found{Event::Kind(-1)};
+    const bool ok = changed_.wait_for(lock, 10s, [&] {
+      int seen = 0;
+      for (const auto& e : events_) {
+        if (std::find(kinds.begin(), kinds.end(), e.kind) != kinds.end() && ++seen == n) {
+          found = e;
+          return true;
+        }
+      }
+      return false;
+    });
+    EXPECT_TRUE(ok) << "event " << *kinds.begin() << " #" << n << " did not come";
+    return found;
+  }
   void add(Event e) {
     std::lock_guard lock(mutex_);
     events_.push_back(std::move(e));
@@ -146,6 +129,15 @@ class SocketTest : public ::testing::TestWithParam<bool> {
   bool connect(const std::shared_ptr<GCDAsyncSocket>& socket, ErrorPtr* error = nullptr) {
     return url ? socket->connectToUrl(*url, 5, error)
                : socket->connectToHost(u"127.0.0.1", listener->localPort(), 5, error);
+  }
+
+  // A new pair with new recorders, for each row of a table.
+  void reconnectPair(bool local) {
+    serverEvents = std::make_shared<Recorder>();
+    clientEvents = std::make_shared<Recorder>();
+    peerEvents = std::make_shared<Recorder>();
+    url.reset();
+    connectPair(local);
   }
 
   void connectPair(bool local) {
@@ -221,11 +213,7 @@ TEST_P(SocketTest, QueuedReadsAcrossSplitWrites) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    serverEvents = std::make_shared<Recorder>();
-    clientEvents = std::make_shared<Recorder>();
-    peerEvents = std::make_shared<Recorder>();
-    url.reset();
-    ASSERT_NO_FATAL_FAILURE(connectPair(GetParam()));
+    ASSERT_NO_FATAL_FAILURE(reconnectPair(GetParam()));
     c.reads(*peer);
     for (std::size_t i = 0; i < c.writes.size(); ++i) {
       client->writeData(dataFromBytes(c.writes[i]), -1, static_cast<long>(i));
@@ -318,11 +306,7 @@ TEST_P(SocketTest, LimitsAndTimeOutsEndTheConnection) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    serverEvents = std::make_shared<Recorder>();
-    clientEvents = std::make_shared<Recorder>();
-    peerEvents = std::make_shared<Recorder>();
-    url.reset();
-    ASSERT_NO_FATAL_FAILURE(connectPair(GetParam()));
+    ASSERT_NO_FATAL_FAILURE(reconnectPair(GetParam()));
     c.start(*client);
     peer->writeData(dataFromBytes("abcdef\n"), -1, 0);
     Event closed = clientEvents->waitFor(Event::Disconnected);
@@ -459,65 +443,43 @@ TEST(GCDAsyncSocket, LocalListenerReplacesStaleSocketFileOnly) {
 
 // ---- TLS --------------------------------------------------------------------
 
-// A self-signed certificate for "localhost" and 127.0.0.1, in PEM files.
+// An authority's certificate and an identity it issued for `host`, in PEM files.
 struct Credentials {
-  std::string certificate, key;
+  std::string authority, certificate, key;
 };
 
-Credentials makeSelfSigned(const std::filesystem::path& folder) {
-  EVP_PKEY* key = EVP_EC_gen("P-256");
-  X509* cert = X509_new();
-  X509_set_version(cert, 2);
-  ASN1_INTEGER_set(X509_get_serialNumber(cert), 1);
-  X509_gmtime_adj(X509_getm_notBefore(cert), -60);
-  X509_gmtime_adj(X509_getm_notAfter(cert), 3600);
-  X509_set_pubkey(cert, key);
-  X509_NAME* name = X509_get_subject_name(cert);
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
-  X509_set_issuer_name(cert, name);
-  X509V3_CTX ctx;
-  X509V3_set_ctx_nodb(&ctx);
-  X509V3_set_ctx(&ctx, cert, cert, nullptr, nullptr, 0);
-  for (auto [nid, value] : {std::pair{NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1"},
-                            std::pair{NID_basic_constraints, "critical,CA:TRUE"}}) {
-    X509_EXTENSION* ext = X509V3_EXT_conf_nid(nullptr, &ctx, nid, value);
-    X509_add_ext(cert, ext, -1);
-    X509_EXTENSION_free(ext);
-  }
-  X509_sign(cert, key, EVP_sha256());
-  Credentials out{(folder / "cert.pem").string(), (folder / "key.pem").string()};
-  FILE* f = std::fopen(out.certificate.c_str(), "w");
-  PEM_write_X509(f, cert);
-  std::fclose(f);
-  f = std::fopen(out.key.c_str(), "w");
-  PEM_write_PrivateKey(f, key, nullptr, nullptr, 0, nullptr, nullptr);
-  std::fclose(f);
-  X509_free(cert);
-  EVP_PKEY_free(key);
+Credentials makeCredentials(const std::string& host) {
+  const auto folder = test::makeTemporaryFolder("tls");
+  const test::TestCertificateAuthority authority;
+  const test::TLSIdentity identity = authority.issue(host);
+  const Credentials out{(folder / "ca.pem").string(), (folder / "cert.pem").string(),
+                        (folder / "key.pem").string()};
+  test::writeFile(out.authority, authority.certificatePEM());
+  test::writeFile(out.certificate, identity.certificateChainPEM);
+  test::writeFile(out.key, identity.privateKeyPEM);
   return out;
 }
 
 TEST_F(SocketTest, TLSVerifiesTheServer) {
-  const Credentials creds = makeSelfSigned(test::makeTemporaryFolder("tls"));
+  // Without a peer name the connected address is what is checked.
   struct Case {
     const char* name;
+    const char* issuedFor;
     bool trustOurCertificate;
     std::optional<std::string> peerName;
     bool succeeds;
   };
   const Case cases[] = {
-      {"trusted by the authority file", true, std::nullopt, true},
-      {"trusted, host name checked", true, "localhost", true},
-      {"not in the system store", false, std::nullopt, false},
-      {"wrong host name", true, "example.com", false},
+      {"trusted by the authority file", "127.0.0.1", true, std::nullopt, true},
+      {"trusted, host name checked", "localhost", true, "localhost", true},
+      {"not in the system store", "127.0.0.1", false, std::nullopt, false},
+      {"wrong host name", "localhost", true, "example.com", false},
+      {"the address is checked", "localhost", true, std::nullopt, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    serverEvents = std::make_shared<Recorder>();
-    clientEvents = std::make_shared<Recorder>();
-    peerEvents = std::make_shared<Recorder>();
-    ASSERT_NO_FATAL_FAILURE(connectPair(false));
+    const Credentials creds = makeCredentials(c.issuedFor);
+    ASSERT_NO_FATAL_FAILURE(reconnectPair(false));
     GCDAsyncSocketTLSSettings server;
     server.isServer = true;
     server.validatesCertificateChain = false;
@@ -528,7 +490,7 @@ TEST_F(SocketTest, TLSVerifiesTheServer) {
     peer->startTLS(server);
     GCDAsyncSocketTLSSettings clientSettings;
     clientSettings.peerName = c.peerName;
-    if (c.trustOurCertificate) clientSettings.certificateAuthorityFile = creds.certificate;
+    if (c.trustOurCertificate) clientSettings.certificateAuthorityFile = creds.authority;
     client->writeData(dataFromBytes("plain"), -1, 1);
     client->startTLS(clientSettings);
     if (c.succeeds) {

@@ -3,8 +3,10 @@
 
 #include <sys/mman.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,6 +16,8 @@
 #include <vector>
 
 #include "vantorcore/platform/Observable.h"
+#include "vantorcore/platform/String+Paths.h"
+#include "vantorcore/platform/UserDefaults.h"
 
 namespace lx::test {
 
@@ -38,6 +42,15 @@ class Model : public Observable {
   mutable std::mutex mutex_;
   std::map<String, Value> values_;
 };
+
+/// A defaults suite of its own, empty on disk, for each call.
+inline std::shared_ptr<UserDefaults> freshSuite() {
+  static std::atomic<int> counter{0};
+  auto suite = UserDefaults::suiteNamed(fromUTF8("fresh" + std::to_string(counter++)));
+  std::error_code ec;
+  std::filesystem::remove(fileSystemRepresentation(suite->path()), ec);
+  return suite;
+}
 
 /// Collects values from any thread and lets a test wait for them. The wait
 /// is bounded so that a lost delivery fails the test instead of hanging it.

@@ -29,40 +29,40 @@ TEST(Compression, RoundTripsAcrossChunkBoundaries) {
   }
 }
 
-TEST(Decompression, NotZlibOrEmptyIsAbsentWithALogLine) {
+// What is not zlib, empty or corrupt is absent with one log line; a
+// truncated stream yields what inflated, quietly.
+TEST(Decompression, BadInputs) {
+  const Data data = randomish(50000, 3);
+  const Data compressed = *lx_compressedData(data);
+  Data corrupt = compressed;
+  for (std::size_t i = 10; i < 40; ++i) corrupt[i] ^= 0x5A;
   const struct {
     const char* name;
     Data input;
-    const char16_t* line;
-  } cases[] = {{"not zlib", dataFromBytes("hello, world"), u"inflate: ret != Z_OK -3"},
-               {"empty", Data{}, u"inflate: ret != Z_OK -5"}};
+    const char16_t* line;  // a prefix when it ends in "-"; null: no line, a prefix of `data`
+  } cases[] = {
+      {"not zlib", dataFromBytes("hello, world"), u"inflate: ret != Z_OK -3"},
+      {"empty", Data{}, u"inflate: ret != Z_OK -5"},
+      {"corrupt", corrupt, u"inflate: ret != Z_OK -"},
+      {"truncated", Data(compressed.begin(), compressed.begin() + compressed.size() / 2), nullptr}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     ScopedLogCapture capture;
-    EXPECT_EQ(lx_decompressedData(c.input), std::nullopt);
-    EXPECT_EQ(capture.lines(), std::vector<String>{c.line});
+    const auto partial = lx_decompressedData(c.input);
+    if (c.line) {
+      EXPECT_EQ(partial, std::nullopt);
+      ASSERT_EQ(capture.lines().size(), 1u);
+      const String line = capture.lines()[0];
+      EXPECT_TRUE(String(c.line).ends_with(u"-") ? line.starts_with(c.line) : line == c.line)
+          << toUTF8(line);
+      continue;
+    }
+    ASSERT_TRUE(partial);
+    EXPECT_FALSE(partial->empty());
+    EXPECT_LT(partial->size(), data.size());
+    EXPECT_TRUE(std::equal(partial->begin(), partial->end(), data.begin()));
+    EXPECT_TRUE(capture.lines().empty());
   }
-}
-
-TEST(Decompression, TruncatedStreamYieldsWhatInflated) {
-  const Data data = randomish(50000, 3);
-  const Data compressed = *lx_compressedData(data);
-  ScopedLogCapture capture;
-  const auto partial = lx_decompressedData(DataView(compressed).first(compressed.size() / 2));
-  ASSERT_TRUE(partial);
-  EXPECT_FALSE(partial->empty());
-  EXPECT_LT(partial->size(), data.size());
-  EXPECT_TRUE(std::equal(partial->begin(), partial->end(), data.begin()));
-  EXPECT_TRUE(capture.lines().empty());
-}
-
-TEST(Decompression, CorruptBodyIsAbsent) {
-  Data compressed = *lx_compressedData(randomish(5000, 4));
-  for (std::size_t i = 10; i < 40; ++i) compressed[i] ^= 0x5A;
-  ScopedLogCapture capture;
-  EXPECT_EQ(lx_decompressedData(compressed), std::nullopt);
-  ASSERT_EQ(capture.lines().size(), 1u);
-  EXPECT_TRUE(capture.lines()[0].starts_with(u"inflate: ret != Z_OK -"));
 }
 
 TEST(Decompression, StreamingInPieces) {

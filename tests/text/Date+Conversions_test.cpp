@@ -36,31 +36,9 @@ TEST(PosixTime, MonotonicClockMovesForward) {
   EXPECT_GT(lx_timeIntervalSinceFixedReferenceDate(), 0.0);
 }
 
-TEST(HTTPDates, RFC1123Writing) {
-  EXPECT_EQ(lx_rfc1123String(Date(0)), u"Thu, 01 Jan 1970 00:00:00 GMT");
-  EXPECT_EQ(lx_rfc1123String(Date(784111777)), u"Sun, 06 Nov 1994 08:49:37 GMT");
-}
-
 TEST(HTTPDates, DescriptionWithFormatUsesEnglishNames) {
   // Mid-1970 is 1970 and July in every time zone.
   EXPECT_EQ(lx_descriptionWithFormat(Date(200 * 86400), u"MMMM yyyy"), u"July 1970");
-}
-
-TEST(HTTPDates, ThreeFormsParseToTheSameDate) {
-  auto formatter = LXRFC2616DateFormatter::defaultFormatter();
-  const char16_t* forms[] = {u"Sun, 06 Nov 1994 08:49:37 GMT", u"Sunday, 06-Nov-94 08:49:37 GMT",
-                             u"Sun Nov 06 08:49:37 1994"};
-  for (const char16_t* text : forms) {
-    SCOPED_TRACE(toUTF8(text));
-    EXPECT_EQ(formatter->dateFromString(text), Date(784111777));
-  }
-  const char16_t* bad[] = {u"", u"soon", u"Sun, 06 Nov 1994 08:49:37 GMT trailing",
-                           u"Sun, 32 Nov 1994 08:49:37 GMT", u"\xD800"};
-  for (const char16_t* text : bad) {
-    SCOPED_TRACE(toUTF8(text));
-    EXPECT_EQ(formatter->dateFromString(text), std::nullopt);
-  }
-  EXPECT_EQ(formatter->stringFromDate(Date(784111777)), u"Sun, 06 Nov 1994 08:49:37 GMT");
 }
 
 TEST(HTTPDates, OneFormatterPerThread) {

@@ -6,30 +6,27 @@
 namespace lx {
 namespace {
 
+// The title stays as given, the message is escaped; title and message win
+// over extra user info, and an absent message is stored empty.
 TEST(ErrorAdditionsTest, TitleAndEscapedMessageBecomeTheUserInfo) {
   ScopedLogCapture log;
   const ErrorPtr error = lx_errorWithTitle(u"Can’t open 100%", u"Disk 99% full", u"Test", 7);
   EXPECT_EQ(error->domain(), u"Test");
   EXPECT_EQ(error->code(), 7);
-  EXPECT_EQ(lx_title(*error), u"Can’t open 100%");  // the title stays as given
+  EXPECT_EQ(lx_title(*error), u"Can’t open 100%");
   EXPECT_EQ(lx_message(*error), u"Disk 99%% full");
   EXPECT_EQ(error->userInfo().size(), 2u);
   EXPECT_TRUE(log.lines().empty());
-}
 
-TEST(ErrorAdditionsTest, TitleAndMessageWinOverExtraUserInfo) {
   const Dictionary extra{{String(NSLocalizedDescriptionKey), u"old"}, {u"Path", u"/tmp/x"}};
-  const ErrorPtr error = lx_errorWithTitle(u"New", std::nullopt, u"Test", -1, extra);
-  EXPECT_EQ(lx_title(*error), u"New");
-  EXPECT_EQ(lx_message(*error), u"");  // an absent message is stored empty
-  EXPECT_EQ(error->userInfo()[u"Path"], Value(u"/tmp/x"));
-}
+  const ErrorPtr withExtra = lx_errorWithTitle(u"New", std::nullopt, u"Test", -1, extra);
+  EXPECT_EQ(lx_title(*withExtra), u"New");
+  EXPECT_EQ(lx_message(*withExtra), u"");
+  EXPECT_EQ(withExtra->userInfo()[u"Path"], Value(u"/tmp/x"));
 
-TEST(ErrorAdditionsTest, MissingTitleOrDomainIsLoggedNotFatal) {
-  ScopedLogCapture log;
-  const ErrorPtr error = lx_errorWithTitle(std::nullopt, u"m", std::nullopt, 1);
-  ASSERT_NE(error, nullptr);
-  EXPECT_EQ(error->domain(), u"");
+  const ErrorPtr bare = lx_errorWithTitle(std::nullopt, u"m", std::nullopt, 1);
+  ASSERT_NE(bare, nullptr);
+  EXPECT_EQ(bare->domain(), u"");
   EXPECT_EQ(log.lines(), (std::vector<String>{u"CONDITION FAILED: title is nil",
                                               u"CONDITION FAILED: error domain is nil"}));
 }
@@ -46,13 +43,12 @@ TEST(ErrorAdditionsTest, TruncationKeepsSixHundredUnits) {
   EXPECT_EQ(lx_title(*cut), u"T");
   EXPECT_EQ(cut->domain(), u"D");
   EXPECT_EQ(cut->userInfo()[u"k"], Value(1));
-}
 
-TEST(ErrorAdditionsTest, TruncationEscapesPercentSignsAgain) {
-  // 300 '%' escape to 600 units; one more unit makes the message too long.
-  const ErrorPtr error = lx_errorWithTitle(u"T", String(300, u'%') + u"x", u"D", 1);
-  ASSERT_EQ(lx_message(*error)->size(), 601u);
-  EXPECT_EQ(lx_message(*lx_errorByTruncatingMessage(error)), String(1200, u'%') + u"…");
+  // 300 '%' escape to 600 units; one more unit makes the message too long,
+  // and truncation escapes again.
+  const ErrorPtr percent = lx_errorWithTitle(u"T", String(300, u'%') + u"x", u"D", 1);
+  ASSERT_EQ(lx_message(*percent)->size(), 601u);
+  EXPECT_EQ(lx_message(*lx_errorByTruncatingMessage(percent)), String(1200, u'%') + u"…");
 }
 
 TEST(ErrorAdditionsTest, AddingUserInfoKeepsDomainAndCode) {

@@ -135,9 +135,10 @@ TEST(RFC1123FastPath, RandomDatesWriteAndReadAsICUDoes) {
   }
 }
 
-TEST(RFC1123FastPath, TextsOnlyICUAcceptsStillParse) {
+TEST(RFC1123FastPath, TextsTheOwnReaderLeavesToICU) {
   // ICU's strict mode still ignores the weekday, case and extra spaces and
-  // takes any zone; the own reader leaves all of that to ICU.
+  // takes any zone; the own reader leaves all of that, and every refusal, to
+  // ICU.
   struct Case {
     const char16_t* text;
     std::optional<double> seconds;
@@ -162,6 +163,11 @@ TEST(RFC1123FastPath, TextsOnlyICUAcceptsStillParse) {
       {u"Sun, 06 Nov 1994 08:49:37 GM", std::nullopt},
       {u"Sun, 06 Nov 1994 08:49:37 GMT ", std::nullopt},
       {u"Sun, 06 Nov 1994 08:49:37 GM\xD800", std::nullopt},
+      {u"", std::nullopt},
+      {u"soon", std::nullopt},
+      {u"Sun, 06 Nov 1994 08:49:37 GMT trailing", std::nullopt},
+      {u"Sun, 32 Nov 1994 08:49:37 GMT", std::nullopt},
+      {u"\xD800", std::nullopt},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(toUTF8(c.text));

@@ -7,7 +7,7 @@
 namespace lx {
 namespace {
 
-TEST(PathNodeAttributes, OfAFileAndAFolder) {
+TEST(PathNodeAttributes, OfAFileAFolderAndAMissingItem) {
   const auto folder = test::makeTemporaryFolder("node");
   test::writeFile(folder / "Report.PDF", "12345");
   const String file = fromUTF8((folder / "Report.PDF").string());
@@ -20,9 +20,7 @@ TEST(PathNodeAttributes, OfAFileAndAFolder) {
   ASSERT_TRUE(PathNode::modificationDate(file));
   EXPECT_NEAR(PathNode::modificationDate(file)->timeIntervalSinceNow(), 0, 3600);
   EXPECT_EQ(PathNode::path(file), lx_stringByNormalizingPath(file));
-}
 
-TEST(PathNodeAttributes, MissingItem) {
   const String missing = u"/nonexistent-folder-for-tests/report.txt";
   EXPECT_EQ(PathNode::displayName(missing), u"report.txt");
   EXPECT_EQ(PathNode::modificationDate(missing), std::nullopt);

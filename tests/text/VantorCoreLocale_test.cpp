@@ -2,20 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "support/Catalogue.h"
 #include "support/TestSupport.h"
 #include "vantorcore/platform/Error.h"
 
 namespace lx {
 namespace {
-
-TEST(VantorCoreLocaleTest, VersionSymbols) {
-  EXPECT_EQ(VantorCoreVersionNumber, 0.0);
-  const char* version = reinterpret_cast<const char*>(VantorCoreVersionString);
-  EXPECT_STREQ(version, "@(#)PROGRAM:VantorCore  PROJECT:VantorCore-\n");
-}
 
 TEST(VantorCoreLocaleTest, NonLocalizedStringIsItsArgument) {
   const String text = u"Untranslated ✓";
@@ -50,9 +42,6 @@ TEST(VantorCoreLocaleTest, LookupsUseTheGivenBundleAndTable) {
   EXPECT_EQ(LXLocalizedString(u"Save", bundle), u"Speichern");
   EXPECT_EQ(LXLocalizedString(u"Load", bundle), u"Load");
   EXPECT_EQ(LXLocalizedStringFromTable(u"Save", nullptr, u"FrameLocaleStrings"), u"Save");
-}
-
-TEST(VantorCoreLocaleTest, BundleForClass) {
   // Which classes belong to the library is Bundle's rule, tested there.
   EXPECT_EQ(&LXBundleForClass(Object::staticClass()), &Bundle::framework());
 }

@@ -89,6 +89,16 @@ class LogsFolder {
   NotificationCenter::Token rotations_;
 };
 
+// The first n logs after a rotation, each one number on: file name => contents.
+std::map<std::string, std::string> shifted(int n) {
+  std::map<std::string, std::string> files;
+  for (int i = 0; i < n; ++i) {
+    files["Transcript " + std::to_string(i + 1) + ".log"] =
+        i ? "Transcript " + std::to_string(i) + ".log" : "Transcript.log";
+  }
+  return files;
+}
+
 struct RotationCase {
   const char* name;
   std::map<std::string, double> created;
@@ -128,24 +138,11 @@ TEST(LXTranscriptLogControllerTest, RotationRenumbersKeepsAndDeletes) {
        7,
        {{"Transcript 1.log", "Transcript.log"}},
        true},
-      {"keep 3 of five",
-       dated(5),
-       3,
-       {{"Transcript 1.log", "Transcript.log"}, {"Transcript 2.log", "Transcript 1.log"}},
-       true},
-      {"keep 2 of five", dated(5), 2, {{"Transcript 1.log", "Transcript.log"}}, true},
+      {"keep 3 of five", dated(5), 3, shifted(2), true},
+      {"keep 2 of five", dated(5), 2, shifted(1), true},
       {"keep 1 deletes all", dated(3), 1, {}, true},
       {"keep 0 deletes all", dated(3), 0, {}, true},
-      {"-1 means 7: seven of eight",
-       dated(8),
-       -1,
-       {{"Transcript 1.log", "Transcript.log"},
-        {"Transcript 2.log", "Transcript 1.log"},
-        {"Transcript 3.log", "Transcript 2.log"},
-        {"Transcript 4.log", "Transcript 3.log"},
-        {"Transcript 5.log", "Transcript 4.log"},
-        {"Transcript 6.log", "Transcript 5.log"}},
-       true},
+      {"-1 means 7: seven of eight", dated(8), -1, shifted(6), true},
       {"no delegate deletes every entry but .DS_Store, whatever its name",
        {{"Transcript.log", yesterday},
         {"Transcript 1.log", older},
@@ -182,7 +179,9 @@ TEST(LXTranscriptLogControllerTest, RotationRenumbersKeepsAndDeletes) {
     EXPECT_EQ(folder.contents(), c.after);
     EXPECT_EQ(folder.posted, c.posted ? 1 : 0);
     // Asked whenever there are logs, even when nothing moves.
-    if (delegate) EXPECT_EQ(delegate->calls, c.created.count("Transcript.log") ? 1 : 0);
+    if (delegate) {
+      EXPECT_EQ(delegate->calls, c.created.count("Transcript.log") ? 1 : 0);
+    }
   }
   controller->setDelegate({});
 }
@@ -246,7 +245,6 @@ TEST(LXTranscriptLogControllerTest, DailyTickRotatesAcrossMidnightAndSurvivesACl
   time.clock().setCurrentDate(Date(kCutOff + kDay - 2));  // 23:59:58 on the cut-off day
   auto controller = LXTranscriptLogController::sharedInstance();
   controller->setRotationDate(Date(kCutOff));
-  controller->setDelegate({});
   auto keep = std::make_shared<FixedKeepCount>(-1);
   controller->setDelegate(keep);
   controller->rescheduleRotationTimer();
@@ -258,9 +256,7 @@ TEST(LXTranscriptLogControllerTest, DailyTickRotatesAcrossMidnightAndSurvivesACl
   EXPECT_EQ(folder.posted, 0);
   time.advance(1);  // 00:00:01
   ASSERT_TRUE(test::spinUntil([&] { return folder.posted == 1; }));
-  EXPECT_EQ(folder.contents(),
-            (std::map<std::string, std::string>{{"Transcript 1.log", "Transcript.log"},
-                                                {"Transcript 2.log", "Transcript 1.log"}}));
+  EXPECT_EQ(folder.contents(), shifted(2));
   EXPECT_EQ(controller->rotationTimer()->fireDate(), Date(kCutOff + 2 * kDay + 1));
 
   // The clock is set back across midnight: the next tick is aimed at the

@@ -26,7 +26,7 @@ struct Step {
 struct AppendCase {
   const char* name;
   std::vector<Step> steps;
-  std::vector<std::string> logged;  // session log lines after the header
+  std::vector<std::string> logged;  // session log lines after the header, without "Demo "
 };
 
 // Appends every step of `c` to a fresh transcript named "Demo" and returns it
@@ -46,60 +46,54 @@ std::shared_ptr<LXTranscript> runSteps(const std::vector<Step>& steps,
 }
 
 TEST(LXTranscriptTest, AppendedMessagesBecomeLogLines) {
-  const std::string first = "Demo [1]: " + stamp("11/24/26", "8:40:00");
+  const auto at = [](const char* time) { return "[1]: " + stamp("11/24/26", time); };
+  const std::string first = at("8:40:00");
   const AppendCase cases[] = {
       {"empty text does nothing", {{u""}}, {}},
-      {"received", {{u"hello"}}, {first, "Demo [1]: hello"}},
-      {"sent",
-       {{u"hello", 0, true}},
-       {"Demo [1]: -> " + stamp("11/24/26", "8:40:00"), "Demo [1]: -> hello"}},
+      {"received", {{u"hello"}}, {first, "[1]: hello"}},
+      {"sent", {{u"hello", 0, true}}, {"[1]: -> " + stamp("11/24/26", "8:40:00"), "[1]: -> hello"}},
       {"no connection is index 0",
        {{u"hello", 0, false, false, 0}},
-       {"Demo [0]: " + stamp("11/24/26", "8:40:00"), "Demo [0]: hello"}},
-      {"a line of 1 unit is skipped, of 2 kept", {{u"a\nbc"}}, {first, "Demo [1]: bc"}},
-      {"empty lines are skipped", {{u"ab\n\n\ncd\n"}}, {first, "Demo [1]: ab", "Demo [1]: cd"}},
+       {"[0]: " + stamp("11/24/26", "8:40:00"), "[0]: hello"}},
+      {"a line of 1 unit is skipped, of 2 kept", {{u"a\nbc"}}, {first, "[1]: bc"}},
+      {"empty lines are skipped", {{u"ab\n\n\ncd\n"}}, {first, "[1]: ab", "[1]: cd"}},
       {"every line terminator splits",
        {{u"ab\r\ncd\ref\u2028gh\u2029ij\u0085kl"}},
-       {first, "Demo [1]: ab", "Demo [1]: cd", "Demo [1]: ef", "Demo [1]: gh", "Demo [1]: ij",
-        "Demo [1]: kl"}},
-      {"coalesce drops a repeat",
-       {{u"same"}, {u"same", 0, false, true}},
-       {first, "Demo [1]: same"}},
+       {first, "[1]: ab", "[1]: cd", "[1]: ef", "[1]: gh", "[1]: ij", "[1]: kl"}},
+      {"coalesce drops a repeat", {{u"same"}, {u"same", 0, false, true}}, {first, "[1]: same"}},
       {"coalesce ignores connection and direction",
        {{u"same"}, {u"same", 0, true, true, 2}},
-       {first, "Demo [1]: same"}},
+       {first, "[1]: same"}},
       {"without coalesce a repeat is logged",
        {{u"same"}, {u"same"}},
-       {first, "Demo [1]: same", "Demo [1]: same"}},
+       {first, "[1]: same", "[1]: same"}},
       {"coalesce keeps a different text",
        {{u"one"}, {u"two", 0, false, true}},
-       {first, "Demo [1]: one", "Demo [1]: two"}},
+       {first, "[1]: one", "[1]: two"}},
       {"0.5 s later: no stamp; 2 s after that: stamp",
        {{u"one"}, {u"two", 0.5}, {u"three", 2.5}},
-       {first, "Demo [1]: one", "Demo [1]: two", "Demo [1]: " + stamp("11/24/26", "8:40:02"),
-        "Demo [1]: three"}},
-      {"exactly 1.0 s: no stamp",
-       {{u"one"}, {u"two", 1.0}},
-       {first, "Demo [1]: one", "Demo [1]: two"}},
+       {first, "[1]: one", "[1]: two", at("8:40:02"), "[1]: three"}},
+      {"exactly 1.0 s: no stamp", {{u"one"}, {u"two", 1.0}}, {first, "[1]: one", "[1]: two"}},
       {"just over 1.0 s: stamp",
        {{u"one"}, {u"two", 1.001}},
-       {first, "Demo [1]: one", "Demo [1]: " + stamp("11/24/26", "8:40:01"), "Demo [1]: two"}},
+       {first, "[1]: one", at("8:40:01"), "[1]: two"}},
       {"the stamp moves only when written",
        {{u"one"}, {u"two", 0.6}, {u"three", 1.2}},
-       {first, "Demo [1]: one", "Demo [1]: two", "Demo [1]: " + stamp("11/24/26", "8:40:01"),
-        "Demo [1]: three"}},
+       {first, "[1]: one", "[1]: two", at("8:40:01"), "[1]: three"}},
       {"a clock set back stamps",
        {{u"one"}, {u"two", -5}},
-       {first, "Demo [1]: one", "Demo [1]: " + stamp("11/24/26", "8:39:55"), "Demo [1]: two"}},
+       {first, "[1]: one", at("8:39:55"), "[1]: two"}},
       {"a dropped repeat moves no stamp",
        {{u"one"}, {u"one", 5, false, true}, {u"two", 5.5}},
-       {first, "Demo [1]: one", "Demo [1]: " + stamp("11/24/26", "8:40:05"), "Demo [1]: two"}},
+       {first, "[1]: one", at("8:40:05"), "[1]: two"}},
   };
   test::ManualClockScope time;
   for (const AppendCase& c : cases) {
     SCOPED_TRACE(c.name);
     auto transcript = runSteps(c.steps, time);
-    EXPECT_EQ(test::sessionLines(*transcript), c.logged);
+    std::vector<std::string> logged;
+    for (const std::string& line : c.logged) logged.push_back("Demo " + line);
+    EXPECT_EQ(test::sessionLines(*transcript), logged);
   }
 }
 
