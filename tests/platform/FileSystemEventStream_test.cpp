@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "support/TestSupport.h"
@@ -199,22 +200,28 @@ TEST_F(FileSystemEventStreamTest, StartingFromAnEarlierIdentifierReportsWhatChan
   fs::rename(root_ / "renamed" / "f", root_ / "renamed" / "g");
   fs::create_directory(root_ / "made");
 
-  const struct {
+  struct Case {
     const char* what;
-    FSEventStreamEventId since;
-    std::vector<String> expected;  // before history done, in order
+    std::function<FSEventStreamEventId()> since;  // asked when the case runs
+    std::vector<String> expected;                 // before history done, in order
     FSEventStreamEventFlags firstFlags;
-  } cases[] = {
+  };
+  const auto fixed = [](FSEventStreamEventId id) { return [id] { return id; }; };
+  const Case cases[] = {
       {"from the snapshot's identifier",
-       saved,
+       fixed(saved),
        {path(), path("made"), path("renamed"), path("written")},
        0},
       {"from before the snapshot: no usable record",
-       saved - 1,
+       fixed(saved - 1),
+       {path()},
+       kFSEventStreamEventFlagMustScanSubDirs},
+      {"from one past the latest identifier handed out",
+       [] { return FileSystemEventStream::currentEventId() + 1; },
        {path()},
        kFSEventStreamEventFlagMustScanSubDirs},
       {"from an identifier never handed out",
-       UINT64_MAX - 1,
+       fixed(UINT64_MAX - 1),
        {path()},
        kFSEventStreamEventFlagMustScanSubDirs},
   };
@@ -222,7 +229,7 @@ TEST_F(FileSystemEventStreamTest, StartingFromAnEarlierIdentifierReportsWhatChan
     SCOPED_TRACE(c.what);
     events_.clear();
     lastID_ = 0;
-    const auto stream = makeStream(c.since);
+    const auto stream = makeStream(c.since());
     ASSERT_TRUE(stream->start());
     ASSERT_TRUE(runUntil([&] { return count(kFSEventStreamEventFlagHistoryDone) == 1; }));
     ASSERT_EQ(events_.size(), c.expected.size() + 1);
