@@ -114,6 +114,8 @@ compare() {
 }
 export vantor
 echo "rounds $rounds, threads $(nproc), load before: $(cut -d' ' -f1-3 /proc/loadavg)"
+# What every row below pays before its first system call on the tree.
+compare start-up "find --version" "\$vantor --help"
 compare count "find tree -type f" "\$vantor du --count tree"
 compare sizes "du -s tree" "\$vantor du tree"
 compare sizes "find tree -printf '%s %b\n'" "\$vantor du tree"
