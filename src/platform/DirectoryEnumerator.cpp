@@ -126,8 +126,8 @@ class DirectoryEnumerator::Walk {
   // caller's root, never for a folder handed over by another thread.
   void run(std::string root, int depth, bool followsLink) {
     path_ = std::move(root);
-    Descriptor folder(::open(path_.c_str(), followsLink ? kDirectoryOpenFlags & ~O_NOFOLLOW
-                                                        : kDirectoryOpenFlags));
+    Descriptor folder(::open(
+        path_.c_str(), followsLink ? kDirectoryOpenFlags & ~O_NOFOLLOW : kDirectoryOpenFlags));
     if (!folder.valid()) return;
     baseDepth_ = depth;
     stack_.clear();
@@ -255,6 +255,10 @@ class DirectoryEnumerator::Walk {
   void completeEntries(int fd, Level& level) const {
     const bool wantsSizes = owner_.keys_ & Sizes;
     const bool wantsStamps = owner_.keys_ & Stamps;
+    // Only what is asked for: network file systems fetch each field they
+    // are asked for from the server.
+    const unsigned mask = STATX_TYPE | (wantsSizes ? STATX_SIZE | STATX_BLOCKS : 0U) |
+                          (wantsStamps ? STATX_INO | STATX_MTIME | STATX_CTIME : 0U);
     std::string name;
     std::erase_if(level.entries, [&](Entry& e) {
       const bool unknownKind = e.kindUnknown;
@@ -264,8 +268,7 @@ class DirectoryEnumerator::Walk {
       name.assign(level.names, e.nameOffset, e.nameLength);
       struct statx st {};
       if (::statx(fd, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC,
-                  STATX_TYPE | STATX_SIZE | STATX_BLOCKS | STATX_INO | STATX_MTIME | STATX_CTIME,
-                  &st) != 0) {
+                  mask, &st) != 0) {
         // Gone (or unreachable): an unknown kind cannot be guessed.
         return unknownKind || errno == ENOENT;
       }

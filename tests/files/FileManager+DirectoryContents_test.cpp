@@ -168,6 +168,147 @@ TEST_F(DirectoryContentsTest, ExcludingListing) {
   }
 }
 
+// Walks A and B in the handler form, the excluding walk when `excluding` is
+// given.
+struct ListingCase {
+  const char* what;
+  bool hidden;
+  bool directories;
+  std::vector<String> excludes;
+  std::optional<String> conforming;
+  std::optional<std::vector<String>> excluding;
+  std::vector<String> including;
+  LXPathPredicate predicate;
+};
+
+TEST_F(DirectoryContentsTest, HandlerFormListsWhatTheArrayFormsList) {
+  const auto skipSub = [this](const String& path) { return path == root() + u"/sub"; };
+  const ListingCase cases[] = {
+      {"defaults", true, true, {}, std::nullopt, std::nullopt, {}, nullptr},
+      {"no hidden, no folders", false, false, {}, std::nullopt, std::nullopt, {}, nullptr},
+      {"excluded names, an empty one among them",
+       true,
+       true,
+       {u"", u"sub", u".dot"},
+       std::nullopt,
+       std::nullopt,
+       {},
+       nullptr},
+      {"conforming", true, true, {}, u"public.image", std::nullopt, {}, nullptr},
+      {"excluding with exceptions and a predicate",
+       true,
+       true,
+       {},
+       std::nullopt,
+       std::vector<String>{u"public.image"},
+       {u"public.png"},
+       skipSub},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    LXDeepListingFilters filters;
+    filters.includeHidden = c.hidden;
+    filters.includeDirectories = c.directories;
+    filters.excludesFiles = c.excludes;
+    filters.conformsToUTI = c.conforming;
+    filters.excludingUTIs = c.excluding.value_or(std::vector<String>{});
+    filters.includingUTIs = c.including;
+    filters.excludingPredicate = c.predicate;
+    const std::vector<String> arrayForm =
+        c.excluding
+            ? lx_deepDirectoryContentsAtPath(manager_, root(), c.hidden, c.directories,
+                                             *c.excluding, c.excludes, c.including, c.predicate)
+            : lx_deepDirectoryContentsAtPath(manager_, root(), c.hidden, c.directories,
+                                             c.conforming, c.excludes);
+    std::vector<String> handed;
+    lx_enumerateDeepDirectoryContentsAtPath(manager_, root(), filters, [&](std::string_view p) {
+      handed.push_back(stringWithFileSystemRepresentation(p));
+    });
+    EXPECT_EQ(handed, arrayForm);  // the same order too
+    EXPECT_FALSE(handed.empty());
+  }
+}
+
+TEST_F(DirectoryContentsTest, BothTypeFiltersApplyTogether) {
+  // Images only, and of those every one but PNG left out: GIF and JPEG.
+  LXDeepListingFilters filters;
+  filters.includeHidden = false;
+  filters.includeDirectories = false;
+  filters.conformsToUTI = u"public.image";
+  filters.excludingUTIs = {u"public.png"};
+  std::vector<String> handed;
+  lx_enumerateDeepDirectoryContentsAtPath(manager_, root(), filters, [&](std::string_view p) {
+    handed.push_back(stringWithFileSystemRepresentation(p));
+  });
+  EXPECT_EQ(relative(handed), (Names{"c.jpg", "noext", "sub/deeper/f.gif"}));
+}
+
+// The root's subfolders are listed on up to four threads and joined in the
+// root's order: around each count of subfolders where the split changes,
+// every folder still comes right before its own contents.
+TEST(DirectoryContentsOrder, EachFolderIsFollowedByItsOwnContents) {
+  FileManager manager;
+  for (const int folders : {0, 1, 2, 3, 4, 5, 9}) {
+    SCOPED_TRACE(folders);
+    const fs::path root = test::makeTemporaryFolder("order");
+    for (int f = 0; f < folders; ++f) {
+      const std::string folder = "d" + std::to_string(f);
+      for (const char* file : {"x", "y:z", "new\nline"}) {
+        test::writeFile(root / folder / file, "");
+      }
+    }
+    test::writeFile(root / "top", "");
+    std::vector<std::string> handed;
+    lx_enumerateDeepDirectoryContentsAtPath(
+        manager, stringWithFileSystemRepresentation(root.native()), {},
+        [&](std::string_view p) { handed.emplace_back(p.substr(root.native().size() + 1)); });
+    ASSERT_EQ(handed.size(), static_cast<std::size_t>(folders) * 4 + 1);
+    for (std::size_t i = 0; i < handed.size(); ++i) {
+      if (handed[i].find('/') != std::string::npos || handed[i] == "top") continue;
+      // A folder: its three files follow it, in any order.
+      ASSERT_LT(i + 3, handed.size()) << handed[i];
+      for (std::size_t k = 1; k <= 3; ++k) {
+        EXPECT_EQ(handed[i + k].substr(0, handed[i].size() + 1), handed[i] + "/") << handed[i];
+      }
+    }
+    fs::remove_all(root);
+  }
+}
+
+TEST_F(DirectoryContentsTest, CountsAndSizesLeaveOutHiddenItemsOnlyWhenAsked) {
+  // Hidden: .hidden itself, .dot (and inner.txt below it), listed.txt.
+  const struct {
+    bool includeHidden;
+    std::uint64_t files;
+    std::vector<std::string> summed;  // the files whose sizes are summed
+  } cases[] = {
+      {true,
+       12,
+       {"a.txt", "b.png", "c.jpg", "noext", "listed.txt", ".dot/inner.txt", "sub/d.png",
+        "sub/e.txt", "sub/deeper/f.gif", "App.app/g.txt", ".hidden", "link.png"}},
+      {false,
+       9,
+       {"a.txt", "b.png", "c.jpg", "noext", "sub/d.png", "sub/e.txt", "sub/deeper/f.gif",
+        "App.app/g.txt", "link.png"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.includeHidden);
+    EXPECT_EQ(lx_numberOfFilesAtPath(manager_, root(), c.includeHidden), c.files);
+    std::uint64_t logical = 0;
+    std::uint64_t physical = 0;
+    for (const std::string& file : c.summed) {
+      struct stat st {};
+      ASSERT_EQ(lstat((root_ / file).c_str(), &st), 0) << file;
+      logical += st.st_size;
+      physical += st.st_blocks * 512;
+    }
+    std::uint64_t physicalSize = 0;
+    EXPECT_EQ(lx_sizeOfFolderContentsAtPath(manager_, root(), &physicalSize, c.includeHidden),
+              logical);
+    EXPECT_EQ(physicalSize, physical);
+  }
+}
+
 TEST_F(DirectoryContentsTest, CountsAndSizesIncludeHiddenItemsAndPackages) {
   // Ten files, .hidden and the link; folders count for nothing.
   EXPECT_EQ(lx_numberOfFilesAtPath(manager_, root()), 12U);

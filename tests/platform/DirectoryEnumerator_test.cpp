@@ -114,6 +114,52 @@ TEST_F(DirectoryEnumeratorTest, SizesAreReadForEverythingButFolders) {
   }
 }
 
+TEST_F(DirectoryEnumeratorTest, EachKeyReadsItsOwnValuesAndNoOthers) {
+  test::writeFile(root_ / "five", "12345");
+  fs::create_directory(root_ / "dir");
+  struct stat fileStat {};
+  struct stat dirStat {};
+  ASSERT_EQ(lstat((root_ / "five").c_str(), &fileStat), 0);
+  ASSERT_EQ(lstat((root_ / "dir").c_str(), &dirStat), 0);
+  const struct {
+    unsigned keys;
+    bool fileSizes;
+    bool stamps;  // for folders too
+  } cases[] = {
+      {DirectoryEnumerator::None, false, false},
+      {DirectoryEnumerator::Sizes, true, false},
+      {DirectoryEnumerator::Stamps, false, true},
+      {DirectoryEnumerator::Sizes | DirectoryEnumerator::Stamps, true, true},
+  };
+  for (const auto& c : cases) {
+    for (const bool ignoreTypes : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "keys " << c.keys << ", DT_UNKNOWN " << ignoreTypes);
+      DirectoryEnumerator enumerator(c.keys);
+      enumerator.setIgnoresEntryTypes(ignoreTypes);
+      std::map<std::string, DirectoryItem> seen;
+      enumerator.enumerate(stringWithFileSystemRepresentation(root_.native()),
+                           [&](const DirectoryItem& item, unsigned) {
+                             seen[std::string(item.name)] = item;
+                             return false;
+                           });
+      ASSERT_EQ(seen.size(), 2U);
+      const DirectoryItem& file = seen.at("five");
+      const DirectoryItem& dir = seen.at("dir");
+      EXPECT_EQ(file.kind, DirectoryItemKind::File);
+      EXPECT_EQ(dir.kind, DirectoryItemKind::Directory);
+      EXPECT_EQ(file.hasSizes, c.fileSizes);
+      EXPECT_EQ(file.logicalSize, c.fileSizes ? 5U : 0U);
+      EXPECT_FALSE(dir.hasSizes);
+      EXPECT_EQ(file.hasStamps, c.stamps);
+      EXPECT_EQ(dir.hasStamps, c.stamps);
+      EXPECT_EQ(file.inode, c.stamps ? fileStat.st_ino : 0U);
+      EXPECT_EQ(dir.inode, c.stamps ? dirStat.st_ino : 0U);
+      EXPECT_EQ(file.modified,
+                c.stamps ? fileStat.st_mtim.tv_sec * 1000000000LL + fileStat.st_mtim.tv_nsec : 0);
+    }
+  }
+}
+
 TEST_F(DirectoryEnumeratorTest, HiddenIsALeadingDotOrANameInTheHiddenList) {
   test::writeFile(root_ / ".dot", "");
   test::writeFile(root_ / ".hidden", "listed\n\nsub\nnot-here\n");

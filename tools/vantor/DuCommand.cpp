@@ -10,13 +10,16 @@ namespace vantor {
 namespace {
 
 constexpr char kUsage[] =
-    "usage: vantor du [--apparent | --count] PATH...\n\n"
+    "usage: vantor du [--apparent | --count] [--hidden | --no-hidden] PATH...\n\n"
     "Prints, for each folder, the allocated size of everything below it in\n"
     "bytes (st_blocks x 512, as `du -s` counts blocks), and the path,\n"
     "tab-separated. --apparent: the logical size (st_size, as `du -sb`).\n"
     "--count: the number of items that are not folders instead.\n"
-    "Hidden items and package contents count; symbolic links are never\n"
-    "followed and folders add no size. Exit 1 when a path is not a folder.";
+    "Hidden items (a leading dot, or named in their folder's .hidden file)\n"
+    "count by default, as `du` counts them; --hidden says so explicitly,\n"
+    "--no-hidden leaves them out, and everything below a hidden folder.\n"
+    "Package contents count; symbolic links are never followed and folders\n"
+    "add no size. Exit 1 when a path is not a folder.";
 
 const Command& self() {
   static const Command command{"du", "", kUsage, nullptr};
@@ -26,12 +29,15 @@ const Command& self() {
 int run(Arguments args) {
   bool apparent = false;
   bool count = false;
+  bool hidden = true;
   std::vector<std::string> paths;
   for (const std::string& a : args) {
     if (a == "--apparent") {
       apparent = true;
     } else if (a == "--count") {
       count = true;
+    } else if (a == "--hidden" || a == "--no-hidden") {
+      hidden = a == "--hidden";
     } else if (a.starts_with("--")) {
       return usageError(self(), "unknown option " + a);
     } else {
@@ -51,10 +57,11 @@ int run(Arguments args) {
     }
     std::uint64_t value = 0;
     if (count) {
-      value = lx::lx_numberOfFilesAtPath(manager, folder);
+      value = lx::lx_numberOfFilesAtPath(manager, folder, hidden);
     } else {
       std::uint64_t physical = 0;
-      const std::uint64_t logical = lx::lx_sizeOfFolderContentsAtPath(manager, folder, &physical);
+      const std::uint64_t logical =
+          lx::lx_sizeOfFolderContentsAtPath(manager, folder, &physical, hidden);
       value = apparent ? logical : physical;
     }
     if (!writeOut(std::to_string(value) + "\t" + path + "\n")) {

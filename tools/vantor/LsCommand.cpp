@@ -2,6 +2,7 @@
 // the library's directory listings.
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Command.h"
@@ -86,22 +87,49 @@ std::optional<Options> parse(Arguments args, int& status) {
   return o;
 }
 
-std::vector<lx::String> list(lx::FileManager& manager, const Options& o, const lx::String& path) {
-  if (!o.deep) {
-    std::vector<lx::String> paths;
-    const auto names = manager.contentsOfDirectoryAtPath(path);
-    if (!names) return paths;
-    for (const lx::String& name : *names) {
-      paths.push_back(lx::stringByAppendingPathComponent(path, name));
-    }
-    return paths;
+// Collects output into large blocks: a deep listing can run to millions of
+// lines, and a write per line would cost more than the walk.
+class BlockWriter {
+ public:
+  BlockWriter() { out_.reserve(kBlockSize + 4096); }
+  void add(std::string_view path) {
+    if (failed_) return;
+    out_.append(path);
+    out_ += '\n';
+    if (out_.size() >= kBlockSize) flush();
   }
-  if (!o.excepting.empty()) {
-    return lx::lx_deepDirectoryContentsAtPath(manager, path, o.hidden, o.directories, o.excepting,
-                                              o.excludes, o.keeping);
+  // False when any write failed.
+  bool flush() {
+    if (!failed_ && !writeOut(out_)) failed_ = true;
+    out_.clear();
+    return !failed_;
   }
-  return lx::lx_deepDirectoryContentsAtPath(manager, path, o.hidden, o.directories, o.type,
-                                            o.excludes);
+
+ private:
+  static constexpr std::size_t kBlockSize = 1 << 18;
+  std::string out_;
+  bool failed_ = false;
+};
+
+void listShallow(lx::FileManager& manager, const lx::String& path, BlockWriter& out) {
+  const auto names = manager.contentsOfDirectoryAtPath(path);
+  if (!names) return;
+  for (const lx::String& name : *names) {
+    out.add(lx::fileSystemRepresentation(lx::stringByAppendingPathComponent(path, name)));
+  }
+}
+
+void listDeep(lx::FileManager& manager, const Options& o, const lx::String& path,
+              BlockWriter& out) {
+  lx::LXDeepListingFilters filters;
+  filters.includeHidden = o.hidden;
+  filters.includeDirectories = o.directories;
+  filters.excludesFiles = o.excludes;
+  filters.conformsToUTI = o.type;
+  filters.excludingUTIs = o.excepting;
+  filters.includingUTIs = o.keeping;
+  lx::lx_enumerateDeepDirectoryContentsAtPath(manager, path, filters,
+                                              [&](std::string_view item) { out.add(item); });
 }
 
 int run(Arguments args) {
@@ -114,16 +142,13 @@ int run(Arguments args) {
   if (!manager.fileExistsAtPath(path, &isDirectory) || !isDirectory) {
     return fail("ls", *options->path + ": not a folder");
   }
-  std::string out;
-  for (const lx::String& item : list(manager, *options, path)) {
-    out += lx::fileSystemRepresentation(item);
-    out += '\n';
-    if (out.size() >= (1 << 16)) {
-      if (!writeOut(out)) return fail("ls", "cannot write the output");
-      out.clear();
-    }
+  BlockWriter out;
+  if (options->deep) {
+    listDeep(manager, *options, path, out);
+  } else {
+    listShallow(manager, path, out);
   }
-  return writeOut(out) ? 0 : fail("ls", "cannot write the output");
+  return out.flush() ? 0 : fail("ls", "cannot write the output");
 }
 
 }  // namespace

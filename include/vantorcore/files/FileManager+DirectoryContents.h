@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "vantorcore/platform/Error.h"
@@ -41,16 +42,21 @@ namespace LX_API lx {
 using LXPathPredicate = std::function<bool(const String& path)>;
 
 /// The number of items below `path` that are not folders, at any depth;
-/// 0 for an empty or missing folder.
-std::uint64_t lx_numberOfFilesAtPath(FileManager& manager, StringView path);
+/// 0 for an empty or missing folder. With `includeHidden` false, hidden
+/// items (a leading "." or a name in the folder's ".hidden") are left out,
+/// and with a hidden folder everything below it.
+std::uint64_t lx_numberOfFilesAtPath(FileManager& manager, StringView path,
+                                     bool includeHidden = true);
 /// Adds the number of files below the file URL `url` to `numFiles`.
 void lx_numberOfFilesAtURLRecursive(FileManager& manager, const URL& url, std::uint64_t& numFiles);
 
 /// The summed logical size (st_size) of everything below `path`; the summed
 /// allocated size (st_blocks × 512) goes to `physicalSize` when given.
-/// Hidden items and package contents are included.
+/// Package contents are included, and hidden items unless `includeHidden`
+/// is false (as for the count).
 std::uint64_t lx_sizeOfFolderContentsAtPath(FileManager& manager, StringView path,
-                                            std::uint64_t* physicalSize = nullptr);
+                                            std::uint64_t* physicalSize = nullptr,
+                                            bool includeHidden = true);
 /// Adds the two sums of the tree below `path` to `size` and `physicalSize`.
 void lx_sizeOfFolderContentsAtPathRecursive(FileManager& manager, StringView path,
                                             std::uint64_t& size, std::uint64_t& physicalSize);
@@ -96,6 +102,36 @@ void lx_deepDirectoryContentsAtPathRecursive(FileManager& manager, StringView pa
                                              const std::vector<String>& includingUTIs,
                                              const LXPathPredicate& excludingPredicate);
 ///@}
+
+/// The settings of both listings in one place, for the handler form below.
+/// A file is listed when it passes both type filters: it conforms to
+/// `conformsToUTI` (when given), and conforms to none of `excludingUTIs`
+/// unless its type is exactly one of `includingUTIs`. Files without a
+/// content type pass both.
+struct LXDeepListingFilters {
+  bool includeHidden = true;       ///< list hidden items and walk hidden folders
+  bool includeDirectories = true;  ///< list folders (their contents either way)
+  /// Exact names left out, only while hidden items are included.
+  std::vector<String> excludesFiles;
+  std::optional<String> conformsToUTI;  ///< only files conforming to this type
+  std::vector<String> excludingUTIs;    ///< files conforming to these are left out...
+  std::vector<String> includingUTIs;    ///< ...unless their type is exactly one of these
+  /// Leaves out an item, and a folder's whole subtree; called on the
+  /// calling thread only, and the walk then uses that thread alone.
+  LXPathPredicate excludingPredicate;
+};
+
+/// Receives a listed path as the file system's bytes; the view is valid
+/// during the call only.
+using LXListedPathHandler = std::function<void(std::string_view path)>;
+
+/// A deep listing handed over path by path, in the listings' order and on
+/// the calling thread, without a `String` or an array element per item:
+/// for callers that print or filter large trees.
+///   filters {includeDirectories = false}, "/t" => handler("/t/a.txt"), handler("/t/sub/b.png")
+void lx_enumerateDeepDirectoryContentsAtPath(FileManager& manager, StringView path,
+                                             const LXDeepListingFilters& filters,
+                                             const LXListedPathHandler& handler);
 
 /// Removes every item in the folder (hidden ones too), in listing order.
 /// False with the listing's error when the folder cannot be listed, or with
