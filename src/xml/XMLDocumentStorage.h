@@ -4,6 +4,7 @@
 
 #include <libxml/tree.h>
 
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -21,8 +22,17 @@ struct XMLDocumentStorage {
   /// A document owning a freshly parsed tree.
   static LXXMLDocument adopt(xmlDocPtr doc, bool html);
 
+  /// Numbers the elements once, before the first XPath query, so libxml2
+  /// sorts node sets by number instead of by walking the tree. Deferred from
+  /// parsing because it is a full pass over the tree that documents never
+  /// queried with XPath do not need. Thread-safe.
+  void orderElementsForXPath() const;
+
   xmlDocPtr doc;
   bool isHTML;
+
+ private:
+  mutable std::once_flag elementsOrdered_;
 };
 
 /// A namespace node as XPath gives it: libxml2 hands out copies that die
