@@ -1,5 +1,7 @@
 #include "xml/CSSSelectorMatcher.h"
 
+#include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -211,23 +213,70 @@ xmlNodePtr nextInDocumentOrder(xmlNodePtr node, const xmlNode* scope) {
   return nullptr;
 }
 
+// The positions of the only elements that can match: those with the name
+// every alternative's last compound asks for, in document order. Absent
+// when an alternative takes any name.
+std::optional<std::vector<std::size_t>> candidatePositions(const CSSCompiledSelector& selector,
+                                                           const CSSElementIndex& index) {
+  std::vector<std::string_view> names;
+  for (const CSSComplexSelector& alternative : selector.alternatives) {
+    const CSSCompound& last = alternative.compounds.back();
+    if (last.empty() ||
+        (last.front().kind != Kind::HTMLName && last.front().kind != Kind::LocalName))
+      return std::nullopt;
+    if (std::find(names.begin(), names.end(), last.front().value) == names.end())
+      names.push_back(last.front().value);
+  }
+  std::vector<std::size_t> positions;
+  for (const std::string_view name : names) {
+    const auto found = index.positionsByLocalName.find(name);
+    if (found != index.positionsByLocalName.end())
+      positions.insert(positions.end(), found->second.begin(), found->second.end());
+  }
+  if (names.size() > 1) std::sort(positions.begin(), positions.end());
+  return positions;
+}
+
 }  // namespace
+
+std::shared_ptr<const CSSElementIndex> indexElements(xmlNodePtr document) {
+  auto index = std::make_shared<CSSElementIndex>();
+  for (xmlNodePtr node = document->children; node; node = nextInDocumentOrder(node, document)) {
+    if (node->type != XML_ELEMENT_NODE) continue;
+    index->positionsByLocalName[text(node->name)].push_back(index->elements.size());
+    index->elements.push_back(node);
+  }
+  return index;
+}
 
 bool canMatchCSSBelow(const xmlNode* scope) {
   return scope->type == XML_ELEMENT_NODE || scope->type == XML_DOCUMENT_NODE ||
          scope->type == XML_HTML_DOCUMENT_NODE;
 }
 
-std::vector<xmlNodePtr> elementsMatchingCSS(const CSSCompiledSelector& selector, xmlNodePtr scope) {
+std::vector<xmlNodePtr> elementsMatchingCSS(const CSSCompiledSelector& selector, xmlNodePtr scope,
+                                            const CSSElementIndex* documentIndex) {
   std::vector<xmlNodePtr> matches;
-  for (xmlNodePtr node = scope->children; node; node = nextInDocumentOrder(node, scope)) {
-    if (node->type != XML_ELEMENT_NODE) continue;
-    for (const CSSComplexSelector& alternative : selector.alternatives) {
-      if (matchesFrom(alternative, alternative.compounds.size() - 1, node, scope)) {
-        matches.push_back(node);
-        break;
-      }
-    }
+  const auto matchesAny = [&](xmlNodePtr element) {
+    for (const CSSComplexSelector& alternative : selector.alternatives)
+      if (matchesFrom(alternative, alternative.compounds.size() - 1, element, scope)) return true;
+    return false;
+  };
+  if (!documentIndex) {
+    for (xmlNodePtr node = scope->children; node; node = nextInDocumentOrder(node, scope))
+      if (node->type == XML_ELEMENT_NODE && matchesAny(node)) matches.push_back(node);
+    return matches;
+  }
+  const std::optional<std::vector<std::size_t>> candidates =
+      candidatePositions(selector, *documentIndex);
+  if (!candidates) {
+    for (xmlNodePtr element : documentIndex->elements)
+      if (matchesAny(element)) matches.push_back(element);
+    return matches;
+  }
+  for (const std::size_t position : *candidates) {
+    xmlNodePtr element = documentIndex->elements[position];
+    if (matchesAny(element)) matches.push_back(element);
   }
   return matches;
 }

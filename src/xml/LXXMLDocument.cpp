@@ -15,6 +15,7 @@
 #include <mutex>
 
 #include "vantorcore/platform/FileIO.h"
+#include "xml/CSSSelectorMatcher.h"
 #include "xml/XMLDocumentStorage.h"
 
 namespace lx {
@@ -37,6 +38,12 @@ LXXMLDocument XMLDocumentStorage::adopt(xmlDocPtr doc, bool html) {
 
 void XMLDocumentStorage::orderElementsForXPath() const {
   std::call_once(elementsOrdered_, [this] { xmlXPathOrderDocElems(doc); });
+}
+
+const CSSElementIndex& XMLDocumentStorage::cssIndex() const {
+  std::call_once(elementsIndexed_,
+                 [this] { cssIndex_ = indexElements(reinterpret_cast<xmlNodePtr>(doc)); });
+  return *cssIndex_;
 }
 
 String stringFromXML(const xmlChar* text) {

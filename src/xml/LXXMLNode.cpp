@@ -299,7 +299,9 @@ std::optional<std::vector<LXXMLElement>> LXXMLNode::elementsForCSSSelector(Strin
     for (const LXXMLNode& node : *nodes) elements.push_back(LXXMLElement(node));
     return elements;
   }
-  const std::vector<xmlNodePtr> matches = detail::elementsMatchingCSS(*compiled, scope);
+  const bool wholeDocument = scope == reinterpret_cast<xmlNodePtr>(document_->doc);
+  const std::vector<xmlNodePtr> matches = detail::elementsMatchingCSS(
+      *compiled, scope, wholeDocument ? &document_->cssIndex() : nullptr);
   elements.reserve(matches.size());
   for (xmlNodePtr match : matches) elements.push_back(LXXMLElement(LXXMLNode(document_, match)));
   return elements;
