@@ -29,7 +29,7 @@ test-tsan:
 
 # The thread-heavy suites (platform runtime, concurrency, sockets and
 # JSON-RPC) under ThreadSanitizer: what CI runs, without a third full build.
-THREAD_SUITES = platform_tests concurrency_tests socket_tests jsonrpc_tests
+THREAD_SUITES = platform_tests concurrency_tests socket_tests jsonrpc_tests xml_tests interapp_tests
 test-threads: deps
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS) --target $(THREAD_SUITES)
