@@ -99,6 +99,11 @@ bool isPlainXPathName(std::string_view name) {
   return true;
 }
 
+// Matching recurses once per compound and per :not() level, so both are
+// bounded; real selectors stay far below either limit.
+constexpr std::size_t kMaxCompounds = 256;
+constexpr std::size_t kMaxNotNesting = 32;
+
 using Condition = detail::CSSCondition;
 using Kind = detail::CSSCondition::Kind;
 
@@ -164,6 +169,8 @@ class Parser {
         return true;
       }
       skipSpace();
+      if (selector.compounds.size() == kMaxCompounds)
+        return fail("More than " + std::to_string(kMaxCompounds) + " compound selectors in a row");
       if (!parseCompound(selector.compounds.emplace_back())) return false;
     }
   }
@@ -336,7 +343,12 @@ class Parser {
     if (name == "not" && consume('(')) {
       skipSpace();
       condition = Condition(Kind::Not);
-      if (!parseCompound(condition.negated)) return false;
+      if (notDepth_ == kMaxNotNesting)
+        return fail(":not() nested more than " + std::to_string(kMaxNotNesting) + " deep");
+      ++notDepth_;
+      const bool parsed = parseCompound(condition.negated);
+      --notDepth_;
+      if (!parsed) return false;
       skipSpace();
       if (!consume(')')) return fail("Expected “)” after the :not() argument");
       return true;
@@ -405,6 +417,7 @@ class Parser {
   std::size_t pos_ = 0;
   std::string reason_;
   std::size_t failedAt_ = 0;
+  std::size_t notDepth_ = 0;
 };
 
 // The XPath 1.0 form of parsed selectors.
