@@ -27,9 +27,10 @@ test-asan:
 test-tsan:
 	$(MAKE) test PRESET=tsan
 
-# The thread-heavy suites (platform runtime, concurrency, sockets and
-# JSON-RPC) under ThreadSanitizer: what CI runs, without a third full build.
-THREAD_SUITES = platform_tests concurrency_tests socket_tests jsonrpc_tests
+# The thread-heavy suites (platform runtime, concurrency, sockets,
+# JSON-RPC, XML queries, interapplication commands) under ThreadSanitizer:
+# what CI runs, without a third full build.
+THREAD_SUITES = platform_tests concurrency_tests socket_tests jsonrpc_tests xml_tests interapp_tests
 test-threads: deps
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS) --target $(THREAD_SUITES)

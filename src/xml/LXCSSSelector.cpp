@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "xml/CSSSelectorSyntax.h"
 #include "xml/XMLDocumentStorage.h"
 
 namespace lx {
@@ -35,9 +36,7 @@ std::string xmlCharactersOnly(std::string_view text) {
 
 // An XPath 1.0 string literal; XPath has no escapes, so text holding both
 // kinds of quote is built with concat().
-std::string literal(std::string_view raw) {
-  const std::string safe = xmlCharactersOnly(raw);
-  const std::string_view text = safe;
+std::string literal(std::string_view text) {
   if (text.find('\'') == std::string_view::npos) return "'" + std::string(text) + "'";
   if (text.find('"') == std::string_view::npos) return "\"" + std::string(text) + "\"";
   std::string result = "concat(";
@@ -100,31 +99,32 @@ bool isPlainXPathName(std::string_view name) {
   return true;
 }
 
-std::string attributeNode(std::string_view name) {
-  return isPlainXPathName(name) ? "@" + std::string(name) : "@*[name()=" + literal(name) + "]";
-}
+// Matching recurses once per compound and per :not() level, so both are
+// bounded; real selectors stay far below either limit.
+constexpr std::size_t kMaxCompounds = 256;
+constexpr std::size_t kMaxNotNesting = 32;
 
-// Recursive descent over the selector text, building the XPath as it goes.
-// Every parse function returns false after recording the first failure.
-class Compiler {
+using Condition = detail::CSSCondition;
+using Kind = detail::CSSCondition::Kind;
+
+// Recursive descent over the selector text into its parts. Every parse
+// function returns false after recording the first failure.
+class Parser {
  public:
-  Compiler(std::string_view text, bool lowerCaseTypes)
+  Parser(std::string_view text, bool lowerCaseTypes)
       : text_(text), lowerCaseTypes_(lowerCaseTypes) {}
 
-  std::optional<std::string> compile() {
-    std::string xpath;
+  std::optional<std::vector<detail::CSSComplexSelector>> parse() {
+    std::vector<detail::CSSComplexSelector> alternatives;
     do {
       skipSpace();
-      std::string selector;
-      if (!parseSelector(selector)) return std::nullopt;
-      if (!xpath.empty()) xpath += " | ";
-      xpath += selector;
+      if (!parseSelector(alternatives.emplace_back())) return std::nullopt;
     } while (consume(','));
     if (!atEnd()) {
       fail("Unexpected “" + std::string(1, peek()) + "”");
       return std::nullopt;
     }
-    return xpath;
+    return alternatives;
   }
 
   [[nodiscard]] const std::string& reason() const { return reason_; }
@@ -153,62 +153,33 @@ class Compiler {
     return pos_ != start;
   }
 
-  // One compound selector: an XPath node test and the conditions on it.
-  struct Compound {
-    std::string nodeTest = "*";
-    std::string conditions;
-  };
-
-  static std::string predicate(const std::string& conditions) {
-    return conditions.empty() ? std::string() : "[" + conditions + "]";
-  }
-
-  static std::string joined(const std::string& a, const std::string& b) {
-    return a.empty() ? b : b.empty() ? a : a + " and " + b;
-  }
-
-  // The node test as a condition, for places that cannot take a name test.
-  static std::string selfCondition(const Compound& compound) {
-    return compound.nodeTest == "*" ? std::string() : "self::" + compound.nodeTest;
-  }
-
-  bool parseSelector(std::string& xpath) {
-    Compound compound;
-    if (!parseCompound(compound)) return false;
-    xpath = "descendant::" + compound.nodeTest + predicate(compound.conditions);
+  bool parseSelector(detail::CSSComplexSelector& selector) {
+    if (!parseCompound(selector.compounds.emplace_back())) return false;
     for (;;) {
       const bool spaced = skipSpace();
-      std::string axis;
-      bool adjacent = false;
       if (consume('>')) {
-        axis = "/";
+        selector.combinators.push_back(detail::CSSCombinator::Child);
       } else if (consume('+')) {
-        adjacent = true;
+        selector.combinators.push_back(detail::CSSCombinator::Adjacent);
       } else if (consume('~')) {
-        axis = "/following-sibling::";
+        selector.combinators.push_back(detail::CSSCombinator::Sibling);
       } else if (spaced && !atEnd() && peek() != ',') {
-        axis = "/descendant::";
+        selector.combinators.push_back(detail::CSSCombinator::Descendant);
       } else {
         return true;
       }
       skipSpace();
-      if (!parseCompound(compound)) return false;
-      if (adjacent) {
-        // The nearest following sibling first, whatever it is, then the test.
-        xpath += "/following-sibling::*[1]" +
-                 predicate(joined(selfCondition(compound), compound.conditions));
-      } else {
-        xpath += axis + compound.nodeTest + predicate(compound.conditions);
-      }
+      if (selector.compounds.size() == kMaxCompounds)
+        return fail("More than " + std::to_string(kMaxCompounds) + " compound selectors in a row");
+      if (!parseCompound(selector.compounds.emplace_back())) return false;
     }
   }
 
   // A type selector and its qualifiers. HTML names (lower-cased, no
   // namespace) become name tests, which libxml2 evaluates far faster than a
   // local-name() comparison; XML names match by local name.
-  bool parseCompound(Compound& compound) {
-    compound = Compound();
-    std::vector<std::string> parts;
+  bool parseCompound(detail::CSSCompound& compound) {
+    compound.clear();
     bool any = false;
     if (consume('*')) {
       any = true;
@@ -218,37 +189,37 @@ class Compiler {
       if (lowerCaseTypes_) {
         for (char& c : type) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
       }
-      if (lowerCaseTypes_ && isPlainXPathName(type)) {
-        compound.nodeTest = type;
-      } else {
-        parts.push_back("local-name()=" + literal(type));
-      }
+      const bool nameTest = lowerCaseTypes_ && isPlainXPathName(type);
+      compound.emplace_back(nameTest ? Kind::HTMLName : Kind::LocalName, xmlCharactersOnly(type));
       any = true;
     }
     if (peek() == '|') return fail("Namespace prefixes are not supported");
     for (;;) {
-      std::string part;
+      std::string name;
       if (consume('#')) {
-        if (!parseName(part)) return false;
-        parts.push_back("@id=" + literal(part));
+        if (!parseName(name)) return false;
+        compound.push_back(attributeCondition(Kind::AttributeEquals, "id", name));
       } else if (consume('.')) {
-        if (!parseName(part)) return false;
-        parts.push_back("contains(concat(' ',normalize-space(@class),' ')," +
-                        literal(" " + part + " ") + ")");
+        if (!parseName(name)) return false;
+        compound.push_back(attributeCondition(Kind::AttributeIncludes, "class", name));
       } else if (consume('[')) {
-        if (!parseAttribute(part)) return false;
-        parts.push_back(part);
+        if (!parseAttribute(compound.emplace_back())) return false;
       } else if (consume(':')) {
-        if (!parsePseudoClass(part)) return false;
-        parts.push_back(part);
+        if (!parsePseudoClass(compound.emplace_back())) return false;
       } else {
         break;
       }
       any = true;
     }
     if (!any) return fail(atEnd() ? "Expected a selector at the end" : "Expected a selector");
-    for (const std::string& part : parts) compound.conditions = joined(compound.conditions, part);
     return true;
+  }
+
+  static Condition attributeCondition(Kind kind, std::string_view name, std::string_view value) {
+    Condition condition(kind, xmlCharactersOnly(value));
+    condition.attribute = xmlCharactersOnly(name);
+    condition.anyNamespace = !isPlainXPathName(name);
+    return condition;
   }
 
   [[nodiscard]] bool startsName() const {
@@ -311,20 +282,19 @@ class Compiler {
     return true;
   }
 
-  bool parseAttribute(std::string& condition) {
+  bool parseAttribute(Condition& condition) {
     skipSpace();
     std::string name;
     if (!parseName(name)) return false;
     if (peek() == '|' && peek(1) != '=') return fail("Namespace prefixes are not supported");
     skipSpace();
-    const std::string node = attributeNode(name);
     if (consume(']')) {
-      condition = node;
+      condition = attributeCondition(Kind::AttributeExists, name, "");
       return true;
     }
-    std::string op;
+    char op = '=';
     if (std::string_view("~|^$*").find(peek()) != std::string_view::npos && peek() != '\0')
-      op += text_[pos_++];
+      op = text_[pos_++];
     if (!consume('=')) return fail("Expected “]” or an attribute operator");
     skipSpace();
     std::string value;
@@ -335,68 +305,55 @@ class Compiler {
     }
     skipSpace();
     if (!consume(']')) return fail("Expected “]”");
-    const std::string v = literal(value);
-    if (op.empty()) {
-      condition = node + "=" + v;
-    } else if (op == "|") {
-      condition =
-          "(" + node + "=" + v + " or starts-with(" + node + "," + literal(value + "-") + "))";
-    } else if (value.empty() ||
-               (op == "~" && value.find_first_of(" \t\n\r\f") != std::string::npos)) {
-      condition = "false()";  // these operators never match an empty or spaced value
-    } else if (op == "~") {
-      condition = "contains(concat(' ',normalize-space(" + node + "),' ')," +
-                  literal(" " + value + " ") + ")";
-    } else if (op == "^") {
-      condition = "starts-with(" + node + "," + v + ")";
-    } else if (op == "$") {
-      condition = "substring(" + node + ",string-length(" + node + ")-" +
-                  std::to_string(codePointCount(value) - 1) + ")=" + v;
-    } else {
-      condition = "contains(" + node + "," + v + ")";
-    }
+    static constexpr std::pair<char, Kind> kOperators[] = {
+        {'=', Kind::AttributeEquals},   {'|', Kind::AttributeDashMatch},
+        {'~', Kind::AttributeIncludes}, {'^', Kind::AttributePrefix},
+        {'$', Kind::AttributeSuffix},   {'*', Kind::AttributeSubstring}};
+    Kind kind = Kind::AttributeEquals;
+    for (const auto& [symbol, operatorKind] : kOperators)
+      if (symbol == op) kind = operatorKind;
+    // These operators never match an empty value, nor "~=" a spaced one.
+    const bool hopeless =
+        op != '=' && op != '|' &&
+        (value.empty() || (op == '~' && value.find_first_of(" \t\n\r\f") != std::string::npos));
+    condition = hopeless ? Condition(Kind::Never) : attributeCondition(kind, name, value);
     return true;
   }
 
-  bool parsePseudoClass(std::string& condition) {
+  bool parsePseudoClass(Condition& condition) {
     if (peek() == ':') return fail("Pseudo-elements are not supported");
     std::string name;
     if (!parseName(name)) return false;
     for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (name == "first-child") {
-      condition = "not(preceding-sibling::*)";
-    } else if (name == "last-child") {
-      condition = "not(following-sibling::*)";
-    } else if (name == "only-child") {
-      condition = "not(preceding-sibling::*) and not(following-sibling::*)";
-    } else if (name == "empty") {
-      condition = "not(*) and not(text())";
-    } else if ((name == "nth-child" || name == "nth-last-child") && consume('(')) {
-      long a = 0;
-      long b = 0;
-      if (!parseNth(a, b)) return false;
-      const std::string axis = name == "nth-child" ? "preceding-sibling" : "following-sibling";
-      condition = nthCondition("(count(" + axis + "::*)+1)", a, b);
-    } else if (name == "not" && consume('(')) {
+    static constexpr std::pair<std::string_view, Kind> kStructural[] = {
+        {"first-child", Kind::FirstChild},
+        {"last-child", Kind::LastChild},
+        {"only-child", Kind::OnlyChild},
+        {"empty", Kind::Empty}};
+    for (const auto& [word, kind] : kStructural) {
+      if (name == word) {
+        condition = Condition(kind);
+        return true;
+      }
+    }
+    if ((name == "nth-child" || name == "nth-last-child") && consume('(')) {
+      condition = Condition(name == "nth-child" ? Kind::NthChild : Kind::NthLastChild);
+      return parseNth(condition.a, condition.b);
+    }
+    if (name == "not" && consume('(')) {
       skipSpace();
-      Compound inner;
-      if (!parseCompound(inner)) return false;
+      condition = Condition(Kind::Not);
+      if (notDepth_ == kMaxNotNesting)
+        return fail(":not() nested more than " + std::to_string(kMaxNotNesting) + " deep");
+      ++notDepth_;
+      const bool parsed = parseCompound(condition.negated);
+      --notDepth_;
+      if (!parsed) return false;
       skipSpace();
       if (!consume(')')) return fail("Expected “)” after the :not() argument");
-      const std::string matched = joined(selfCondition(inner), inner.conditions);
-      condition = matched.empty() ? "false()" : "not(" + matched + ")";
-    } else {
-      return fail("Unsupported pseudo-class “:" + name + "”");
+      return true;
     }
-    return true;
-  }
-
-  // The position p = a·n + b for some n ≥ 0.
-  static std::string nthCondition(const std::string& p, long a, long b) {
-    const std::string bs = "(" + std::to_string(b) + ")";
-    if (a == 0) return p + "=" + bs;
-    if (a > 0) return p + ">=" + bs + " and (" + p + "-" + bs + ") mod " + std::to_string(a) + "=0";
-    return p + "<=" + bs + " and (" + bs + "-" + p + ") mod " + std::to_string(-a) + "=0";
+    return fail("Unsupported pseudo-class “:" + name + "”");
   }
 
   bool parseInteger(long& value) {
@@ -460,42 +417,186 @@ class Compiler {
   std::size_t pos_ = 0;
   std::string reason_;
   std::size_t failedAt_ = 0;
+  std::size_t notDepth_ = 0;
 };
+
+// The XPath 1.0 form of parsed selectors.
+class XPathWriter {
+ public:
+  static std::string alternatives(const std::vector<detail::CSSComplexSelector>& selectors) {
+    std::string xpath;
+    for (const detail::CSSComplexSelector& selector : selectors) {
+      if (!xpath.empty()) xpath += " | ";
+      xpath += complex(selector);
+    }
+    return xpath;
+  }
+
+ private:
+  static std::string complex(const detail::CSSComplexSelector& selector) {
+    std::string xpath = "descendant::" + step(selector.compounds.front());
+    for (std::size_t i = 0; i < selector.combinators.size(); ++i) {
+      const detail::CSSCompound& compound = selector.compounds[i + 1];
+      switch (selector.combinators[i]) {
+        case detail::CSSCombinator::Descendant:
+          xpath += "/descendant::" + step(compound);
+          break;
+        case detail::CSSCombinator::Child:
+          xpath += "/" + step(compound);
+          break;
+        case detail::CSSCombinator::Sibling:
+          xpath += "/following-sibling::" + step(compound);
+          break;
+        case detail::CSSCombinator::Adjacent:
+          // The nearest following sibling first, whatever it is, then the test.
+          xpath += "/following-sibling::*[1]" + predicate(conditions(compound, true));
+          break;
+      }
+    }
+    return xpath;
+  }
+
+  static bool hasNameTest(const detail::CSSCompound& compound) {
+    return !compound.empty() && compound.front().kind == Kind::HTMLName;
+  }
+
+  // A name test and the other conditions as its predicate.
+  static std::string step(const detail::CSSCompound& compound) {
+    return (hasNameTest(compound) ? compound.front().value : "*") +
+           predicate(conditions(compound, false));
+  }
+
+  static std::string predicate(const std::string& conditions) {
+    return conditions.empty() ? std::string() : "[" + conditions + "]";
+  }
+
+  // The conditions joined with "and"; the name test too (as self::) where a
+  // step cannot carry it.
+  static std::string conditions(const detail::CSSCompound& compound, bool withNameTest) {
+    std::string joined;
+    for (std::size_t i = withNameTest || !hasNameTest(compound) ? 0 : 1; i < compound.size(); ++i) {
+      if (!joined.empty()) joined += " and ";
+      joined += condition(compound[i]);
+    }
+    return joined;
+  }
+
+  static std::string attributeNode(const Condition& c) {
+    return c.anyNamespace ? "@*[name()=" + literal(c.attribute) + "]" : "@" + c.attribute;
+  }
+
+  // The position p = a·n + b for some n ≥ 0.
+  static std::string nth(const std::string& p, long a, long b) {
+    const std::string bs = "(" + std::to_string(b) + ")";
+    if (a == 0) return p + "=" + bs;
+    if (a > 0) return p + ">=" + bs + " and (" + p + "-" + bs + ") mod " + std::to_string(a) + "=0";
+    return p + "<=" + bs + " and (" + bs + "-" + p + ") mod " + std::to_string(-a) + "=0";
+  }
+
+  static std::string condition(const Condition& c) {
+    const std::string v = literal(c.value);
+    switch (c.kind) {
+      case Kind::LocalName:
+        return "local-name()=" + v;
+      case Kind::HTMLName:
+        return "self::" + c.value;
+      case Kind::AttributeExists:
+        return attributeNode(c);
+      case Kind::AttributeEquals:
+        return attributeNode(c) + "=" + v;
+      case Kind::AttributeDashMatch:
+        return "(" + attributeNode(c) + "=" + v + " or starts-with(" + attributeNode(c) + "," +
+               literal(c.value + "-") + "))";
+      case Kind::AttributeIncludes:
+        return "contains(concat(' ',normalize-space(" + attributeNode(c) + "),' ')," +
+               literal(" " + c.value + " ") + ")";
+      case Kind::AttributePrefix:
+        return "starts-with(" + attributeNode(c) + "," + v + ")";
+      case Kind::AttributeSuffix:
+        return "substring(" + attributeNode(c) + ",string-length(" + attributeNode(c) + ")-" +
+               std::to_string(codePointCount(c.value) - 1) + ")=" + v;
+      case Kind::AttributeSubstring:
+        return "contains(" + attributeNode(c) + "," + v + ")";
+      case Kind::Never:
+        return "false()";
+      case Kind::FirstChild:
+        return "not(preceding-sibling::*)";
+      case Kind::LastChild:
+        return "not(following-sibling::*)";
+      case Kind::OnlyChild:
+        return "not(preceding-sibling::*) and not(following-sibling::*)";
+      case Kind::Empty:
+        return "not(*) and not(text())";
+      case Kind::NthChild:
+        return nth("(count(preceding-sibling::*)+1)", c.a, c.b);
+      case Kind::NthLastChild:
+        return nth("(count(following-sibling::*)+1)", c.a, c.b);
+      case Kind::Not: {
+        const std::string matched = conditions(c.negated, true);
+        return matched.empty() ? "false()" : "not(" + matched + ")";
+      }
+    }
+    return "false()";
+  }
+};
+
+std::shared_ptr<const detail::CSSCompiledSelector> compile(StringView selector,
+                                                           bool caseInsensitiveTypes,
+                                                           ErrorPtr* error) {
+  const std::string utf8 = toUTF8(selector);
+  Parser parser(utf8, caseInsensitiveTypes);
+  std::optional<std::vector<detail::CSSComplexSelector>> alternatives = parser.parse();
+  if (!alternatives) {
+    setError(error, detail::makeXMLError(LXXMLErrorInvalidCSSSelector,
+                                         "Invalid CSS selector “" + utf8 + "”: " + parser.reason() +
+                                             " at offset " + std::to_string(parser.offset())));
+    return nullptr;
+  }
+  std::string xpath = XPathWriter::alternatives(*alternatives);
+  return std::make_shared<const detail::CSSCompiledSelector>(
+      detail::CSSCompiledSelector{std::move(*alternatives), std::move(xpath)});
+}
 
 constexpr std::size_t kCacheCapacity = 1024;
 
 }  // namespace
 
-std::optional<std::string> LXXPathForCSSSelector(StringView selector, bool caseInsensitiveTypes,
-                                                 ErrorPtr* error) {
-  const std::string utf8 = toUTF8(selector);
-  Compiler compiler(utf8, caseInsensitiveTypes);
-  std::optional<std::string> xpath = compiler.compile();
-  if (!xpath) {
-    setError(error,
-             detail::makeXMLError(LXXMLErrorInvalidCSSSelector,
-                                  "Invalid CSS selector “" + utf8 + "”: " + compiler.reason() +
-                                      " at offset " + std::to_string(compiler.offset())));
-  }
-  return xpath;
-}
+namespace detail {
 
-std::optional<std::string> LXCachedXPathForCSSSelector(StringView selector,
-                                                       bool caseInsensitiveTypes, ErrorPtr* error) {
+std::shared_ptr<const CSSCompiledSelector> cachedCSSSelector(StringView selector,
+                                                             bool caseInsensitiveTypes,
+                                                             ErrorPtr* error) {
   static std::mutex mutex;
-  static std::unordered_map<String, std::string> cache[2];
+  static std::unordered_map<String, std::shared_ptr<const CSSCompiledSelector>> cache[2];
   auto& table = cache[caseInsensitiveTypes ? 1 : 0];
   {
     const std::lock_guard lock(mutex);
     if (const auto found = table.find(String(selector)); found != table.end()) return found->second;
   }
-  std::optional<std::string> xpath = LXXPathForCSSSelector(selector, caseInsensitiveTypes, error);
-  if (xpath) {
+  std::shared_ptr<const CSSCompiledSelector> compiled =
+      compile(selector, caseInsensitiveTypes, error);
+  if (compiled) {
     const std::lock_guard lock(mutex);
     if (table.size() >= kCacheCapacity) table.clear();
-    table.emplace(String(selector), *xpath);
+    table.emplace(String(selector), compiled);
   }
-  return xpath;
+  return compiled;
+}
+
+}  // namespace detail
+
+std::optional<std::string> LXXPathForCSSSelector(StringView selector, bool caseInsensitiveTypes,
+                                                 ErrorPtr* error) {
+  const auto compiled = compile(selector, caseInsensitiveTypes, error);
+  if (!compiled) return std::nullopt;
+  return compiled->xpath;
+}
+
+std::optional<std::string> LXCachedXPathForCSSSelector(StringView selector,
+                                                       bool caseInsensitiveTypes, ErrorPtr* error) {
+  const auto compiled = detail::cachedCSSSelector(selector, caseInsensitiveTypes, error);
+  if (!compiled) return std::nullopt;
+  return compiled->xpath;
 }
 
 }  // namespace lx

@@ -15,6 +15,7 @@
 #include <mutex>
 
 #include "vantorcore/platform/FileIO.h"
+#include "xml/CSSSelectorMatcher.h"
 #include "xml/XMLDocumentStorage.h"
 
 namespace lx {
@@ -32,8 +33,17 @@ void initialiseLibxml() {
 }
 
 LXXMLDocument XMLDocumentStorage::adopt(xmlDocPtr doc, bool html) {
-  xmlXPathOrderDocElems(doc);
   return LXXMLDocument(std::make_shared<const XMLDocumentStorage>(doc, html));
+}
+
+void XMLDocumentStorage::orderElementsForXPath() const {
+  std::call_once(elementsOrdered_, [this] { xmlXPathOrderDocElems(doc); });
+}
+
+const CSSElementIndex& XMLDocumentStorage::cssIndex() const {
+  std::call_once(elementsIndexed_,
+                 [this] { cssIndex_ = indexElements(reinterpret_cast<xmlNodePtr>(doc)); });
+  return *cssIndex_;
 }
 
 String stringFromXML(const xmlChar* text) {
@@ -44,10 +54,12 @@ String stringFromXML(const xmlChar* text) {
 
 namespace {
 
+// Documents are never changed after parsing, so short texts may live inside
+// their nodes (XML_PARSE_COMPACT), saving an allocation per text node.
 constexpr int kXMLOptions = XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_NOERROR |
-                            XML_PARSE_NOWARNING | XML_PARSE_BIG_LINES;
-constexpr int kHTMLOptions =
-    HTML_PARSE_NONET | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_RECOVER;
+                            XML_PARSE_NOWARNING | XML_PARSE_BIG_LINES | XML_PARSE_COMPACT;
+constexpr int kHTMLOptions = HTML_PARSE_NONET | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING |
+                             HTML_PARSE_RECOVER | HTML_PARSE_COMPACT;
 
 // What the entity-declaration hook found, reached through the parser
 // context's private pointer.

@@ -8,9 +8,9 @@
 
 #include <iterator>
 
-#include "vantorcore/xml/LXCSSSelector.h"
 #include "vantorcore/xml/LXXMLDocument.h"
 #include "vantorcore/xml/LXXPathResult.h"
+#include "xml/CSSSelectorMatcher.h"
 #include "xml/XMLDocumentStorage.h"
 
 namespace lx {
@@ -214,6 +214,7 @@ std::optional<LXXPathResult> LXXMLNode::evaluateXPath(StringView expression,
   const std::string utf8 = toUTF8(expression);
   std::string message;
   const SilencedGenericErrors silenced;
+  document_->orderElementsForXPath();
   xmlXPathContextPtr context = xmlXPathNewContext(document_->doc);
   context->node = namespace_ ? namespace_->element : node_;
   context->error = rememberXPathError;
@@ -287,14 +288,22 @@ std::optional<std::vector<LXXMLNode>> LXXMLNode::nodesForXPath(StringView expres
 
 std::optional<std::vector<LXXMLElement>> LXXMLNode::elementsForCSSSelector(StringView selector,
                                                                            ErrorPtr* error) const {
-  const std::optional<std::string> xpath =
-      LXCachedXPathForCSSSelector(selector, document_->isHTML, error);
-  if (!xpath) return std::nullopt;
-  std::optional<std::vector<LXXMLNode>> nodes = nodesForXPath(fromUTF8(*xpath), {}, error);
-  if (!nodes) return std::nullopt;
+  const auto compiled = detail::cachedCSSSelector(selector, document_->isHTML, error);
+  if (!compiled) return std::nullopt;
+  xmlNodePtr scope = namespace_ ? namespace_->element : node_;
   std::vector<LXXMLElement> elements;
-  elements.reserve(nodes->size());
-  for (const LXXMLNode& node : *nodes) elements.push_back(LXXMLElement(node));
+  if (!detail::canMatchCSSBelow(scope)) {
+    std::optional<std::vector<LXXMLNode>> nodes =
+        nodesForXPath(fromUTF8(compiled->xpath), {}, error);
+    if (!nodes) return std::nullopt;
+    for (const LXXMLNode& node : *nodes) elements.push_back(LXXMLElement(node));
+    return elements;
+  }
+  const bool wholeDocument = scope == reinterpret_cast<xmlNodePtr>(document_->doc);
+  const std::vector<xmlNodePtr> matches = detail::elementsMatchingCSS(
+      *compiled, scope, wholeDocument ? &document_->cssIndex() : nullptr);
+  elements.reserve(matches.size());
+  for (xmlNodePtr match : matches) elements.push_back(LXXMLElement(LXXMLNode(document_, match)));
   return elements;
 }
 

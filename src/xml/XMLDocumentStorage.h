@@ -4,6 +4,8 @@
 
 #include <libxml/tree.h>
 
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,8 @@
 #include "vantorcore/xml/LXXMLDocument.h"
 
 namespace lx::detail {
+
+struct CSSElementIndex;
 
 struct XMLDocumentStorage {
   XMLDocumentStorage(xmlDocPtr document, bool html) noexcept : doc(document), isHTML(html) {}
@@ -21,8 +25,23 @@ struct XMLDocumentStorage {
   /// A document owning a freshly parsed tree.
   static LXXMLDocument adopt(xmlDocPtr doc, bool html);
 
+  /// Numbers the elements once, before the first XPath query, so libxml2
+  /// sorts node sets by number instead of by walking the tree. Deferred from
+  /// parsing because it is a full pass over the tree that documents never
+  /// queried with XPath do not need. Thread-safe.
+  void orderElementsForXPath() const;
+
+  /// The document's elements indexed for CSS queries, built on the first
+  /// query from the document. Thread-safe.
+  const CSSElementIndex& cssIndex() const;
+
   xmlDocPtr doc;
   bool isHTML;
+
+ private:
+  mutable std::once_flag elementsOrdered_;
+  mutable std::once_flag elementsIndexed_;
+  mutable std::shared_ptr<const CSSElementIndex> cssIndex_;
 };
 
 /// A namespace node as XPath gives it: libxml2 hands out copies that die

@@ -192,6 +192,41 @@ TEST(CSSSelectorCompiler, RefusesMalformedSelectors) {
   }
 }
 
+String repeated(std::u16string_view piece, int count, std::u16string_view separator = u"") {
+  String text;
+  for (int i = 0; i < count; ++i) text += String(i ? separator : u"") + String(piece);
+  return text;
+}
+
+TEST(CSSSelectorCompiler, BoundsChainsAndNegations) {
+  const LXXMLDocument page = test::sampleDocument("page.xhtml");
+  const struct {
+    String selector;
+    const char* reason;  // null: accepted, and it matches nothing
+  } rows[] = {
+      {repeated(u"li", 256, u" > "), nullptr},
+      {repeated(u"li", 257, u" > "), "More than 256 compound selectors in a row"},
+      {repeated(u"*", 256, u" "), nullptr},
+      {repeated(u"*", 257, u" "), "More than 256 compound selectors in a row"},
+      {u"li" + repeated(u":not(", 32) + u"a" + repeated(u")", 32), nullptr},
+      {u"li" + repeated(u":not(", 33) + u"a" + repeated(u")", 33),
+       ":not() nested more than 32 deep"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason ? row.reason : "accepted");
+    ErrorPtr error;
+    const auto elements = page.elementsForCSSSelector(row.selector, &error);
+    if (!row.reason) {
+      ASSERT_TRUE(elements) << toUTF8(error->localizedDescription());
+      EXPECT_TRUE(elements->empty());
+      continue;
+    }
+    EXPECT_FALSE(elements);
+    ASSERT_TRUE(error);
+    EXPECT_NE(toUTF8(error->localizedDescription()).find(row.reason), std::string::npos);
+  }
+}
+
 TEST(CSSSelectorCompiler, CachedAnswersMatchFreshOnesAndErrorsRepeat) {
   for (const char16_t* selector : {u"LI.item > A", u"P:nth-child(2n+1)"}) {
     const auto fresh = LXXPathForCSSSelector(selector, true);

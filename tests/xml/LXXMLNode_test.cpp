@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
+#include <thread>
 
 #include "vantorcore/xml/LXXMLDocument.h"
 #include "vantorcore/xml/LXXPathResult.h"
@@ -201,6 +203,34 @@ TEST(XMLNodes, KeepTheirDocumentAlive) {
   EXPECT_EQ(titles[2].document().rootElement()->name(), u"rss");
   EXPECT_EQ(titles[0].nodesForXPath(u"../link")->front().stringValue(),
             u"https://harbour.example/tall-ship");
+}
+
+// A fresh document builds its query indexes on the first query, whichever
+// thread asks first; every thread must then see them whole.
+TEST(XMLNodes, ThreadsQueryAFreshDocumentAtOnce) {
+  for (const int threads : {1, 2, 8}) {
+    SCOPED_TRACE(threads);
+    const LXXMLDocument page = test::sampleDocument("page.xhtml");
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+      workers.emplace_back([&page, &wrong, t] {
+        for (int round = 0; round < 20; ++round) {
+          const bool cssFirst = (t + round) % 2 == 0;
+          for (int query = 0; query < 2; ++query) {
+            const std::size_t found = (query == 0) == cssFirst
+                                          ? page.elementsForCSSSelector(u"li.item a")->size()
+                                          : page.nodesForXPath(u"//h:li/h:a", kNamespaces)->size();
+            if (found != 5) ++wrong;
+          }
+          ErrorPtr error;
+          if (page.nodesForXPath(u"//h:li[", kNamespaces, &error) || !error) ++wrong;
+        }
+      });
+    }
+    for (std::thread& worker : workers) worker.join();
+    EXPECT_EQ(wrong.load(), 0);
+  }
 }
 
 }  // namespace

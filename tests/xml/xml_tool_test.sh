@@ -16,6 +16,11 @@ expect xpath-ns 'K. Osei' \
   "$("$vantor" xml xpath '//item[2]/dc:creator/text()' "$documents/feed.rss" --ns dc=http://purl.org/dc/elements/1.1/)"
 expect xpath-number 3 "$("$vantor" xml xpath 'count(//item)' <"$documents/feed.rss")"
 expect html '<p class="x">tag soup</p>' "$(printf '<P CLASS=x>tag soup' | "$vantor" xml css 'p.x' - --html)"
+expect check '' "$("$vantor" xml check "$documents/drawing.svg")"
+expect check-html '' "$(printf '<P>soup' | "$vantor" xml check --html)"
+if printf '<a>' | "$vantor" xml check 2>"$err"; then exit 1; fi
+grep -q 'Premature end of data' "$err"
+if "$vantor" xml check "$documents/drawing.svg" extra 2>/dev/null; then exit 1; fi
 if "$vantor" xml css 'a:hover' "$documents/page.xhtml" 2>"$err"; then exit 1; fi
 grep -q 'Unsupported pseudo-class' "$err"
 if echo '<a>' | "$vantor" xml xpath / 2>"$err"; then exit 1; fi

@@ -1,5 +1,5 @@
-// `vantor xml xpath|css`: queries an XML or HTML document and prints what
-// matched, one node (as markup) or one value per line.
+// `vantor xml xpath|css|check`: queries an XML or HTML document and prints
+// what matched, one node (as markup) or one value per line, or only parses it.
 #include <unistd.h>
 
 #include <iostream>
@@ -15,11 +15,13 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: vantor xml xpath EXPRESSION [FILE] [--html] [--ns PREFIX=URI]...\n"
-    "       vantor xml css SELECTOR [FILE] [--html]\n\n"
+    "       vantor xml css SELECTOR [FILE] [--html]\n"
+    "       vantor xml check [FILE] [--html]\n\n"
     "Parses FILE (standard input when absent or \"-\") and prints each matched\n"
     "node as markup on its own line; an XPath string, number or boolean is\n"
     "printed as its value. Files ending in .html or .htm, and every input with\n"
     "--html, go through the HTML parser. --ns binds a prefix for XPath.\n"
+    "check only parses, printing nothing for a well-formed document.\n"
     "Exit status 1 for a document or query that is refused.";
 
 const vantor::Command kSelf{"xml", "", kUsage, nullptr};
@@ -56,17 +58,18 @@ std::optional<Options> parseArguments(vantor::Arguments args, std::string* probl
       positional.push_back(args[i]);
     }
   }
-  if (positional.size() < 2 || positional.size() > 3) {
-    *problem = "expected xpath|css, a query and at most one file";
+  if (!positional.empty()) options.mode = positional[0];
+  const std::size_t queries = options.mode == "check" ? 0 : 1;
+  if (positional.size() < 1 + queries || positional.size() > 2 + queries) {
+    *problem = "expected xpath|css and a query, or check, and at most one file";
     return std::nullopt;
   }
-  options.mode = positional[0];
-  options.query = positional[1];
-  if (positional.size() == 3) options.file = positional[2];
-  if (options.mode != "xpath" && options.mode != "css") {
+  if (options.mode != "xpath" && options.mode != "css" && options.mode != "check") {
     *problem = "unknown mode: " + options.mode;
     return std::nullopt;
   }
+  if (queries) options.query = positional[1];
+  if (positional.size() == 2 + queries) options.file = positional[1 + queries];
   options.html = options.html || endsWith(options.file, ".html") || endsWith(options.file, ".htm");
   return options;
 }
@@ -93,6 +96,7 @@ int run(vantor::Arguments args) {
   lx::ErrorPtr error;
   const std::optional<lx::LXXMLDocument> document = load(*options, &error);
   if (!document) return vantor::fail("xml", lx::toUTF8(error->localizedDescription()));
+  if (options->mode == "check") return 0;
   const lx::String query = lx::fromUTF8(options->query);
   std::string output;
   if (options->mode == "css") {

@@ -6,7 +6,8 @@
 // identifiers or quoted strings); the combinators " ", ">", "+" and "~";
 // ":first-child", ":last-child", ":only-child", ":empty",
 // ":nth-child(an+b)", ":nth-last-child(an+b)" (also "odd" and "even") and
-// ":not(compound)"; selector lists with ",". Names are identifiers with CSS
+// ":not(compound)"; selector lists with ",". A selector chains at most 256
+// compound selectors, and :not() nests at most 32 deep. Names are identifiers with CSS
 // escapes. Names match by local name, so a document with a default namespace
 // needs no prefixes (in HTML, which has no namespaces, they are name tests). Namespace prefixes
 // ("svg|rect"), pseudo-elements and other pseudo-classes are refused with a clear reason.

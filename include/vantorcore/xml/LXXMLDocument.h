@@ -54,7 +54,8 @@ class LXXMLDocument : public LXXMLNode {
   /// Parses XML text; an encoding named in its declaration is ignored.
   static std::optional<LXXMLDocument> documentWithString(StringView text,
                                                          ErrorPtr* error = nullptr);
-  /// Parses an XML file (read in full first; libxml2 opens no file itself).
+  /// Parses an XML file, read a chunk at a time as the parser asks (libxml2
+  /// opens no file itself).
   static std::optional<LXXMLDocument> documentWithContentsOfFile(StringView path,
                                                                  ErrorPtr* error = nullptr);
 

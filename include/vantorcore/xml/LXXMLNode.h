@@ -101,8 +101,10 @@ class LXXMLNode {
                                                       const LXXMLNamespaces& namespaces = {},
                                                       ErrorPtr* error = nullptr) const;
   /// The elements below this node (not the node itself) that a CSS selector
-  /// matches, in document order. The selector is compiled to XPath once per
-  /// process (see LXCSSSelector.h). Names match by local name, so plain type
+  /// matches, in document order: exactly those its XPath translation (see
+  /// LXCSSSelector.h) selects. The selector is compiled once per process and
+  /// matched against the tree directly; the first query from a document
+  /// indexes its elements by name. Names match by local name, so plain type
   /// selectors find elements under a default namespace; in HTML documents
   /// type names match in any case. Absent, with `LXXMLErrorInvalidCSSSelector`,
   /// for a selector that does not parse.
