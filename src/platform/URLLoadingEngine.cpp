@@ -1,6 +1,7 @@
 #include "URLLoadingEngine.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "vantorcore/platform/URLError.h"
 
@@ -32,19 +33,23 @@ URLLoadingEngine::URLLoadingEngine() {
 }
 
 void URLLoadingEngine::start(std::shared_ptr<URLSessionTask> task) {
+  bool wake = false;
   {
     std::lock_guard lock(mutex_);
     toStart_.push_back(std::move(task));
+    wake = std::exchange(awake_, false);
   }
-  curl_multi_wakeup(multi_);
+  if (wake) curl_multi_wakeup(multi_);
 }
 
 void URLLoadingEngine::cancel(std::shared_ptr<URLSessionTask> task) {
+  bool wake = false;
   {
     std::lock_guard lock(mutex_);
     toCancel_.push_back(std::move(task));
+    wake = std::exchange(awake_, false);
   }
-  curl_multi_wakeup(multi_);
+  if (wake) curl_multi_wakeup(multi_);
 }
 
 void URLLoadingEngine::admit(std::unique_ptr<URLTransfer> transfer) {
@@ -54,9 +59,18 @@ void URLLoadingEngine::admit(std::unique_ptr<URLTransfer> transfer) {
     return;
   }
   ++running;
+  if (!launch(std::move(transfer))) --running;
+}
+
+bool URLLoadingEngine::launch(std::unique_ptr<URLTransfer> transfer) {
+  if (!transfer->begin()) {
+    transfer->finish(CURLE_OK);
+    return false;
+  }
   CURL* easy = transfer->handle();
   curl_multi_add_handle(multi_, easy);
   transfers_.emplace(easy, std::move(transfer));
+  return true;
 }
 
 void URLLoadingEngine::release(CURL* easy) {
@@ -64,17 +78,20 @@ void URLLoadingEngine::release(CURL* easy) {
   if (it == transfers_.end()) return;
   const std::string host = it->second->hostKey();
   curl_multi_remove_handle(multi_, easy);
-  transfers_.erase(it);
-  --runningPerHost_[host];
+  transfers_.erase(it);  // its handle back in the pool before the next one takes it
+  int& running = runningPerHost_[host];
+  --running;
   const auto queue = waiting_.find(host);
-  if (queue == waiting_.end()) {
-    if (runningPerHost_[host] == 0) runningPerHost_.erase(host);
-    return;
+  // A loop, not a chain of calls: a queue of downloads whose files cannot
+  // be made fails one after another here.
+  while (queue != waiting_.end() && !queue->second.empty() && running < kConnectionsPerHost) {
+    auto next = std::move(queue->second.front());
+    queue->second.pop_front();
+    ++running;
+    if (!launch(std::move(next))) --running;
   }
-  auto next = std::move(queue->second.front());
-  queue->second.pop_front();
-  if (queue->second.empty()) waiting_.erase(queue);
-  admit(std::move(next));
+  if (queue != waiting_.end() && queue->second.empty()) waiting_.erase(queue);
+  if (running == 0) runningPerHost_.erase(host);
 }
 
 bool URLLoadingEngine::cancelWaiting(const std::shared_ptr<URLSessionTask>& task) {
@@ -98,10 +115,11 @@ void URLLoadingEngine::takeRequests() {
     std::lock_guard lock(mutex_);
     starting.swap(toStart_);
     cancelling.swap(toCancel_);
+    awake_ = true;
   }
   for (auto& task : starting) {
     if (task->state() == URLSessionTaskState::Completed) continue;  // cancelled before it started
-    auto transfer = std::make_unique<URLTransfer>(std::move(task));
+    auto transfer = std::make_unique<URLTransfer>(std::move(task), handles_);
     if (transfer->setupError()) {
       transfer->finish(CURLE_OK);
       continue;

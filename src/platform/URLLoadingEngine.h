@@ -39,6 +39,9 @@ class URLLoadingEngine {
   // transfers running: curl's own queue of waiting handles is rescanned on
   // every change, which thousands of queued requests make quadratic.
   void admit(std::unique_ptr<URLTransfer> transfer);
+  // Gives `transfer` its handle and adds it to the multi handle; false
+  // when it could not begin (it has then completed).
+  bool launch(std::unique_ptr<URLTransfer> transfer);
   // Forgets a running transfer and admits the next one waiting for its host.
   void release(CURL* easy);
   bool cancelWaiting(const std::shared_ptr<URLSessionTask>& task);
@@ -47,7 +50,11 @@ class URLLoadingEngine {
   std::mutex mutex_;
   std::vector<std::shared_ptr<URLSessionTask>> toStart_;
   std::vector<std::shared_ptr<URLSessionTask>> toCancel_;
+  // Set by the loading thread before it takes the lists: a caller that
+  // finds it clear knows a wake-up is already on its way and spares one.
+  bool awake_ = true;
   // The loading thread's own: the transfer of each running easy handle.
+  EasyHandlePool handles_;
   std::unordered_map<CURL*, std::unique_ptr<URLTransfer>> transfers_;
   std::unordered_map<std::string, int> runningPerHost_;
   std::unordered_map<std::string, std::deque<std::unique_ptr<URLTransfer>>> waiting_;

@@ -1,10 +1,13 @@
 #include "URLTransfer.h"
 
+#include <fcntl.h>
 #include <openssl/x509_vfy.h>
 #include <stdlib.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 
 #include "ASCIICase.h"
@@ -19,8 +22,17 @@ namespace {
 // The platform gives up after this many redirects.
 constexpr long kMaximumRedirects = 16;
 // Large reads and writes for downloads: fewer calls per gigabyte.
-constexpr long kDownloadBufferSize = 1L << 20;
 constexpr long kDownloadReceiveBufferSize = 512L * 1024;  // libcurl's maximum
+// Pieces smaller than this are gathered before they go to the file; larger
+// ones go straight from curl's buffer, sparing a copy of nearly every byte
+// of a fast download.
+constexpr std::size_t kGatheredPieceSize = 64 * 1024;
+constexpr std::size_t kFileBufferSize = 1 << 20;
+// A body announced larger than this grows as it comes: a lying
+// "Content-Length" must not reserve more.
+constexpr curl_off_t kLargestReservedBody = 1LL << 30;
+// Enough for every connection the engine keeps, with room to spare.
+constexpr std::size_t kPooledHandles = 64;
 
 bool isHTTPScheme(const std::optional<String>& scheme) {
   if (!scheme) return false;
@@ -50,6 +62,31 @@ std::int64_t verifyResultCode(long verifyResult) {
   }
 }
 
+bool writeFully(int fd, iovec* pieces, int count) {
+  while (count > 0) {
+    const ssize_t written = ::writev(fd, pieces, count);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    auto left = static_cast<std::size_t>(written);
+    for (; count > 0 && left >= pieces->iov_len; ++pieces, --count) left -= pieces->iov_len;
+    if (count > 0) {
+      pieces->iov_base = static_cast<char*>(pieces->iov_base) + left;
+      pieces->iov_len -= left;
+    }
+  }
+  return true;
+}
+
+// The agent curl would name, built once: curl_version() formats its text
+// on every call.
+const std::string& defaultUserAgent() {
+  static const std::string agent =
+      toUTF8(ProcessInfo::processName()) + " VantorCore " + curl_version();
+  return agent;
+}
+
 std::string temporaryFolder() {
   const char* folder = getenv("TMPDIR");
   return folder && *folder ? folder : "/tmp";
@@ -57,7 +94,29 @@ std::string temporaryFolder() {
 
 }  // namespace
 
-URLTransfer::URLTransfer(std::shared_ptr<URLSessionTask> task) : task_(std::move(task)) {
+EasyHandlePool::~EasyHandlePool() {
+  for (CURL* easy : idle_) curl_easy_cleanup(easy);
+}
+
+CURL* EasyHandlePool::take() {
+  if (idle_.empty()) return curl_easy_init();
+  CURL* easy = idle_.back();
+  idle_.pop_back();
+  return easy;
+}
+
+void EasyHandlePool::give(CURL* easy) {
+  if (!easy) return;
+  if (idle_.size() >= kPooledHandles) {
+    curl_easy_cleanup(easy);
+    return;
+  }
+  curl_easy_reset(easy);
+  idle_.push_back(easy);
+}
+
+URLTransfer::URLTransfer(std::shared_ptr<URLSessionTask> task, EasyHandlePool& handles)
+    : task_(std::move(task)), handles_(&handles) {
   const URLRequest& request = task_->originalRequest();
   if (!isHTTPScheme(request.URL().scheme())) {
     setupError_ = URLErrorWithCode(NSURLErrorUnsupportedURL, request.URL());
@@ -67,43 +126,65 @@ URLTransfer::URLTransfer(std::shared_ptr<URLSessionTask> task) : task_(std::move
     setupError_ = URLErrorWithCode(NSURLErrorBadURL, request.URL());
     return;
   }
-  if (task_->kind() == URLSessionTask::Kind::Download && !openDownloadFile()) {
-    setupError_ = URLErrorWithCode(NSURLErrorCannotCreateFile, request.URL());
-    return;
-  }
   const String scheme = asciiLowercase(*request.URL().scheme());
   const int port = request.URL().port().value_or(scheme == u"https" ? 443 : 80);
   hostKey_ =
       toUTF8(scheme + u"://" + asciiLowercase(*request.URL().host())) + ":" + std::to_string(port);
-  easy_ = curl_easy_init();
-  configure();
 }
 
 URLTransfer::~URLTransfer() {
   discardDownloadFile();
-  if (easy_) curl_easy_cleanup(easy_);
+  handles_->give(easy_);
   curl_slist_free_all(headerList_);
+}
+
+bool URLTransfer::begin() {
+  if (task_->kind() == URLSessionTask::Kind::Download && !openDownloadFile()) {
+    setupError_ = URLErrorWithCode(NSURLErrorCannotCreateFile, task_->originalRequest().URL());
+    return false;
+  }
+  easy_ = handles_->take();
+  configure();
+  return true;
 }
 
 bool URLTransfer::openDownloadFile() {
   std::string pattern = temporaryFolder() + "/VantorDownload_XXXXXX.tmp";
-  const int fd = mkstemps(pattern.data(), 4);
-  if (fd < 0) return false;
-  file_ = fdopen(fd, "wb");
-  if (!file_) {
-    ::close(fd);
-    ::unlink(pattern.c_str());
-    return false;
-  }
-  std::setvbuf(file_, nullptr, _IOFBF, kDownloadBufferSize);
+  file_ = mkostemps(pattern.data(), 4, O_CLOEXEC);
+  if (file_ < 0) return false;
   filePath_ = std::move(pattern);
+  pendingWrite_.reserve(kFileBufferSize);
   return true;
 }
 
+bool URLTransfer::flushFile(const char* bytes, std::size_t length) {
+  iovec pieces[2] = {{pendingWrite_.data(), pendingWrite_.size()},
+                     {const_cast<char*>(bytes), length}};
+  const bool written =
+      writeFully(file_, pendingWrite_.empty() ? pieces + 1 : pieces, pendingWrite_.empty() ? 1 : 2);
+  pendingWrite_.clear();
+  return written;
+}
+
+bool URLTransfer::writeToFile(const char* bytes, std::size_t length) {
+  if (length < kGatheredPieceSize && pendingWrite_.size() + length <= kFileBufferSize) {
+    pendingWrite_.insert(pendingWrite_.end(), bytes, bytes + length);
+    return true;
+  }
+  return flushFile(bytes, length);
+}
+
+void URLTransfer::reserveBody() {
+  curl_off_t announced = -1;
+  curl_easy_getinfo(easy_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+  if (announced > 0)
+    body_.reserve(static_cast<std::size_t>(std::min(announced, kLargestReservedBody)));
+}
+
 void URLTransfer::discardDownloadFile() {
-  if (file_) {
-    std::fclose(file_);
-    file_ = nullptr;
+  if (file_ >= 0) {
+    ::close(file_);
+    file_ = -1;
   }
   if (!filePath_.empty()) {
     ::unlink(filePath_.c_str());
@@ -127,7 +208,7 @@ void URLTransfer::configure() {
   curl_easy_setopt(easy_, CURLOPT_ACCEPT_ENCODING, "");  // every decoder libcurl has
   curl_easy_setopt(easy_, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy_, CURLOPT_PIPEWAIT, 1L);
-  if (file_) curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, kDownloadReceiveBufferSize);
+  if (file_ >= 0) curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, kDownloadReceiveBufferSize);
 
   // An idle time-out, never a limit on the whole transfer.
   double timeout = request.timeoutInterval();
@@ -173,8 +254,7 @@ void URLTransfer::configure() {
   }
   curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_);
   if (!request.valueForHTTPHeaderField(u"User-Agent")) {
-    const std::string agent = toUTF8(ProcessInfo::processName()) + " VantorCore " + curl_version();
-    curl_easy_setopt(easy_, CURLOPT_USERAGENT, agent.c_str());
+    curl_easy_setopt(easy_, CURLOPT_USERAGENT, defaultUserAgent().c_str());
   }
 
   curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &URLTransfer::onBody);
@@ -189,12 +269,13 @@ void URLTransfer::configure() {
 std::size_t URLTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* self) {
   auto* transfer = static_cast<URLTransfer*>(self);
   const std::size_t length = size * count;
-  if (transfer->file_) {
-    if (std::fwrite(bytes, 1, length, transfer->file_) != length) {
+  if (transfer->file_ >= 0) {
+    if (!transfer->writeToFile(bytes, length)) {
       transfer->writeFailed_ = true;
       return 0;
     }
   } else {
+    if (transfer->body_.empty()) transfer->reserveBody();
     transfer->body_.insert(transfer->body_.end(), bytes, bytes + length);
   }
   return length;
@@ -221,11 +302,17 @@ int URLTransfer::onProgress(void* self, curl_off_t total, curl_off_t now, curl_o
 std::shared_ptr<HTTPURLResponse> URLTransfer::makeResponse() {
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &statusCode_);
   if (statusCode_ <= 0) return nullptr;
+  long redirects = 0;
+  curl_easy_getinfo(easy_, CURLINFO_REDIRECT_COUNT, &redirects);
+  if (redirects == 0) {  // spares parsing curl's copy of the URL we gave it
+    return std::make_shared<HTTPURLResponse>(task_->originalRequest().URL(),
+                                             static_cast<int>(statusCode_), std::move(headers_));
+  }
   const char* effective = nullptr;
   curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effective);
   auto url = effective ? URL::URLWithString(fromUTF8(effective)) : std::nullopt;
   return std::make_shared<HTTPURLResponse>(url ? *url : task_->originalRequest().URL(),
-                                           static_cast<int>(statusCode_), headers_);
+                                           static_cast<int>(statusCode_), std::move(headers_));
 }
 
 ErrorPtr URLTransfer::errorFor(CURLcode result) {
@@ -303,10 +390,11 @@ void URLTransfer::finish(CURLcode result) {
     return;
   }
   auto response = makeResponse();
-  if (result == CURLE_OK && file_) {
-    const bool written = std::fflush(file_) == 0;
-    std::fclose(file_);
-    file_ = nullptr;
+  if (result == CURLE_OK && file_ >= 0) {
+    const bool flushed = flushFile();
+    const bool closed = ::close(file_) == 0;
+    file_ = -1;
+    const bool written = flushed && closed;
     if (!written) {
       writeFailed_ = true;
       result = CURLE_WRITE_ERROR;

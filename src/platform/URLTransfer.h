@@ -1,12 +1,11 @@
-// One task's curl easy handle: set up from the request and the session's
-// configuration, fed with the body as it arrives, and turned into a
-// response and an `NSURLErrorDomain` error at the end. Lives on the loading
-// thread only.
+// One task's transfer: checked when it reaches the loading thread, given a
+// curl easy handle only when it may start (thousands may wait), fed with the
+// body as it arrives, and turned into a response and an `NSURLErrorDomain`
+// error at the end. Lives on the loading thread only.
 #pragma once
 
 #include <curl/curl.h>
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,16 +16,39 @@
 
 namespace lx::detail {
 
+/// Easy handles kept for the next transfer: a reset handle keeps its
+/// allocations, so a stream of small requests stops paying for new ones.
+/// Loading thread only.
+class EasyHandlePool {
+ public:
+  EasyHandlePool() = default;
+  ~EasyHandlePool();
+  EasyHandlePool(const EasyHandlePool&) = delete;
+  EasyHandlePool& operator=(const EasyHandlePool&) = delete;
+
+  /// A handle with curl's defaults, reused or new.
+  CURL* take();
+  /// Resets `easy` and keeps it, or frees it when enough are kept.
+  void give(CURL* easy);
+
+ private:
+  std::vector<CURL*> idle_;
+};
+
 class URLTransfer {
  public:
-  /// Prepares the easy handle. When the request cannot go out (a scheme
-  /// other than http/https, a file that cannot be made), `setupError()` says
-  /// why and the handle must not be added.
-  explicit URLTransfer(std::shared_ptr<URLSessionTask> task);
+  /// Checks the request. When it cannot go out (a scheme other than
+  /// http/https, no host), `setupError()` says why and `begin` must not be
+  /// called.
+  URLTransfer(std::shared_ptr<URLSessionTask> task, EasyHandlePool& handles);
   ~URLTransfer();
   URLTransfer(const URLTransfer&) = delete;
   URLTransfer& operator=(const URLTransfer&) = delete;
 
+  /// Takes a handle from the pool and sets it up; false (with
+  /// `setupError()` saying why) when the download's file cannot be made.
+  bool begin();
+  /// The easy handle, once `begin` has succeeded.
   [[nodiscard]] CURL* handle() const noexcept { return easy_; }
   [[nodiscard]] const std::shared_ptr<URLSessionTask>& task() const noexcept { return task_; }
   [[nodiscard]] const ErrorPtr& setupError() const noexcept { return setupError_; }
@@ -45,11 +67,15 @@ class URLTransfer {
   static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
   void configure();
   bool openDownloadFile();
+  bool writeToFile(const char* bytes, std::size_t length);
+  bool flushFile(const char* bytes = nullptr, std::size_t length = 0);
+  void reserveBody();
   std::shared_ptr<HTTPURLResponse> makeResponse();
   ErrorPtr errorFor(CURLcode result);
   void discardDownloadFile();
 
   std::shared_ptr<URLSessionTask> task_;
+  EasyHandlePool* handles_;
   CURL* easy_ = nullptr;
   curl_slist* headerList_ = nullptr;
   ErrorPtr setupError_;
@@ -58,8 +84,9 @@ class URLTransfer {
   std::string method_;
   Data requestBody_;
   Data body_;
-  std::FILE* file_ = nullptr;
+  int file_ = -1;
   std::string filePath_;
+  std::vector<char> pendingWrite_;
   bool writeFailed_ = false;
   long statusCode_ = 0;
   std::vector<std::pair<String, String>> headers_;
