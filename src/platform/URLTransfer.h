@@ -6,6 +6,7 @@
 
 #include <curl/curl.h>
 
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,10 +38,11 @@ class EasyHandlePool {
 
 class URLTransfer {
  public:
-  /// Checks the request. When it cannot go out (a scheme other than
-  /// http/https, no host), `setupError()` says why and `begin` must not be
-  /// called.
-  URLTransfer(std::shared_ptr<URLSessionTask> task, EasyHandlePool& handles);
+  /// Checks `request` (the task's, or where `redirects` redirects led).
+  /// When it cannot go out (a scheme other than http/https, no host),
+  /// `setupError()` says why and `begin` must not be called.
+  URLTransfer(std::shared_ptr<URLSessionTask> task, URLRequest request, int redirects,
+              EasyHandlePool& handles);
   ~URLTransfer();
   URLTransfer(const URLTransfer&) = delete;
   URLTransfer& operator=(const URLTransfer&) = delete;
@@ -51,13 +53,25 @@ class URLTransfer {
   /// The easy handle, once `begin` has succeeded.
   [[nodiscard]] CURL* handle() const noexcept { return easy_; }
   [[nodiscard]] const std::shared_ptr<URLSessionTask>& task() const noexcept { return task_; }
+  /// The request this transfer sends.
+  [[nodiscard]] const URLRequest& request() const noexcept { return request_; }
+  /// How many redirects led to this transfer.
+  [[nodiscard]] int redirects() const noexcept { return redirects_; }
   [[nodiscard]] const ErrorPtr& setupError() const noexcept { return setupError_; }
   /// "scheme://host:port" of the request, in lower case: transfers with one
   /// key share the per-host limit.
   [[nodiscard]] const std::string& hostKey() const noexcept { return hostKey_; }
 
+  /// After a transfer that ended well: when the response redirects (301,
+  /// 302, 303, 307 or 308 with a "Location"), the request that follows it.
+  [[nodiscard]] std::optional<URLRequest> redirectedRequest() const;
+  /// The response received, once curl has one; else null.
+  const std::shared_ptr<HTTPURLResponse>& response();
+
   /// Completes the task from curl's result.
   void finish(CURLcode result);
+  /// Completes the task with `code` for `failingURL`.
+  void fail(std::int64_t code, const URL& failingURL);
   /// Completes the task cancelled.
   void finishCancelled();
 
@@ -67,14 +81,13 @@ class URLTransfer {
   static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
   void configure();
   bool openDownloadFile();
-  bool writeToFile(const char* bytes, std::size_t length);
-  bool flushFile(const char* bytes = nullptr, std::size_t length = 0);
   void reserveBody();
-  std::shared_ptr<HTTPURLResponse> makeResponse();
   ErrorPtr errorFor(CURLcode result);
   void discardDownloadFile();
 
   std::shared_ptr<URLSessionTask> task_;
+  URLRequest request_;
+  int redirects_;
   EasyHandlePool* handles_;
   CURL* easy_ = nullptr;
   curl_slist* headerList_ = nullptr;
@@ -84,12 +97,12 @@ class URLTransfer {
   std::string method_;
   Data requestBody_;
   Data body_;
-  int file_ = -1;
+  std::FILE* file_ = nullptr;
   std::string filePath_;
-  std::vector<char> pendingWrite_;
   bool writeFailed_ = false;
   long statusCode_ = 0;
   std::vector<std::pair<String, String>> headers_;
+  std::shared_ptr<HTTPURLResponse> response_;
   char errorText_[CURL_ERROR_SIZE] = {};
 };
 
