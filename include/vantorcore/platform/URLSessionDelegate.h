@@ -15,11 +15,15 @@ namespace LX_API lx {
 class URLSession;
 class URLSessionTask;
 
+/// The owner of a session, asked about its tasks on the session's delegate
+/// queue; the session holds it. Every operation has a default body, so a
+/// subclass overrides only what it decides.
 class URLSessionDelegate {
  public:
   /// The answer to a redirect: the request to send next, or absent to stop.
   using RedirectionHandler = std::function<void(std::optional<URLRequest> request)>;
 
+  /// Subclasses are destroyed through this base.
   virtual ~URLSessionDelegate() = default;
 
   /// `task`'s server answered `response` (a 301, 302, 303, 307 or 308 with
