@@ -68,6 +68,7 @@
 #include "vantorcore/platform/URLRequest.h"
 #include "vantorcore/platform/URLSchemeHandlerRegistration.h"
 #include "vantorcore/platform/URLSession.h"
+#include "vantorcore/platform/URLSessionDelegate.h"
 #include "vantorcore/platform/URLSessionTask.h"
 #include "vantorcore/platform/UserDefaults.h"
 #include "vantorcore/platform/Value.h"

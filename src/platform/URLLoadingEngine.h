@@ -9,9 +9,11 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "URLTransfer.h"
@@ -29,6 +31,9 @@ class URLLoadingEngine {
   void start(std::shared_ptr<URLSessionTask> task);
   /// Ends `task`'s transfer; the task then completes cancelled. Any thread.
   void cancel(std::shared_ptr<URLSessionTask> task);
+  /// The delegate's answer to `task`'s redirect: the request to follow, or
+  /// absent to end with the redirect. Any thread; only the first counts.
+  void decide(std::shared_ptr<URLSessionTask> task, std::optional<URLRequest> request);
 
  private:
   URLLoadingEngine();
@@ -39,18 +44,33 @@ class URLLoadingEngine {
   // transfers running: curl's own queue of waiting handles is rescanned on
   // every change, which thousands of queued requests make quadratic.
   void admit(std::unique_ptr<URLTransfer> transfer);
-  // Forgets a running transfer and admits the next one waiting for its host.
-  void release(CURL* easy);
+  // Gives `transfer` its handle and adds it to the multi handle; false
+  // when it could not begin (it has then completed).
+  bool launch(std::unique_ptr<URLTransfer> transfer);
+  // Takes a running transfer out of curl and admits the next one waiting
+  // for its host.
+  std::unique_ptr<URLTransfer> detach(CURL* easy);
+  // Follows the redirect `transfer` received, after asking the session's
+  // delegate if it has one (`transfer` waits in `redirecting_` meanwhile).
+  void redirect(std::unique_ptr<URLTransfer> transfer, URLRequest next);
+  void follow(const URLTransfer& from, URLRequest next);
+  void takeDecision(const std::shared_ptr<URLSessionTask>& task, std::optional<URLRequest> request);
   bool cancelWaiting(const std::shared_ptr<URLSessionTask>& task);
 
   CURLM* multi_;
   std::mutex mutex_;
   std::vector<std::shared_ptr<URLSessionTask>> toStart_;
   std::vector<std::shared_ptr<URLSessionTask>> toCancel_;
+  std::vector<std::pair<std::shared_ptr<URLSessionTask>, std::optional<URLRequest>>> decided_;
+  // Set by the loading thread before it takes the lists: a caller that
+  // finds it clear knows a wake-up is already on its way and spares one.
+  bool awake_ = true;
   // The loading thread's own: the transfer of each running easy handle.
+  EasyHandlePool handles_;
   std::unordered_map<CURL*, std::unique_ptr<URLTransfer>> transfers_;
   std::unordered_map<std::string, int> runningPerHost_;
   std::unordered_map<std::string, std::deque<std::unique_ptr<URLTransfer>>> waiting_;
+  std::unordered_map<URLSessionTask*, std::unique_ptr<URLTransfer>> redirecting_;
   std::thread thread_;
 };
 

@@ -4,22 +4,37 @@
 
 namespace lx {
 
+namespace {
+
+constexpr std::size_t kFirstPrune = 64;
+
+}  // namespace
+
 std::shared_ptr<URLSession> URLSession::sharedSession() {
   static const auto shared = std::make_shared<URLSession>(
-      URLSessionConfiguration::defaultSessionConfiguration(),
+      URLSessionConfiguration::defaultSessionConfiguration(), nullptr,
       DispatchQueue::makeSerial(u"com.vantor.URLSession.shared"), true);
   return shared;
 }
 
 std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
     URLSessionConfiguration configuration, std::shared_ptr<DispatchQueue> delegateQueue) {
+  return sessionWithConfiguration(std::move(configuration), nullptr, std::move(delegateQueue));
+}
+
+std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
+    URLSessionConfiguration configuration, std::shared_ptr<URLSessionDelegate> delegate,
+    std::shared_ptr<DispatchQueue> delegateQueue) {
   if (!delegateQueue) delegateQueue = DispatchQueue::makeSerial(u"com.vantor.URLSession.delegate");
-  return std::make_shared<URLSession>(std::move(configuration), std::move(delegateQueue), false);
+  return std::make_shared<URLSession>(std::move(configuration), std::move(delegate),
+                                      std::move(delegateQueue), false);
 }
 
 URLSession::URLSession(URLSessionConfiguration configuration,
+                       std::shared_ptr<URLSessionDelegate> delegate,
                        std::shared_ptr<DispatchQueue> delegateQueue, bool isShared)
     : configuration_(std::move(configuration)),
+      delegate_(std::move(delegate)),
       delegateQueue_(std::move(delegateQueue)),
       isShared_(isShared) {}
 
@@ -27,7 +42,12 @@ URLSession::~URLSession() = default;
 
 std::shared_ptr<URLSessionTask> URLSession::track(std::shared_ptr<URLSessionTask> task) {
   std::lock_guard lock(mutex_);
-  std::erase_if(tasks_, [](const auto& weak) { return weak.expired(); });
+  // Pruned only when the list has doubled since the last pass: a pass on
+  // every new task made starting thousands of tasks quadratic.
+  if (tasks_.size() >= pruneAt_) {
+    std::erase_if(tasks_, [](const auto& weak) { return weak.expired(); });
+    pruneAt_ = std::max(kFirstPrune, 2 * tasks_.size());
+  }
   tasks_.push_back(task);
   return task;
 }

@@ -8,7 +8,8 @@
 // What a task gets from the transport, whatever the session:
 //   - only "http" and "https", for the URL and for every redirect; other
 //     schemes end in `NSURLErrorUnsupportedURL`;
-//   - redirects followed, at most 16, then `NSURLErrorHTTPTooManyRedirects`;
+//   - redirects followed, at most 16, then `NSURLErrorHTTPTooManyRedirects`
+//     (a delegate may change or refuse each one, see `URLSessionDelegate`);
 //   - bodies in gzip, deflate, br or zstd decoded (the request says so in
 //     "Accept-Encoding");
 //   - the proxy named by the environment ("http_proxy", "https_proxy",
@@ -34,6 +35,7 @@
 #include "vantorcore/platform/DispatchQueue.h"
 #include "vantorcore/platform/String.h"
 #include "vantorcore/platform/URLRequest.h"
+#include "vantorcore/platform/URLSessionDelegate.h"
 #include "vantorcore/platform/URLSessionTask.h"
 
 namespace LX_API lx {
@@ -68,15 +70,24 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   static std::shared_ptr<URLSession> sessionWithConfiguration(
       URLSessionConfiguration configuration,
       std::shared_ptr<DispatchQueue> delegateQueue = nullptr);
+  /// The same with a delegate, which the session holds (with its tasks'
+  /// completion handlers, its calls run on `delegateQueue`).
+  static std::shared_ptr<URLSession> sessionWithConfiguration(
+      URLSessionConfiguration configuration, std::shared_ptr<URLSessionDelegate> delegate,
+      std::shared_ptr<DispatchQueue> delegateQueue = nullptr);
 
   /// Use `sharedSession` or `sessionWithConfiguration`, which set up its ownership.
-  URLSession(URLSessionConfiguration configuration, std::shared_ptr<DispatchQueue> delegateQueue,
-             bool isShared);
+  URLSession(URLSessionConfiguration configuration, std::shared_ptr<URLSessionDelegate> delegate,
+             std::shared_ptr<DispatchQueue> delegateQueue, bool isShared);
   ~URLSession();
 
   /// The configuration the session was made with.
   [[nodiscard]] const URLSessionConfiguration& configuration() const noexcept {
     return configuration_;
+  }
+  /// The delegate, or null.
+  [[nodiscard]] const std::shared_ptr<URLSessionDelegate>& delegate() const noexcept {
+    return delegate_;
   }
   /// The queue completion handlers run on.
   [[nodiscard]] const std::shared_ptr<DispatchQueue>& delegateQueue() const noexcept {
@@ -108,12 +119,14 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   std::shared_ptr<URLSessionTask> track(std::shared_ptr<URLSessionTask> task);
 
   URLSessionConfiguration configuration_;
+  std::shared_ptr<URLSessionDelegate> delegate_;
   std::shared_ptr<DispatchQueue> delegateQueue_;
   bool isShared_;
   std::atomic<bool> invalidated_{false};
   std::atomic<std::uint64_t> nextIdentifier_{1};
   std::mutex mutex_;
   std::vector<std::weak_ptr<URLSessionTask>> tasks_;
+  std::size_t pruneAt_ = 0;
 };
 
 }  // namespace lx
