@@ -283,12 +283,15 @@ class Checker {
 
   std::optional<Fault> string() {
     std::size_t p = pos_ + 1;
-    // A \uD800-\uDBFF escape is only half a character until its pair follows.
-    std::optional<std::size_t> highSurrogate;
+    // A \uD800-\uDBFF escape is only half a character until its pair
+    // follows; this is where it began, or kNoSurrogate.
+    constexpr std::size_t kNoSurrogate = std::string_view::npos;
+    std::size_t highSurrogate = kNoSurrogate;
     for (;;) {
       if (p == json_.size()) return endOfInput();
       const char c = json_[p];
-      if (highSurrogate && c != '\\') return Fault{"Invalid surrogate escape", *highSurrogate};
+      if (highSurrogate != kNoSurrogate && c != '\\')
+        return Fault{"Invalid surrogate escape", highSurrogate};
       if (c == '"') {
         pos_ = p + 1;
         return std::nullopt;
@@ -308,7 +311,7 @@ class Checker {
       if (p + 1 == json_.size()) return endOfInput();
       const char kind = json_[p + 1];
       if (kind != 'u') {
-        if (highSurrogate) return Fault{"Invalid surrogate escape", *highSurrogate};
+        if (highSurrogate != kNoSurrogate) return Fault{"Invalid surrogate escape", highSurrogate};
         if (std::string_view(R"("\/bfnrt)").find(kind) == std::string_view::npos)
           return Fault{"Invalid escape", p};
         p += 2;
@@ -321,9 +324,9 @@ class Checker {
         unit = digit < 0 ? -1 : unit * 16 + digit;
       }
       const bool isLow = unit >= 0xDC00 && unit <= 0xDFFF;
-      if (highSurrogate) {
-        if (!isLow) return Fault{"Invalid surrogate escape", *highSurrogate};
-        highSurrogate.reset();
+      if (highSurrogate != kNoSurrogate) {
+        if (!isLow) return Fault{"Invalid surrogate escape", highSurrogate};
+        highSurrogate = kNoSurrogate;
       } else if (unit < 0) {
         return Fault{"Invalid escape", p};
       } else if (isLow) {

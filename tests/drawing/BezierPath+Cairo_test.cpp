@@ -86,8 +86,12 @@ TEST(BezierPathCairo, ClipLeavesNothingOutsideThePath) {
   for (int y = 0; y < 40; ++y) {
     for (int x = 0; x < 40; ++x) {
       const double d = std::hypot(x + 0.5 - 20, y + 0.5 - 20);
-      if (d > 11) ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
-      if (d < 9) ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
+      if (d > 11) {
+        ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
+      }
+      if (d < 9) {
+        ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
+      }
     }
   }
 }

@@ -43,7 +43,9 @@ TEST(Shapes, RoundedRectRadiiAreClamped) {
     const BezierPath path = lx_roundedRectPath(rect, c.radius);
     const double d = insetAtCorner(c.used);
     EXPECT_TRUE(path.containsPoint({d + 0.05, d + 0.05}));
-    if (c.used > 0) EXPECT_FALSE(path.containsPoint({d - 0.05, d - 0.05}));
+    if (c.used > 0) {
+      EXPECT_FALSE(path.containsPoint({d - 0.05, d - 0.05}));
+    }
     expectRect(path.bounds(), rect);
   }
   // A negative width is read the other way.
@@ -83,8 +85,12 @@ TEST(Shapes, CapsuleEndsAreRoundWhicheverWayItLies) {
                 : std::clamp(((p.x - c.centreA.x) * vx + (p.y - c.centreA.y) * vy) / length2, 0.0,
                              1.0);
         const double d = std::hypot(p.x - c.centreA.x - t * vx, p.y - c.centreA.y - t * vy);
-        if (d < c.radius - 0.8) ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
-        if (d > c.radius + 0.8) ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
+        if (d < c.radius - 0.8) {
+          ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
+        }
+        if (d > c.radius + 0.8) {
+          ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
+        }
       }
     }
   }

@@ -59,7 +59,9 @@ TEST(FaviconCache, EntriesExpire) {
     const auto data = cache.iconData(site("https://a.test/other"),
                                      Date(fetched.timeIntervalSince1970() + row.age));
     EXPECT_EQ(data.has_value(), row.fresh);
-    if (data) EXPECT_EQ(*data, icon);
+    if (data) {
+      EXPECT_EQ(*data, icon);
+    }
   }
   EXPECT_FALSE(cache.iconData(site("http://a.test/"), fetched));  // another scheme, another site
   cache.removeIconData(a);

@@ -74,8 +74,12 @@ TEST(ProgressPie, QuarterFillsExactlyTheTopRight) {
       const double r = std::hypot(dx, dy);
       const bool inside = dx > 1 && dy < -1 && r < 49;
       const bool outside = dx < -1 || dy > 1 || r > 51;
-      if (inside) ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
-      if (outside) ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
+      if (inside) {
+        ASSERT_EQ(canvas.alpha(x, y), 255) << x << "," << y;
+      }
+      if (outside) {
+        ASSERT_EQ(canvas.alpha(x, y), 0) << x << "," << y;
+      }
     }
   }
 }

@@ -73,7 +73,9 @@ TEST(OSReleaseTest, TheSourceCanBeReplacedAndRestored) {
   EXPECT_FALSE(OSRelease::value(u"VERSION_ID"));
   OSRelease::setSource(previous);
   // The machine's own file, when it has one, names the system.
-  if (const auto variables = OSRelease::read()) EXPECT_TRUE(variables->contains(u"ID"));
+  if (const auto variables = OSRelease::read()) {
+    EXPECT_TRUE(variables->contains(u"ID"));
+  }
 }
 
 }  // namespace

@@ -75,7 +75,9 @@ TEST(SharedMimeInfoTest, PairsNeedTwoMIMETypesAndOneSpace) {
     const auto pairs = SharedMimeInfo::parsePairs(c.line, &malformed);
     EXPECT_EQ(pairs.size(), c.kept ? 1u : 0u);
     EXPECT_EQ(malformed, c.kept ? 0u : 1u);
-    if (c.kept) EXPECT_EQ(pairs[0], SharedMimeInfo::Pair(u"text/x-c", u"text/x-csrc"));
+    if (c.kept) {
+      EXPECT_EQ(pairs[0], SharedMimeInfo::Pair(u"text/x-c", u"text/x-csrc"));
+    }
   }
 }
 
