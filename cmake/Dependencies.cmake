@@ -9,7 +9,7 @@ find_package(simdjson REQUIRED)
 find_package(boost_url 1.81.0 EXACT REQUIRED CONFIG)
 find_package(boost_headers 1.81.0 EXACT REQUIRED CONFIG)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
-pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(CURL REQUIRED libcurl)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
@@ -23,16 +23,41 @@ find_program(MSGFMT_EXECUTABLE msgfmt REQUIRED)
 add_library(vantor_deps INTERFACE)
 target_link_libraries(vantor_deps INTERFACE
   ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
-  simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST PkgConfig::CURL
+  simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST
   PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
 # Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
 # Opening URLs in other applications and D-Bus activation.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
+
+# Libraries opened on first use (src/platform/SharedLibrary.h) rather than
+# linked: the build compiles against their headers and names each by the
+# soname of the library it found, which the run-time packages then depend on
+# (VANTOR_LOADED_LIBRARY_FILES). PREFIX is the pkg_check_modules prefix,
+# NAME the library's file name between "lib" and ".so".
+function(vantor_load_on_first_use prefix name)
+  set(path "")
+  foreach(candidate IN LISTS ${prefix}_LINK_LIBRARIES)
+    if(candidate MATCHES "/lib${name}\\.so$")
+      set(path ${candidate})
+    endif()
+  endforeach()
+  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${path} OUTPUT_VARIABLE dump)
+  if(NOT path OR NOT dump MATCHES "SONAME +([^\n ]+)")
+    message(FATAL_ERROR "No soname found for lib${name} among ${${prefix}_LINK_LIBRARIES}")
+  endif()
+  target_include_directories(vantor_deps SYSTEM INTERFACE ${${prefix}_INCLUDE_DIRS})
+  target_compile_options(vantor_deps INTERFACE ${${prefix}_CFLAGS_OTHER})
+  target_compile_definitions(vantor_deps INTERFACE VANTOR_${prefix}_SONAME="${CMAKE_MATCH_1}")
+  get_filename_component(file ${path} REALPATH)
+  set_property(GLOBAL APPEND PROPERTY VANTOR_LOADED_LIBRARY_FILES ${file})
+endfunction()
+# URL sessions: libcurl and the thirty libraries behind it.
+vantor_load_on_first_use(CURL curl)
 # Favicons: librsvg draws SVG icons into Cairo (PNG goes through Cairo itself).
-pkg_check_modules(RSVG REQUIRED IMPORTED_TARGET librsvg-2.0)
-target_link_libraries(vantor_deps INTERFACE PkgConfig::RSVG)
+pkg_check_modules(RSVG REQUIRED librsvg-2.0)
+vantor_load_on_first_use(RSVG rsvg-2)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
   target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)

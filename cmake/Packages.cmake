@@ -2,8 +2,9 @@
 #   libvantorcore<soname version>  the shared library and its message catalogues
 #   libvantorcore-dev              headers, static library, .pc and CMake files
 #   vantor                         the command-line tool
-# Run-time dependencies come from dpkg-shlibdeps; the development package
-# depends on the -dev packages that provide what vantorcore.pc requires.
+# Run-time dependencies come from dpkg-shlibdeps, plus the packages of the
+# libraries opened on first use, which no ELF header names; the development
+# package depends on the -dev packages that provide what vantorcore.pc requires.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vantorcore)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -57,4 +58,23 @@ foreach(line IN LISTS owner_lines)
 endforeach()
 list(REMOVE_DUPLICATES vantor_dev_packages)
 list(JOIN vantor_dev_packages ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
+
+# Each library opened on first use, at least at the version built against.
+get_property(vantor_loaded_files GLOBAL PROPERTY VANTOR_LOADED_LIBRARY_FILES)
+set(vantor_loaded_packages "")
+foreach(file IN LISTS vantor_loaded_files)
+  execute_process(COMMAND dpkg-query -S ${file} OUTPUT_VARIABLE owner RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(WARNING "dpkg-query could not name the package of ${file}; "
+                    "the run-time packages will not depend on it")
+    continue()
+  endif()
+  string(REGEX REPLACE "(:[a-z0-9]+)?: .*" "" package "${owner}")
+  execute_process(COMMAND dpkg-query -W -f=\${Version} ${package} OUTPUT_VARIABLE version)
+  # The upstream version: epoch and Debian revision do not bound an ABI.
+  string(REGEX REPLACE "^[0-9]+:|-[^-]*$" "" version "${version}")
+  list(APPEND vantor_loaded_packages "${package} (>= ${version})")
+endforeach()
+list(JOIN vantor_loaded_packages ", " CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS})
 include(CPack)

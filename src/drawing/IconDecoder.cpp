@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "drawing/DrawingFailure.h"
+#include "platform/SharedLibrary.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/ICOFile.h"
 
@@ -55,10 +56,31 @@ std::optional<ImageSurface> asARGB(cairo_surface_t* decoded) {
   return image;
 }
 
+// librsvg, opened for the first SVG icon (see platform/SharedLibrary.h).
+struct RsvgLibrary {
+  RsvgLibrary() {
+    library.resolve(newFromData, "rsvg_handle_new_from_data");
+    library.resolve(renderDocument, "rsvg_handle_render_document");
+  }
+  detail::SharedLibrary library{VANTOR_RSVG_SONAME};
+  decltype(&::rsvg_handle_new_from_data) newFromData = nullptr;
+  decltype(&::rsvg_handle_render_document) renderDocument = nullptr;
+};
+
+const RsvgLibrary& rsvg() {
+  static const RsvgLibrary* const loaded = new RsvgLibrary();
+  return *loaded;
+}
+
 std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) {
+  const RsvgLibrary& svg = rsvg();
+  if (!svg.library.isLoaded()) {
+    return fail<ImageSurface>(error, DrawingErrorCode::UnsupportedImage,
+                              "SVG images cannot be drawn here: " + svg.library.error());
+  }
   GError* gerror = nullptr;
   // Without a base file librsvg loads no external resource.
-  RsvgHandle* handle = rsvg_handle_new_from_data(data.data(), data.size(), &gerror);
+  RsvgHandle* handle = svg.newFromData(data.data(), data.size(), &gerror);
   if (!handle) {
     std::string reason = gerror ? gerror->message : "unknown error";
     g_clear_error(&gerror);
@@ -73,7 +95,7 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
   }
   cairo_t* cr = cairo_create(image->cairoSurface());
   const RsvgRectangle viewport{0, 0, static_cast<double>(side), static_cast<double>(side)};
-  const bool drawn = rsvg_handle_render_document(handle, cr, &viewport, &gerror);
+  const bool drawn = svg.renderDocument(handle, cr, &viewport, &gerror);
   cairo_destroy(cr);
   g_object_unref(handle);
   if (!drawn) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "CurlLibrary.h"
 #include "vantorcore/platform/URLError.h"
 #include "vantorcore/platform/URLSession.h"
 
@@ -27,10 +28,9 @@ URLLoadingEngine& URLLoadingEngine::shared() {
 }
 
 URLLoadingEngine::URLLoadingEngine() {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  multi_ = curl_multi_init();
-  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kCachedConnections);
-  curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_MULTIPLEX);
+  multi_ = curl().multi_init();
+  curl().multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kCachedConnections);
+  curl().multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_MULTIPLEX);
   thread_ = std::thread([this] { run(); });
   thread_.detach();
 }
@@ -42,7 +42,7 @@ void URLLoadingEngine::start(std::shared_ptr<URLSessionTask> task) {
     toStart_.push_back(std::move(task));
     wake = std::exchange(awake_, false);
   }
-  if (wake) curl_multi_wakeup(multi_);
+  if (wake) curl().multi_wakeup(multi_);
 }
 
 void URLLoadingEngine::cancel(std::shared_ptr<URLSessionTask> task) {
@@ -52,7 +52,7 @@ void URLLoadingEngine::cancel(std::shared_ptr<URLSessionTask> task) {
     toCancel_.push_back(std::move(task));
     wake = std::exchange(awake_, false);
   }
-  if (wake) curl_multi_wakeup(multi_);
+  if (wake) curl().multi_wakeup(multi_);
 }
 
 void URLLoadingEngine::admit(std::unique_ptr<URLTransfer> transfer) {
@@ -71,7 +71,7 @@ bool URLLoadingEngine::launch(std::unique_ptr<URLTransfer> transfer) {
     return false;
   }
   CURL* easy = transfer->handle();
-  curl_multi_add_handle(multi_, easy);
+  curl().multi_add_handle(multi_, easy);
   transfers_.emplace(easy, std::move(transfer));
   return true;
 }
@@ -84,7 +84,7 @@ void URLLoadingEngine::decide(std::shared_ptr<URLSessionTask> task,
     decided_.emplace_back(std::move(task), std::move(request));
     wake = std::exchange(awake_, false);
   }
-  if (wake) curl_multi_wakeup(multi_);
+  if (wake) curl().multi_wakeup(multi_);
 }
 
 std::unique_ptr<URLTransfer> URLLoadingEngine::detach(CURL* easy) {
@@ -92,7 +92,7 @@ std::unique_ptr<URLTransfer> URLLoadingEngine::detach(CURL* easy) {
   if (it == transfers_.end()) return nullptr;
   auto transfer = std::move(it->second);
   const std::string host = transfer->hostKey();
-  curl_multi_remove_handle(multi_, easy);
+  curl().multi_remove_handle(multi_, easy);
   transfers_.erase(it);
   int& running = runningPerHost_[host];
   --running;
@@ -218,7 +218,7 @@ void URLLoadingEngine::takeRequests() {
 
 void URLLoadingEngine::finishDone() {
   int queued = 0;
-  while (CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
+  while (CURLMsg* message = curl().multi_info_read(multi_, &queued)) {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* easy = message->easy_handle;
     const CURLcode result = message->data.result;
@@ -238,9 +238,9 @@ void URLLoadingEngine::run() {
   for (;;) {
     takeRequests();
     int running = 0;
-    curl_multi_perform(multi_, &running);
+    curl().multi_perform(multi_, &running);
     finishDone();
-    curl_multi_poll(multi_, nullptr, 0, kIdlePollMilliseconds, nullptr);
+    curl().multi_poll(multi_, nullptr, 0, kIdlePollMilliseconds, nullptr);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "CurlLibrary.h"
 #include "URLLoadingEngine.h"
 #include "vantorcore/platform/URLError.h"
 #include "vantorcore/platform/URLSession.h"
@@ -39,6 +40,11 @@ void URLSessionTask::resume() {
   if (session_->isInvalidated()) {
     complete(std::nullopt, std::nullopt, nullptr,
              URLErrorWithCode(NSURLErrorCancelled, request_.URL()));
+    return;
+  }
+  if (const auto& library = detail::curl().library; !library.isLoaded()) {
+    complete(std::nullopt, std::nullopt, nullptr,
+             URLErrorWithCode(NSURLErrorUnknown, request_.URL(), fromUTF8(library.error())));
     return;
   }
   detail::URLLoadingEngine::shared().start(std::move(self));

@@ -11,6 +11,7 @@
 #include <tuple>
 
 #include "ASCIICase.h"
+#include "CurlLibrary.h"
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/URLError.h"
 #include "vantorcore/platform/URLSession.h"
@@ -65,7 +66,7 @@ std::int64_t verifyResultCode(long verifyResult) {
 // on every call.
 const std::string& defaultUserAgent() {
   static const std::string agent =
-      toUTF8(ProcessInfo::processName()) + " VantorCore " + curl_version();
+      toUTF8(ProcessInfo::processName()) + " VantorCore " + curl().version();
   return agent;
 }
 
@@ -77,11 +78,11 @@ std::string temporaryFolder() {
 }  // namespace
 
 EasyHandlePool::~EasyHandlePool() {
-  for (CURL* easy : idle_) curl_easy_cleanup(easy);
+  for (CURL* easy : idle_) curl().easy_cleanup(easy);
 }
 
 CURL* EasyHandlePool::take() {
-  if (idle_.empty()) return curl_easy_init();
+  if (idle_.empty()) return curl().easy_init();
   CURL* easy = idle_.back();
   idle_.pop_back();
   return easy;
@@ -90,10 +91,10 @@ CURL* EasyHandlePool::take() {
 void EasyHandlePool::give(CURL* easy) {
   if (!easy) return;
   if (idle_.size() >= kPooledHandles) {
-    curl_easy_cleanup(easy);
+    curl().easy_cleanup(easy);
     return;
   }
-  curl_easy_reset(easy);
+  curl().easy_reset(easy);
   idle_.push_back(easy);
 }
 
@@ -120,7 +121,7 @@ URLTransfer::URLTransfer(std::shared_ptr<URLSessionTask> task, URLRequest reques
 URLTransfer::~URLTransfer() {
   discardDownloadFile();
   handles_->give(easy_);
-  curl_slist_free_all(headerList_);
+  curl().slist_free_all(headerList_);
 }
 
 bool URLTransfer::begin() {
@@ -150,7 +151,7 @@ bool URLTransfer::openDownloadFile() {
 
 void URLTransfer::reserveBody() {
   curl_off_t announced = -1;
-  curl_easy_getinfo(easy_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+  curl().easy_getinfo(easy_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
   if (announced <= 0) return;
   body_.reserve(static_cast<std::size_t>(std::min(announced, kLargestReservedBody)));
   // A large body is faulted in 2 MiB at a time rather than 4 KiB: a
@@ -176,73 +177,73 @@ void URLTransfer::discardDownloadFile() {
 void URLTransfer::configure() {
   const URLRequest& request = request_;
   url_ = request.URL().absoluteUTF8();
-  curl_easy_setopt(easy_, CURLOPT_URL, url_.c_str());
-  curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
-  curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_);
-  curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
+  curl().easy_setopt(easy_, CURLOPT_URL, url_.c_str());
+  curl().easy_setopt(easy_, CURLOPT_PRIVATE, this);
+  curl().easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_);
+  curl().easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
   // This libcurl also speaks file, gopher, smb and more. Redirects are
   // followed by the engine, one transfer each, so that the delegate can
   // see them; each new URL is checked like the first.
-  curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy_, CURLOPT_ACCEPT_ENCODING, "");  // every decoder libcurl has
-  curl_easy_setopt(easy_, CURLOPT_TCP_KEEPALIVE, 1L);
-  curl_easy_setopt(easy_, CURLOPT_PIPEWAIT, 1L);
-  if (file_) curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, kDownloadReceiveBufferSize);
+  curl().easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl().easy_setopt(easy_, CURLOPT_ACCEPT_ENCODING, "");  // every decoder libcurl has
+  curl().easy_setopt(easy_, CURLOPT_TCP_KEEPALIVE, 1L);
+  curl().easy_setopt(easy_, CURLOPT_PIPEWAIT, 1L);
+  if (file_) curl().easy_setopt(easy_, CURLOPT_BUFFERSIZE, kDownloadReceiveBufferSize);
 
   // An idle time-out, never a limit on the whole transfer.
   double timeout = request.timeoutInterval();
   if (!(timeout > 0)) timeout = URLRequest::kDefaultTimeoutInterval;
-  curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout * 1000));
-  curl_easy_setopt(easy_, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(easy_, CURLOPT_LOW_SPEED_TIME,
-                   std::max(1L, static_cast<long>(std::ceil(timeout))));
+  curl().easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout * 1000));
+  curl().easy_setopt(easy_, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  curl().easy_setopt(easy_, CURLOPT_LOW_SPEED_TIME,
+                     std::max(1L, static_cast<long>(std::ceil(timeout))));
 
   const auto& configuration = task_->session()->configuration();
   if (configuration.certificateAuthorityFile) {
-    curl_easy_setopt(easy_, CURLOPT_CAINFO,
-                     toUTF8(*configuration.certificateAuthorityFile).c_str());
+    curl().easy_setopt(easy_, CURLOPT_CAINFO,
+                       toUTF8(*configuration.certificateAuthorityFile).c_str());
   }
 
   method_ = toUTF8(request.HTTPMethod());
   if (request.HTTPBody() || method_ == "POST") {
     if (request.HTTPBody()) requestBody_ = *request.HTTPBody();
-    curl_easy_setopt(easy_, CURLOPT_POST, 1L);
-    curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(requestBody_.size()));
+    curl().easy_setopt(easy_, CURLOPT_POST, 1L);
+    curl().easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
+                       static_cast<curl_off_t>(requestBody_.size()));
     // Never a null pointer: curl would read the body from its read callback
     // (standard input by default) instead.
     static const char kNoBody[] = "";
-    curl_easy_setopt(
+    curl().easy_setopt(
         easy_, CURLOPT_POSTFIELDS,
         requestBody_.empty() ? kNoBody : reinterpret_cast<const char*>(requestBody_.data()));
   }
   if (method_ == "HEAD") {
-    curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);
+    curl().easy_setopt(easy_, CURLOPT_NOBODY, 1L);
   } else if (method_ != "GET" && method_ != "POST") {
-    curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method_.c_str());
+    curl().easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method_.c_str());
   } else if (method_ == "GET" && request.HTTPBody()) {
-    curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, "GET");
+    curl().easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, "GET");
   }
 
-  headerList_ = curl_slist_append(headerList_, "Expect:");  // no 100-continue round trip
+  headerList_ = curl().slist_append(headerList_, "Expect:");  // no 100-continue round trip
   for (const auto& [name, value] : request.allHTTPHeaderFields()) {
     // "Name;" is curl's way to send a field with an empty value.
     const std::string line =
         value.empty() ? toUTF8(name) + ";" : toUTF8(name) + ": " + toUTF8(value);
-    headerList_ = curl_slist_append(headerList_, line.c_str());
+    headerList_ = curl().slist_append(headerList_, line.c_str());
   }
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_);
+  curl().easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_);
   if (!request.valueForHTTPHeaderField(u"User-Agent")) {
-    curl_easy_setopt(easy_, CURLOPT_USERAGENT, defaultUserAgent().c_str());
+    curl().easy_setopt(easy_, CURLOPT_USERAGENT, defaultUserAgent().c_str());
   }
 
-  curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &URLTransfer::onBody);
-  curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &URLTransfer::onHeader);
-  curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &URLTransfer::onProgress);
-  curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+  curl().easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &URLTransfer::onBody);
+  curl().easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+  curl().easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &URLTransfer::onHeader);
+  curl().easy_setopt(easy_, CURLOPT_HEADERDATA, this);
+  curl().easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &URLTransfer::onProgress);
+  curl().easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
+  curl().easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
 }
 
 std::size_t URLTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -282,7 +283,7 @@ int URLTransfer::onProgress(void* self, curl_off_t total, curl_off_t now, curl_o
 
 const std::shared_ptr<HTTPURLResponse>& URLTransfer::response() {
   if (!response_) {
-    curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &statusCode_);
+    curl().easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &statusCode_);
     if (statusCode_ > 0) {
       response_ = std::make_shared<HTTPURLResponse>(request_.URL(), static_cast<int>(statusCode_),
                                                     std::move(headers_));
@@ -293,12 +294,12 @@ const std::shared_ptr<HTTPURLResponse>& URLTransfer::response() {
 
 std::optional<URLRequest> URLTransfer::redirectedRequest() const {
   long status = 0;
-  curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+  curl().easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
   if (status != 301 && status != 302 && status != 303 && status != 307 && status != 308) {
     return std::nullopt;
   }
   const char* location = nullptr;  // resolved against the request's URL by curl
-  curl_easy_getinfo(easy_, CURLINFO_REDIRECT_URL, &location);
+  curl().easy_getinfo(easy_, CURLINFO_REDIRECT_URL, &location);
   auto target = location ? URL::URLWithString(fromUTF8(location)) : std::nullopt;
   if (!target) return std::nullopt;  // nothing to follow: the 3xx is the answer
   URLRequest next = request_;
@@ -362,7 +363,7 @@ ErrorPtr URLTransfer::errorFor(CURLcode result) {
       break;
     case CURLE_PEER_FAILED_VERIFICATION: {
       long verifyResult = X509_V_OK;
-      curl_easy_getinfo(easy_, CURLINFO_SSL_VERIFYRESULT, &verifyResult);
+      curl().easy_getinfo(easy_, CURLINFO_SSL_VERIFYRESULT, &verifyResult);
       code = verifyResultCode(verifyResult);
       break;
     }
@@ -379,7 +380,7 @@ ErrorPtr URLTransfer::errorFor(CURLcode result) {
     default:
       break;
   }
-  const std::string text = errorText_[0] ? errorText_ : curl_easy_strerror(result);
+  const std::string text = errorText_[0] ? errorText_ : curl().easy_strerror(result);
   return URLErrorWithCode(code, request_.URL(), fromUTF8(text));
 }
 

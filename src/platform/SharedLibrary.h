@@ -1,0 +1,40 @@
+// Optional libraries opened on first use instead of at start-up. libcurl and
+// librsvg bring some fifty shared libraries between them; mapping and
+// relocating those costs every process about 20 ms before `main`, which a
+// process that never fetches a URL or draws an SVG should not pay.
+#pragma once
+
+#include <string>
+
+namespace lx::detail {
+
+class SharedLibrary {
+ public:
+  /// Opens `soname` with the loader's search rules, its symbols kept out of
+  /// the global scope. `isLoaded()` tells whether that worked.
+  explicit SharedLibrary(const char* soname);
+  // Never closed: callbacks into the library may run until the process ends.
+  SharedLibrary(const SharedLibrary&) = delete;
+  SharedLibrary& operator=(const SharedLibrary&) = delete;
+
+  /// True when the library opened and every symbol asked for was found.
+  bool isLoaded() const { return error_.empty(); }
+  /// Why the library is not loaded, in the loader's words ("libcurl.so.4:
+  /// cannot open shared object file: No such file or directory").
+  const std::string& error() const { return error_; }
+
+  /// Points `function` at the library's symbol `name`, or at nothing (and
+  /// the library then counts as not loaded).
+  template <typename Function>
+  void resolve(Function*& function, const char* name) {
+    function = reinterpret_cast<Function*>(symbol(name));
+  }
+
+ private:
+  void* symbol(const char* name);
+
+  void* handle_;
+  std::string error_;
+};
+
+}  // namespace lx::detail
