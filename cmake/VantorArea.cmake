@@ -2,6 +2,18 @@
 # area builds and links only that area and the areas it names as dependencies.
 set(VANTOR_AREAS "" CACHE INTERNAL "")
 
+# A source that includes DebugLogging.h gets a debug switch of its own (it
+# lives in an unnamed namespace), which a unity source shared with another
+# such file would merge into one; those sources are compiled on their own.
+function(vantor_keep_debug_switches_apart)
+  foreach(source IN LISTS ARGN)
+    file(STRINGS ${source} includes REGEX "#include \"vantorcore/text/DebugLogging\\.h\"")
+    if(includes)
+      set_source_files_properties(${source} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endif()
+  endforeach()
+endfunction()
+
 function(vantor_area name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
@@ -9,6 +21,7 @@ function(vantor_area name)
   if(NOT sources)
     return()
   endif()
+  vantor_keep_debug_switches_apart(${sources})
   add_library(vc_${name} OBJECT ${sources})
   target_include_directories(vc_${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
@@ -89,6 +102,7 @@ function(vantor_add_area_tests)
       continue()
     endif()
     vantor_area_closure(objects ${area})
+    vantor_keep_debug_switches_apart(${tests})
     add_executable(${area}_tests ${tests} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp
                    ${PROJECT_SOURCE_DIR}/tests/support/TestSupport.cpp)
     target_include_directories(${area}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)

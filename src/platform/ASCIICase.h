@@ -20,6 +20,14 @@ inline String asciiLowercase(StringView text) {
 
 inline String asciiLowercase(std::string_view utf8) { return asciiLowercase(fromUTF8(utf8)); }
 
+/// True when every unit of `text` is ASCII.
+inline bool isASCII(StringView text) noexcept {
+  for (const char16_t c : text) {
+    if (c >= 0x80) return false;
+  }
+  return true;
+}
+
 /// Equal but for ASCII case: HTTP field names, URL schemes.
 inline bool asciiCaseInsensitiveEquals(StringView a, StringView b) noexcept {
   if (a.size() != b.size()) return false;

@@ -12,6 +12,7 @@
 
 #include "ASCIICase.h"
 #include "CurlLibrary.h"
+#include "ValueDocument.h"
 #include "vantorcore/platform/ProcessInfo.h"
 #include "vantorcore/platform/URLError.h"
 #include "vantorcore/platform/URLSession.h"
@@ -30,7 +31,6 @@ constexpr std::size_t kFileBufferSize = 1 << 20;
 // A body announced larger than this grows as it comes: a lying
 // "Content-Length" must not reserve more.
 constexpr curl_off_t kLargestReservedBody = 1LL << 30;
-constexpr std::uintptr_t kHugePage = 2 << 20;
 // Enough for every connection the engine keeps, with room to spare.
 constexpr std::size_t kPooledHandles = 64;
 
@@ -157,10 +157,7 @@ void URLTransfer::reserveBody() {
   // A large body is faulted in 2 MiB at a time rather than 4 KiB: a
   // gigabyte otherwise costs a quarter of a million page faults, and
   // takes twice as long to arrive.
-  const auto start = reinterpret_cast<std::uintptr_t>(body_.data());
-  const std::uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
-  const std::uintptr_t end = (start + body_.capacity()) & ~(kHugePage - 1);
-  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+  adviseHugePages(body_.data(), body_.capacity());
 }
 
 void URLTransfer::discardDownloadFile() {

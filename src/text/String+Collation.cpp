@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 
+#include "platform/ASCIICase.h"
 #include "text/CollationFallback.h"
 #include "text/HFSCaseFoldingTable.h"
 #include "vantorcore/platform/Log.h"
@@ -92,9 +93,7 @@ int intValue(StringView digits) noexcept {
   return static_cast<int>(value);
 }
 
-bool isASCII(StringView s) noexcept {
-  return std::all_of(s.begin(), s.end(), [](char16_t c) { return c < 0x80; });
-}
+using detail::isASCII;
 
 ComparisonResult compareText(StringView a, StringView b) {
   if (isASCII(a) && isASCII(b)) return sign(a.compare(b));

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "platform/ASCIICase.h"
 #include "vantorcore/platform/String+Paths.h"
 #include "vantorcore/platform/URLComponents.h"
 #include "vantorcore/text/String+PathAdditions.h"
@@ -59,12 +60,7 @@ std::optional<String> idnToASCII(StringView text) {
 }
 #pragma GCC diagnostic pop
 
-bool isASCII(StringView s) noexcept {
-  for (const char16_t c : s) {
-    if (c >= 0x80) return false;
-  }
-  return true;
-}
+using detail::isASCII;
 
 // Cuts `rest` at the first `marker`: returns the part before (with the
 // marker when `keepMarkerInHead`), leaving the remainder in `rest`.

@@ -183,21 +183,21 @@ std::optional<LXXMLDocument> parseHTML(ByteSource source, const char* encoding, 
   return detail::XMLDocumentStorage::adopt(doc, true);
 }
 
-using Parser = std::optional<LXXMLDocument> (*)(ByteSource, const char*, ErrorPtr*);
+using DocumentParser = std::optional<LXXMLDocument> (*)(ByteSource, const char*, ErrorPtr*);
 
-std::optional<LXXMLDocument> parseBytes(Parser parser, std::span<const std::uint8_t> data,
+std::optional<LXXMLDocument> parseBytes(DocumentParser parser, std::span<const std::uint8_t> data,
                                         const char* encoding, ErrorPtr* error) {
   MemoryCursor cursor{data.data(), data.size()};
   return parser({readMemory, &cursor}, encoding, error);
 }
 
-std::optional<LXXMLDocument> parseString(Parser parser, StringView text, ErrorPtr* error) {
+std::optional<LXXMLDocument> parseString(DocumentParser parser, StringView text, ErrorPtr* error) {
   const std::string utf8 = toUTF8(text);
   return parseBytes(parser, {reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()},
                     "UTF-8", error);
 }
 
-std::optional<LXXMLDocument> parseFile(Parser parser, StringView path, ErrorPtr* error) {
+std::optional<LXXMLDocument> parseFile(DocumentParser parser, StringView path, ErrorPtr* error) {
   int fd = ::open(toUTF8(path).c_str(), O_RDONLY | O_CLOEXEC);
   struct stat status {};
   if (fd >= 0 && ::fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {

@@ -14,8 +14,8 @@ namespace lx {
 namespace {
 
 using Type = BezierPath::ElementType;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using test::kInf;
+using test::kNaN;
 
 using test::expectRect;
 

@@ -5,13 +5,14 @@
 #include <filesystem>
 #include <limits>
 
+#include "drawing/DrawingTestSupport.h"
 #include "support/TestSupport.h"
 #include "vantorcore/drawing/DrawingError.h"
 
 namespace lx {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using test::kNaN;
 
 void paintRed(cairo_t* cr) {
   cairo_set_source_rgb(cr, 1, 0, 0);

@@ -7,10 +7,17 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 
 #include "vantorcore/drawing/Geometry.h"
 
 namespace lx::test {
+
+/// Numbers that drawing calls must refuse or clamp.
+///@{
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInf = std::numeric_limits<double>::infinity();
+///@}
 
 class Canvas {
  public:

@@ -10,7 +10,7 @@
 namespace lx {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using test::kNaN;
 
 void expectColor(const Color& c, double r, double g, double b, double a = 1) {
   EXPECT_NEAR(c.red(), r, 1e-9);

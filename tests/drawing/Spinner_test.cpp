@@ -10,8 +10,8 @@
 namespace lx {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using test::kInf;
+using test::kNaN;
 
 TEST(Spinner, LeadingSpokeFollowsTheClock) {
   const Spinner spinner;  // 12 spokes, one turn a second

@@ -39,7 +39,7 @@ Value recordChange(Object& self, std::span<const Value> args) {
   return Value();
 }
 
-[[maybe_unused]] const bool kMethodsAdded = [] {
+[[maybe_unused]] const bool kKVOListenerMethodsAdded = [] {
   Class& cls = ClassRegistry::registerClass(u"KVOListener", &Object::staticClass());
   cls.addMethod(kSelector, recordChange);
   cls.addMethod(kOtherSelector, recordChange);

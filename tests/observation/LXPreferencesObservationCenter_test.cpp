@@ -30,7 +30,7 @@ Value recordArguments(Object& self, std::span<const Value> args) {
   return Value();
 }
 
-[[maybe_unused]] const bool kMethodsAdded = [] {
+[[maybe_unused]] const bool kPrefsListenerMethodsAdded = [] {
   Class& cls = ClassRegistry::registerClass(u"PrefsListener", &Object::staticClass());
   for (const char* selector : {"changed", "changed:", "changed:value:", "changed:value:extra:"}) {
     cls.addMethod(selector, recordArguments);

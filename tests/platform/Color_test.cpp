@@ -4,15 +4,12 @@
 
 #include <cmath>
 
+#include "platform/ColorTestSupport.h"
+
 namespace lx {
 namespace {
 
-void expectNear(const Color& actual, const Color& expected) {
-  EXPECT_NEAR(actual.red(), expected.red(), 1e-9);
-  EXPECT_NEAR(actual.green(), expected.green(), 1e-9);
-  EXPECT_NEAR(actual.blue(), expected.blue(), 1e-9);
-  EXPECT_NEAR(actual.alpha(), expected.alpha(), 1e-9);
-}
+using test::expectNear;
 
 TEST(ColorTest, HueModelsRoundTrip) {
   const struct {

@@ -7,7 +7,7 @@
 namespace lx::detail {
 namespace {
 
-struct Row {
+struct FaultRow {
   std::string json;
   std::optional<std::string> expected;
   std::size_t maximumDepth = 1024;
@@ -17,7 +17,7 @@ std::string nested(std::size_t depth) { return std::string(depth, '[') + std::st
 
 TEST(JSONSyntaxError, ReportsTheFirstFaultAndWhereItIs) {
   const std::nullopt_t valid = std::nullopt;
-  const Row rows[] = {
+  const FaultRow rows[] = {
       {R"( [1, -2.5e3, "x", true, false, null, {"a": {}, "b": []}] )", valid},
       {"0", valid},
       {"-0", valid},
@@ -104,7 +104,7 @@ TEST(JSONSyntaxError, ReportsTheFirstFaultAndWhereItIs) {
       {R"("\uDC00")", "Invalid surrogate escape at byte 1"},
       {R"("\uE000\uDFFF")", "Invalid surrogate escape at byte 7"},
   };
-  for (const Row& row : rows)
+  for (const FaultRow& row : rows)
     EXPECT_EQ(describeJSONSyntaxError(row.json, row.maximumDepth), row.expected)
         << "json: " << row.json.substr(0, 80) << "\ndepth: " << row.maximumDepth;
 }

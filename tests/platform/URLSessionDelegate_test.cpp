@@ -16,7 +16,7 @@ using test::HTTPReply;
 using test::HTTPRequestRecord;
 using test::TestHTTPServer;
 
-HTTPReply scripted(const HTTPRequestRecord& request) {
+HTTPReply redirectingScript(const HTTPRequestRecord& request) {
   const std::string& path = request.target;
   if (path == "/json") return HTTPReply::json(200, R"({"a":1})");
   if (path == "/echo") return HTTPReply::make(200, request.method + " " + request.body);
@@ -75,19 +75,19 @@ class RecordingDelegate : public URLSessionDelegate {
   std::mutex mutex_;
 };
 
-struct Outcome {
+struct RedirectOutcome {
   std::string body = "<absent>";
   int status = 0;
   std::string finalURL;
   std::int64_t errorCode = 0;
 };
 
-Outcome run(const std::shared_ptr<URLSession>& session, URLRequest request) {
-  std::promise<Outcome> done;
+RedirectOutcome run(const std::shared_ptr<URLSession>& session, URLRequest request) {
+  std::promise<RedirectOutcome> done;
   session
       ->dataTaskWithRequest(std::move(request),
                             [&](std::optional<Data> body, auto response, ErrorPtr error) {
-                              Outcome outcome;
+                              RedirectOutcome outcome;
                               if (body) outcome.body = std::string(asStringView(*body));
                               if (response) {
                                 outcome.status = response->statusCode();
@@ -101,7 +101,7 @@ Outcome run(const std::shared_ptr<URLSession>& session, URLRequest request) {
 }
 
 TEST(URLSessionDelegateTest, RedirectsAreFollowedChangedOrRefusedByTheDelegate) {
-  TestHTTPServer server(scripted);
+  TestHTTPServer server(redirectingScript);
   struct Case {
     std::string path;
     Answer answer;
@@ -125,7 +125,7 @@ TEST(URLSessionDelegateTest, RedirectsAreFollowedChangedOrRefusedByTheDelegate) 
     const auto delegate = std::make_shared<RecordingDelegate>(c.answer, server.url(""));
     const auto session = URLSession::sessionWithConfiguration(
         URLSessionConfiguration::ephemeralSessionConfiguration(), delegate);
-    const Outcome outcome =
+    const RedirectOutcome outcome =
         run(session, URLRequest(*URL::URLWithString(fromUTF8(server.url(c.path)))));
     EXPECT_EQ(delegate->seen.size(), c.delegateCalls);
     EXPECT_EQ(outcome.errorCode, c.errorCode);
@@ -139,7 +139,7 @@ TEST(URLSessionDelegateTest, RedirectsAreFollowedChangedOrRefusedByTheDelegate) 
 }
 
 TEST(URLSessionDelegateTest, RedirectedRequestKeepsOrDropsMethodAndBodyByStatus) {
-  TestHTTPServer server(scripted);
+  TestHTTPServer server(redirectingScript);
   struct Case {
     std::string path;
     std::string method;
@@ -159,7 +159,7 @@ TEST(URLSessionDelegateTest, RedirectedRequestKeepsOrDropsMethodAndBodyByStatus)
     URLRequest request(*URL::URLWithString(fromUTF8(server.url(c.path))));
     request.setHTTPMethod(fromUTF8(c.method));
     request.setHTTPBody(dataFromBytes("payload"));
-    const Outcome outcome = run(session, request);
+    const RedirectOutcome outcome = run(session, request);
     ASSERT_EQ(delegate->seen.size(), 1u);
     EXPECT_EQ(delegate->seen[0].method, c.seenMethod);
     EXPECT_EQ(delegate->seen[0].target, server.url("/echo"));

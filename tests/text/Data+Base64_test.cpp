@@ -7,8 +7,6 @@
 namespace lx {
 namespace {
 
-Data bytes(std::string_view s) { return dataFromBytes(s); }
-
 // RFC 4648 section 10.
 struct Vector {
   const char* plain;
@@ -29,12 +27,12 @@ constexpr Vector kRFC4648[] = {
 TEST(RFC4648, EncodesAndDecodesTheVectors) {
   for (const auto& v : kRFC4648) {
     SCOPED_TRACE(v.plain);
-    EXPECT_EQ(lx_base64String(bytes(v.plain)), v.base64);
-    EXPECT_EQ(lx_base32String(bytes(v.plain)), v.base32);
-    EXPECT_EQ(lx_base16String(bytes(v.plain)), v.base16);
-    EXPECT_EQ(lx_dataWithBase64String(v.base64), bytes(v.plain));
-    EXPECT_EQ(lx_dataWithBase32String(v.base32), bytes(v.plain));
-    EXPECT_EQ(lx_dataWithBase16String(v.base16), bytes(v.plain));
+    EXPECT_EQ(lx_base64String(dataFromBytes(v.plain)), v.base64);
+    EXPECT_EQ(lx_base32String(dataFromBytes(v.plain)), v.base32);
+    EXPECT_EQ(lx_base16String(dataFromBytes(v.plain)), v.base16);
+    EXPECT_EQ(lx_dataWithBase64String(v.base64), dataFromBytes(v.plain));
+    EXPECT_EQ(lx_dataWithBase32String(v.base32), dataFromBytes(v.plain));
+    EXPECT_EQ(lx_dataWithBase16String(v.base16), dataFromBytes(v.plain));
   }
 }
 
@@ -81,7 +79,7 @@ TEST(BinaryTextDecoding, MalformedFormsAreRefused) {
     const auto decoded = c.decode(c.text);
     ASSERT_EQ(decoded.has_value(), c.plain.has_value());
     if (decoded) {
-      EXPECT_EQ(*decoded, bytes(*c.plain));
+      EXPECT_EQ(*decoded, dataFromBytes(*c.plain));
     }
   }
 }
