@@ -21,7 +21,49 @@
 
 namespace lx {
 
+// Named rather than unnamed: `DirectoryEnumerator::Walk`, a member of a
+// public class, holds them.
+namespace detail {
+
+struct FolderIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  bool operator==(const FolderIdentity&) const = default;
+};
+
+// Owns one descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    reset(std::exchange(other.fd_, -1));
+    return *this;
+  }
+  ~Descriptor() { reset(); }
+  void reset(int fd = -1) noexcept {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = fd;
+  }
+  [[nodiscard]] int get() const noexcept { return fd_; }
+  [[nodiscard]] bool valid() const noexcept { return fd_ >= 0; }
+
+ private:
+  int fd_;
+};
+
+}  // namespace detail
+
 namespace {
+
+using detail::Descriptor;
+using detail::FolderIdentity;
+
+std::optional<FolderIdentity> identityOf(int fd) {
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) return std::nullopt;
+  return FolderIdentity{st.st_dev, st.st_ino};
+}
 
 constexpr int kDirectoryOpenFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
 constexpr std::size_t kReadBufferSize = 64 * 1024;
@@ -51,39 +93,6 @@ DirectoryItemKind kindOfMode(unsigned mode) {
   if (S_ISREG(mode)) return DirectoryItemKind::File;
   return DirectoryItemKind::Other;
 }
-
-struct FolderIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  bool operator==(const FolderIdentity&) const = default;
-};
-
-std::optional<FolderIdentity> identityOf(int fd) {
-  struct stat st {};
-  if (::fstat(fd, &st) != 0) return std::nullopt;
-  return FolderIdentity{st.st_dev, st.st_ino};
-}
-
-// Owns one descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    reset(std::exchange(other.fd_, -1));
-    return *this;
-  }
-  ~Descriptor() { reset(); }
-  void reset(int fd = -1) noexcept {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = fd;
-  }
-  [[nodiscard]] int get() const noexcept { return fd_; }
-  [[nodiscard]] bool valid() const noexcept { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
 
 // The names listed in a ".hidden" file, one per line.
 std::unordered_set<std::string> readHiddenList(int folder) {
