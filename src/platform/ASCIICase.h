@@ -1,5 +1,6 @@
-// ASCII-only case folding for identifiers, extensions and MIME types, whose
-// comparisons must not depend on the locale or on Unicode case rules.
+// ASCII-only character helpers: case folding for identifiers, extensions and
+// MIME types, and digits for the parsers, none of which may depend on the
+// locale or on Unicode rules.
 #pragma once
 
 #include <string_view>
@@ -19,6 +20,17 @@ inline String asciiLowercase(StringView text) {
 }
 
 inline String asciiLowercase(std::string_view utf8) { return asciiLowercase(fromUTF8(utf8)); }
+
+/// True for '0' to '9' only.
+constexpr bool isASCIIDigit(char32_t c) noexcept { return c >= U'0' && c <= U'9'; }
+
+/// The value of an ASCII hexadecimal digit (either case), or -1.
+constexpr int asciiHexValue(char32_t c) noexcept {
+  if (isASCIIDigit(c)) return static_cast<int>(c - U'0');
+  if (c >= U'a' && c <= U'f') return static_cast<int>(c - U'a') + 10;
+  if (c >= U'A' && c <= U'F') return static_cast<int>(c - U'A') + 10;
+  return -1;
+}
 
 /// True when every unit of `text` is ASCII.
 inline bool isASCII(StringView text) noexcept {

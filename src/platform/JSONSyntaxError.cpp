@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <system_error>
 #include <vector>
+#include "ASCIICase.h"
 
 namespace lx::detail {
 
@@ -16,17 +17,9 @@ struct Fault {
   std::size_t offset;
 };
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 bool isLetterOrDigit(char c) {
   const char lower = static_cast<char>(c | 0x20);
-  return isDigit(c) || (lower >= 'a' && lower <= 'z');
-}
-
-int hexValue(char c) {
-  if (isDigit(c)) return c - '0';
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+  return isASCIIDigit(c) || (lower >= 'a' && lower <= 'z');
 }
 
 // The length of the well-formed UTF-8 sequence that `bytes` starts with, or 0.
@@ -79,11 +72,11 @@ long long decimalMagnitude(std::string_view number) {
   std::size_t i = number.front() == '-' ? 1 : 0;
   while (i < number.size() && number[i] == '0') ++i;
   long long magnitude = 0;
-  for (; i < number.size() && isDigit(number[i]); ++i) ++magnitude;
+  for (; i < number.size() && isASCIIDigit(number[i]); ++i) ++magnitude;
   if (i < number.size() && number[i] == '.') {
     ++i;
     for (; magnitude <= 0 && i < number.size() && number[i] == '0'; ++i) --magnitude;
-    while (i < number.size() && isDigit(number[i])) ++i;
+    while (i < number.size() && isASCIIDigit(number[i])) ++i;
   }
   if (i < number.size()) {  // the exponent
     ++i;
@@ -227,7 +220,7 @@ class Checker {
         return literal("null");
       default:
         // "+1" and ".5" are numbers gone wrong more often than stray characters.
-        if (isDigit(c) || c == '-' || c == '+' || c == '.') return number();
+        if (isASCIIDigit(c) || c == '-' || c == '+' || c == '.') return number();
         return unexpectedCharacter();
     }
   }
@@ -249,7 +242,7 @@ class Checker {
     const auto at = [&](auto predicate) { return p < json_.size() && predicate(json_[p]); };
     const auto digits = [&] {
       const std::size_t from = p;
-      while (at(isDigit)) ++p;
+      while (at(isASCIIDigit)) ++p;
       return p > from;
     };
     const Fault invalid{"Invalid number", start};
@@ -320,7 +313,7 @@ class Checker {
       int unit = 0;
       for (std::size_t i = p + 2; i < p + 6 && unit >= 0; ++i) {
         if (i == json_.size()) return endOfInput();
-        const int digit = hexValue(json_[i]);
+        const int digit = asciiHexValue(json_[i]);
         unit = digit < 0 ? -1 : unit * 16 + digit;
       }
       const bool isLow = unit >= 0xDC00 && unit <= 0xDFFF;

@@ -1,16 +1,11 @@
 #include "vantorcore/platform/PercentEncoding.h"
 
+#include "ASCIICase.h"
+
 namespace lx {
 namespace {
 
 constexpr char kUpperHex[] = "0123456789ABCDEF";
-
-int hexValue(unsigned char c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -44,8 +39,8 @@ std::optional<std::string> percentDecodeUTF8(std::string_view text) {
       continue;
     }
     if (i + 2 >= text.size()) return std::nullopt;
-    const int high = hexValue(static_cast<unsigned char>(text[i + 1]));
-    const int low = hexValue(static_cast<unsigned char>(text[i + 2]));
+    const int high = detail::asciiHexValue(static_cast<unsigned char>(text[i + 1]));
+    const int low = detail::asciiHexValue(static_cast<unsigned char>(text[i + 2]));
     if (high < 0 || low < 0) return std::nullopt;
     out.push_back(static_cast<char>(high * 16 + low));
     i += 2;

@@ -7,20 +7,12 @@
 #include <limits>
 #include <string>
 
+#include "ASCIICase.h"
 #include "vantorcore/platform/Exception.h"
 
 namespace lx {
 
 namespace {
-
-bool isDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
-
-int hexValue(char16_t c) noexcept {
-  if (isDigit(c)) return c - u'0';
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
-  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
-  return -1;
-}
 
 // strtod follows LC_NUMERIC, which a host may have set to a locale with a
 // decimal comma; the scanner's numbers always use '.'.
@@ -103,7 +95,7 @@ bool Scanner::scanSigned(T* value) {
   // Accumulate as a negative number: its range includes the type's minimum.
   T result = 0;
   bool saturated = false;
-  for (; i < string_.size() && isDigit(string_[i]); ++i) {
+  for (; i < string_.size() && detail::isASCIIDigit(string_[i]); ++i) {
     const T digit = static_cast<T>(string_[i] - u'0');
     if (result < (std::numeric_limits<T>::min() + digit) / 10) saturated = true;
     if (!saturated) result = result * 10 - digit;
@@ -135,12 +127,12 @@ bool Scanner::scanDouble(double* value) {
     return count;
   };
   take([&](char16_t c) { return text.empty() && (c == u'+' || c == u'-'); });
-  std::size_t digits = take(isDigit);
+  std::size_t digits = take(detail::isASCIIDigit);
   if (i < string_.size() && string_[i] == u'.') {
     const std::size_t dot = i;
     text.push_back('.');
     ++i;
-    const std::size_t fraction = take(isDigit);
+    const std::size_t fraction = take(detail::isASCIIDigit);
     if (digits + fraction == 0) {
       i = dot;
       text.pop_back();
@@ -156,7 +148,7 @@ bool Scanner::scanDouble(double* value) {
     if (i < string_.size() && (string_[i] == u'+' || string_[i] == u'-')) {
       text.push_back(static_cast<char>(string_[i++]));
     }
-    if (take(isDigit) == 0) {
+    if (take(detail::isASCIIDigit) == 0) {
       i = mark;
       text.resize(kept);
     }
@@ -169,13 +161,14 @@ bool Scanner::scanDouble(double* value) {
 bool Scanner::scanHexInt(unsigned* value) {
   std::size_t i = skippedLocation();
   if (i + 2 < string_.size() && string_[i] == u'0' &&
-      (string_[i + 1] == u'x' || string_[i + 1] == u'X') && hexValue(string_[i + 2]) >= 0) {
+      (string_[i + 1] == u'x' || string_[i + 1] == u'X') &&
+      detail::asciiHexValue(string_[i + 2]) >= 0) {
     i += 2;
   }
   const std::size_t digitsStart = i;
   unsigned long long result = 0;
-  for (; i < string_.size() && hexValue(string_[i]) >= 0; ++i) {
-    result = std::min<unsigned long long>(result * 16 + hexValue(string_[i]),
+  for (; i < string_.size() && detail::asciiHexValue(string_[i]) >= 0; ++i) {
+    result = std::min<unsigned long long>(result * 16 + detail::asciiHexValue(string_[i]),
                                           std::numeric_limits<unsigned>::max());
   }
   if (i == digitsStart) return false;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "ASCIICase.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Object.h"
 #include "vantorcore/platform/Value.h"
@@ -212,8 +213,8 @@ String foldCase(StringView s) {
   if (status == U_BUFFER_OVERFLOW_ERROR) {
     out.assign(static_cast<std::size_t>(n), u'\0');
     status = U_ZERO_ERROR;
-    n = u_strFoldCase(out.data(), n, s.data(), static_cast<int32_t>(s.size()),
-                      U_FOLD_CASE_DEFAULT, &status);
+    n = u_strFoldCase(out.data(), n, s.data(), static_cast<int32_t>(s.size()), U_FOLD_CASE_DEFAULT,
+                      &status);
   }
   if (U_FAILURE(status)) return String(s);
   out.resize(static_cast<std::size_t>(n));
@@ -250,15 +251,13 @@ String comparisonForm(StringView s, unsigned options) {
   return out;
 }
 
-bool isDigit(char16_t c) { return c >= '0' && c <= '9'; }
-
 int compareUnits(StringView a, StringView b, bool numeric) {
   std::size_t i = 0, j = 0;
   while (i < a.size() && j < b.size()) {
-    if (numeric && isDigit(a[i]) && isDigit(b[j])) {
+    if (numeric && detail::isASCIIDigit(a[i]) && detail::isASCIIDigit(b[j])) {
       std::size_t ei = i, ej = j;
-      while (ei < a.size() && isDigit(a[ei])) ++ei;
-      while (ej < b.size() && isDigit(b[ej])) ++ej;
+      while (ei < a.size() && detail::isASCIIDigit(a[ei])) ++ei;
+      while (ej < b.size() && detail::isASCIIDigit(b[ej])) ++ej;
       std::size_t si = i, sj = j;
       while (si + 1 < ei && a[si] == '0') ++si;
       while (sj + 1 < ej && b[sj] == '0') ++sj;
@@ -356,8 +355,7 @@ Range rangeOfString(StringView haystack, StringView needle, unsigned options,
                     std::optional<Range> range) {
   const Range r = range.value_or(Range{0, haystack.size()});
   if (r.location > haystack.size() || r.length > haystack.size() - r.location) {
-    throw RangeException(u"rangeOfString: range {" +
-                         fromUTF8(std::to_string(r.location)) + u", " +
+    throw RangeException(u"rangeOfString: range {" + fromUTF8(std::to_string(r.location)) + u", " +
                          fromUTF8(std::to_string(r.length)) + u"} out of bounds");
   }
   if (needle.empty() || r.length == 0) return {};
@@ -408,10 +406,10 @@ String mapCase(StringView s, bool upper) {
   String out(s.size() + 8, u'\0');
   UErrorCode status = U_ZERO_ERROR;
   auto call = [&](int32_t capacity) {
-    return upper ? u_strToUpper(out.data(), capacity, s.data(), static_cast<int32_t>(s.size()),
-                                "", &status)
-                 : u_strToLower(out.data(), capacity, s.data(), static_cast<int32_t>(s.size()),
-                                "", &status);
+    return upper ? u_strToUpper(out.data(), capacity, s.data(), static_cast<int32_t>(s.size()), "",
+                                &status)
+                 : u_strToLower(out.data(), capacity, s.data(), static_cast<int32_t>(s.size()), "",
+                                &status);
   };
   int32_t n = call(static_cast<int32_t>(out.size()));
   if (status == U_BUFFER_OVERFLOW_ERROR) {
