@@ -68,6 +68,15 @@ TEST(IconDecoder, DecodesAndScalesToTheRequestedSide) {
       {"broken SVG", "<svg><rect", 16, 0, DrawingErrorCode::MalformedImage},
       {"HTML", "<html></html>", 16, 0, DrawingErrorCode::UnsupportedImage},
       {"ICO with no entries", icoOf({}), 16, 0, DrawingErrorCode::MalformedImage},
+      {"exactly the byte limit",
+       [] {
+         std::string png = pngOf(1, 1, 0xFF0000);
+         png.resize(kMaximumIconBytes, '\0');  // libpng stops at the IEND chunk
+         return png;
+       }(),
+       16,
+       kOpaqueRed,
+       {}},
       {"one byte past the byte limit", pngOf(1, 1, 0) + std::string(kMaximumIconBytes, '\0'), 16, 0,
        DrawingErrorCode::ImageTooLarge},
   };

@@ -238,9 +238,10 @@ void removeNesting(const fs::path& root, int depth) {
 }
 
 TEST_F(DirectoryEnumeratorTest, DepthIsNeverLimitedByPathLengthOrDescriptors) {
-  // "/d" per level: 2047 levels keep the deepest folder's path (below the
-  // root) under PATH_MAX, 2048 reach it, 10,000 go far beyond.
-  for (const int depth : {1, 2047, 2048, 10000}) {
+  // The walk keeps the descriptors of its first 32 levels and reopens deeper
+  // ones through "..". "/d" per level: 2047 levels keep the deepest folder's
+  // path (below the root) under PATH_MAX, 2048 reach it, 10,000 go far beyond.
+  for (const int depth : {1, 32, 33, 2047, 2048, 10000}) {
     for (const unsigned threads : {1U, 2U}) {
       SCOPED_TRACE(testing::Message() << "depth " << depth << ", threads " << threads);
       const fs::path root = makeScratchFolder();

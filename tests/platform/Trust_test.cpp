@@ -7,7 +7,7 @@
 namespace lx {
 namespace {
 
-using test::CertificateSpec;
+using test::CertificateRequest;
 using test::issueCertificate;
 
 constexpr long kDay = 86400;
@@ -22,9 +22,9 @@ class TrustTest : public testing::Test {
     delete roots_;
     delete ca_;
   }
-  static test::Issued leaf(CertificateSpec spec, const test::Issued* issuer = nullptr) {
-    if (spec.dnsNames.empty()) spec.dnsNames = {"www.example.test"};
-    return issueCertificate(spec, issuer ? issuer : ca_);
+  static test::Issued leaf(CertificateRequest request, const test::Issued* issuer = nullptr) {
+    if (request.dnsNames.empty()) request.dnsNames = {"www.example.test"};
+    return issueCertificate(request, issuer ? issuer : ca_);
   }
 
   static test::Issued* ca_;

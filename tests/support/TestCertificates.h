@@ -20,7 +20,7 @@
 
 namespace lx::test {
 
-struct CertificateSpec {
+struct CertificateRequest {
   std::string commonName = {};
   std::vector<std::string> dnsNames = {};
   std::vector<std::string> ipAddresses = {};
@@ -67,8 +67,8 @@ inline std::string getenvOr(const char* name) {
 
 }  // namespace detail
 
-/// A new certificate for `spec`, signed by `issuer` (self-signed when null).
-inline Issued issueCertificate(const CertificateSpec& spec, const Issued* issuer = nullptr) {
+/// A new certificate for `request`, signed by `issuer` (self-signed when null).
+inline Issued issueCertificate(const CertificateRequest& request, const Issued* issuer = nullptr) {
   std::shared_ptr<EVP_PKEY> key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
   X509* certificate = X509_new();
   X509_set_version(certificate, 2);
@@ -78,18 +78,19 @@ inline Issued issueCertificate(const CertificateSpec& spec, const Issued* issuer
   BIGNUM* number = BN_bin2bn(serial, sizeof serial, nullptr);
   BN_to_ASN1_INTEGER(number, X509_get_serialNumber(certificate));
   BN_free(number);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), spec.validFromSeconds);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), spec.validFromSeconds + spec.validForSeconds);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), request.validFromSeconds);
+  X509_gmtime_adj(X509_getm_notAfter(certificate),
+                  request.validFromSeconds + request.validForSeconds);
   X509_NAME* name = X509_get_subject_name(certificate);
   X509_NAME_add_entry_by_txt(name, "O", MBSTRING_UTF8,
                              reinterpret_cast<const unsigned char*>("Vantor Tests"), -1, -1, 0);
   X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                             reinterpret_cast<const unsigned char*>(spec.commonName.c_str()), -1,
+                             reinterpret_cast<const unsigned char*>(request.commonName.c_str()), -1,
                              -1, 0);
   X509* signer = issuer ? issuer->certificate.x509() : certificate;
   X509_set_issuer_name(certificate, X509_get_subject_name(signer));
   X509_set_pubkey(certificate, key.get());
-  if (spec.isCA) {
+  if (request.isCA) {
     detail::addExtension(certificate, signer, NID_basic_constraints, "critical,CA:TRUE");
     detail::addExtension(certificate, signer, NID_key_usage, "critical,keyCertSign,cRLSign");
   } else {
@@ -97,8 +98,8 @@ inline Issued issueCertificate(const CertificateSpec& spec, const Issued* issuer
     detail::addExtension(certificate, signer, NID_ext_key_usage, "serverAuth");
   }
   std::string names;
-  for (const std::string& dns : spec.dnsNames) names += (names.empty() ? "DNS:" : ",DNS:") + dns;
-  for (const std::string& ip : spec.ipAddresses) names += (names.empty() ? "IP:" : ",IP:") + ip;
+  for (const std::string& dns : request.dnsNames) names += (names.empty() ? "DNS:" : ",DNS:") + dns;
+  for (const std::string& ip : request.ipAddresses) names += (names.empty() ? "IP:" : ",IP:") + ip;
   if (!names.empty()) detail::addExtension(certificate, signer, NID_subject_alt_name, names);
   detail::addExtension(certificate, signer, NID_subject_key_identifier, "hash");
   X509_sign(certificate, issuer ? issuer->key.get() : key.get(), EVP_sha256());
