@@ -16,18 +16,38 @@ namespace lx {
 
 LX_DEFINE_CLASS(LXJSONRPCMessage, lx::Object)
 
-// The body is copied once, into a buffer with the padding simdjson reads
-// past the end, so it is parsed in place and the same bytes serve the lazy
-// members later.
-struct LXJSONRPCMessage::LazyBody {
-  std::unique_ptr<char[]> bytes;
-  std::size_t size = 0;
-  // The member the body still holds: "result" (into `result_`) or
-  // "params" (into `parameters_`).
-  bool holdsResult = false;
+// The header block and the body, copied once into one allocation with the
+// padding simdjson reads past the end, so the body is parsed in place and the
+// same bytes serve the lazy headers and member later.
+struct LXJSONRPCMessage::Framed {
+  std::size_t headerLength = 0;
+  std::size_t bodyLength = 0;
+  bool holdsHeaders = true;
+  // The member the body still holds: "result" (into `result_`) or "params"
+  // (into `parameters_`), when `holdsMember`.
+  bool holdsMember = false;
+  bool memberIsResult = false;
 
-  [[nodiscard]] std::string_view text() const noexcept { return {bytes.get(), size}; }
+  static Framed* make(std::string_view headerBlock, std::string_view body) {
+    void* memory = ::operator new(sizeof(Framed) + headerBlock.size() + body.size() +
+                                  simdjson::SIMDJSON_PADDING);
+    auto* framed = new (memory) Framed{headerBlock.size(), body.size()};
+    char* bytes = framed->bytes();
+    std::memcpy(bytes, headerBlock.data(), headerBlock.size());
+    std::memcpy(bytes + headerBlock.size(), body.data(), body.size());
+    std::memset(bytes + headerBlock.size() + body.size(), 0, simdjson::SIMDJSON_PADDING);
+    return framed;
+  }
+  char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+  [[nodiscard]] std::string_view headerBlock() noexcept { return {bytes(), headerLength}; }
+  // Followed by SIMDJSON_PADDING readable bytes.
+  [[nodiscard]] std::string_view body() noexcept { return {bytes() + headerLength, bodyLength}; }
 };
+
+void LXJSONRPCMessage::FramedDeleter::operator()(Framed* framed) const noexcept {
+  framed->~Framed();
+  ::operator delete(framed);
+}
 
 namespace {
 
@@ -203,21 +223,19 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
   }
   if (additionalRequiredLength) *additionalRequiredLength = 0;
 
-  auto body = std::make_unique<LazyBody>();
-  body->size = bodyLength;
-  body->bytes = std::make_unique_for_overwrite<char[]>(bodyLength + simdjson::SIMDJSON_PADDING);
-  std::memcpy(body->bytes.get(), bytes.data() + *bodyStart, bodyLength);
-  std::memset(body->bytes.get() + bodyLength, 0, simdjson::SIMDJSON_PADDING);
+  std::unique_ptr<Framed, FramedDeleter> framed(
+      Framed::make(bytes.substr(0, *bodyStart), bytes.substr(*bodyStart, bodyLength)));
+  const std::string_view body = framed->body();
 
   detail::ThreadJSONParser parser;
   simdjson::dom::element root;
-  const bool decoded = !parser->parse(body->bytes.get(), bodyLength, false).get(root);
+  const bool decoded = !parser->parse(body.data(), body.size(), false).get(root);
   if (!decoded || !root.is_object()) {
     // Scalars are refused by the platform reader itself, without fragments.
     if (decoded && root.is_array()) {
       logLine(u"Error unpacking JSON-RPC payload: payload is not an object");
     } else {
-      logDecodingError(body->text());
+      logDecodingError(body);
     }
     return nullptr;
   }
@@ -230,8 +248,7 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
   const LXJSONRPCMessageType type = !members.method ? LXJSONRPCMessageType::Response
                                     : members.id    ? LXJSONRPCMessageType::Request
                                                     : LXJSONRPCMessageType::Notification;
-  auto message =
-      std::make_shared<LXJSONRPCMessage>(Key{}, type, headersOf(bytes.substr(0, *bodyStart)));
+  auto message = std::make_shared<LXJSONRPCMessage>(Key{}, type, Dictionary());
   if (members.method) message->method_ = fromUTF8(members.method->get_string().value_unsafe());
   if (members.id) message->messageID_ = detail::valueFromJSONElement(*members.id, 0);
   const bool isResponse = type == LXJSONRPCMessageType::Response;
@@ -245,52 +262,87 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
     if (const Dictionary* object = error.asDictionary())
       message->error_ = lx_errorWithJSONRPCDictionary(*object);
   } else if (deferred) {
-    body->holdsResult = isResponse;
-    message->lazy_ = std::move(body);
+    framed->holdsMember = true;
+    framed->memberIsResult = isResponse;
   }
+  message->framed_ = std::move(framed);
   if (consumedLength) *consumedLength = total;
   return message;
 }
 
-void LXJSONRPCMessage::materializeLocked() const {
-  if (!lazy_) return;
+void LXJSONRPCMessage::materializeHeadersLocked() const {
+  if (!framed_ || !framed_->holdsHeaders) return;
+  headers_ = headersOf(framed_->headerBlock());
+  framed_->holdsHeaders = false;
+  releaseFramedIfBuiltLocked();
+}
+
+void LXJSONRPCMessage::materializeMemberLocked() const {
+  if (!framed_ || !framed_->holdsMember) return;
   // The body was validated when the message was made; parsing it again costs
   // less than keeping its parsed form, and only the one member is built.
+  const std::string_view body = framed_->body();
   detail::ThreadJSONParser parser;
   simdjson::dom::element root;
   std::optional<Value> member;
-  if (!parser->parse(lazy_->bytes.get(), lazy_->size, false).get(root) && root.is_object()) {
+  if (!parser->parse(body.data(), body.size(), false).get(root) && root.is_object()) {
     const BodyMembers members = membersOf(root.get_object().value_unsafe());
-    const auto& element = lazy_->holdsResult ? members.result : members.params;
-    if (element) member = detail::valueFromJSONElement(*element, lazy_->size);
+    const auto& element = framed_->memberIsResult ? members.result : members.params;
+    if (element) member = detail::valueFromJSONElement(*element, body.size());
   } else {
     LXConditionFailed(u"JSON-RPC body no longer reads as an object");
   }
-  (lazy_->holdsResult ? result_ : parameters_) = std::move(member);
-  lazy_.reset();
+  (framed_->memberIsResult ? result_ : parameters_) = std::move(member);
+  framed_->holdsMember = false;
+  releaseFramedIfBuiltLocked();
+}
+
+void LXJSONRPCMessage::forgetMemberLocked(bool result) const {
+  if (!framed_ || !framed_->holdsMember || framed_->memberIsResult != result) return;
+  framed_->holdsMember = false;
+  releaseFramedIfBuiltLocked();
+}
+
+void LXJSONRPCMessage::releaseFramedIfBuiltLocked() const {
+  if (!framed_->holdsHeaders && !framed_->holdsMember) framed_.reset();
+}
+
+const Dictionary& LXJSONRPCMessage::headers() const {
+  std::lock_guard lock(mutex_);
+  materializeHeadersLocked();
+  return headers_;
+}
+
+void LXJSONRPCMessage::setHeaders(Dictionary headers) {
+  std::lock_guard lock(mutex_);
+  if (framed_) {
+    framed_->holdsHeaders = false;
+    releaseFramedIfBuiltLocked();
+  }
+  headers_ = std::move(headers);
 }
 
 std::optional<Value> LXJSONRPCMessage::parameters() const {
   std::lock_guard lock(mutex_);
-  if (lazy_ && !lazy_->holdsResult) materializeLocked();
+  if (framed_ && !framed_->memberIsResult) materializeMemberLocked();
   return parameters_;
 }
 
 void LXJSONRPCMessage::setParameters(std::optional<Value> parameters) {
   std::lock_guard lock(mutex_);
-  if (lazy_ && !lazy_->holdsResult) lazy_.reset();
+  forgetMemberLocked(false);
   parameters_ = std::move(parameters);
 }
 
 std::optional<Value> LXJSONRPCMessage::result() const {
   std::lock_guard lock(mutex_);
-  if (lazy_ && lazy_->holdsResult) materializeLocked();
+  if (framed_ && framed_->memberIsResult) materializeMemberLocked();
   return result_;
 }
 
 void LXJSONRPCMessage::setResult(std::optional<Value> result) {
   std::lock_guard lock(mutex_);
-  if (lazy_ && lazy_->holdsResult) lazy_.reset();
+  forgetMemberLocked(true);
   result_ = std::move(result);
 }
 
@@ -328,7 +380,7 @@ std::optional<Data> LXJSONRPCMessage::messageData() const {
     return std::nullopt;
   }
 
-  Dictionary headers = headers_;
+  Dictionary headers = this->headers();
   headers.set(u"Content-Length",
               stringWithFormat(u"%llu", static_cast<unsigned long long>(json->size())));
   Data out;

@@ -145,13 +145,46 @@ TEST(LXJSONRPCMessageFramingTest, SplitAtEveryByteNeedsExactlyTheMissingBytes) {
   }
 }
 
-TEST(LXJSONRPCMessageFramingTest, KeepsHeadersAndAcceptsNullOutParameters) {
-  const std::string bytes = "Content-Type: x\r\nword\r\nX: a\rb: c\r\nContent-Length: 2\r\n\r\n{}";
-  const auto message = LXJSONRPCMessage::messageWithData(dataFromBytes(bytes));
-  ASSERT_NE(message, nullptr);
-  const Dictionary expected{{u"Content-Type", u"x"}, {u"X", u"a\rb: c"}, {u"Content-Length", u"2"}};
-  EXPECT_EQ(message->headers(), expected);
-  EXPECT_EQ(message->headers().keys(), expected.keys());
+TEST(LXJSONRPCMessageFramingTest, KeepsHeadersAndParametersWhicheverIsReadOrReplacedFirst) {
+  const std::string body = R"({"method":"m","params":[1,"two"]})";
+  const std::string bytes =
+      "Content-Type: x\r\nword\r\nX: a\rb: c\r\nContent-Length: " + std::to_string(body.size()) +
+      "\r\n\r\n" + body;
+  const Dictionary parsedHeaders{{u"Content-Type", u"x"},
+                                 {u"X", u"a\rb: c"},
+                                 {u"Content-Length", fromUTF8(std::to_string(body.size()))}};
+  const Value parsedParameters(Array{Value(1), Value(u"two")});
+  const Dictionary otherHeaders{{u"Y", u"z"}};
+  const Value otherParameters(Array{});
+  enum class Step { ReadHeaders, ReadParameters, SetHeaders, SetParameters };
+  const std::vector<std::vector<Step>> orders = {
+      {Step::ReadHeaders, Step::ReadParameters}, {Step::ReadParameters, Step::ReadHeaders},
+      {Step::SetHeaders, Step::ReadParameters},  {Step::SetParameters, Step::ReadHeaders},
+      {Step::SetHeaders, Step::SetParameters},
+  };
+  for (std::size_t row = 0; row < orders.size(); ++row) {
+    SCOPED_TRACE(row);
+    const auto& order = orders[row];
+    // Null out-parameters are allowed.
+    const auto message = LXJSONRPCMessage::messageWithData(dataFromBytes(bytes));
+    ASSERT_NE(message, nullptr);
+    bool headersReplaced = false;
+    bool parametersReplaced = false;
+    for (const Step step : order) {
+      if (step == Step::SetHeaders) {
+        message->setHeaders(otherHeaders);
+        headersReplaced = true;
+      } else if (step == Step::SetParameters) {
+        message->setParameters(otherParameters);
+        parametersReplaced = true;
+      }
+    }
+    const Dictionary& headers = message->headers();
+    EXPECT_EQ(headers, headersReplaced ? otherHeaders : parsedHeaders);
+    EXPECT_EQ(headers.keys(), (headersReplaced ? otherHeaders : parsedHeaders).keys());
+    EXPECT_EQ(message->parameters(), parametersReplaced ? otherParameters : parsedParameters);
+    EXPECT_EQ(message->result(), std::nullopt);
+  }
 }
 
 TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembers) {

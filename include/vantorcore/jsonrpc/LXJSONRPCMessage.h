@@ -78,9 +78,9 @@ class LXJSONRPCMessage : public Object {
   /// that is not ASCII has no meaning in the protocol and is ignored like a
   /// line without ": ". Both out-parameters may be null. Thread-safe.
   ///
-  /// The body is validated completely here; "params" and "result" are turned
-  /// into `Value`s on first access, so a reader that only routes messages by
-  /// id and method never pays for building them.
+  /// The body is validated completely here; the headers, "params" and
+  /// "result" are turned into values on first access, so a reader that only
+  /// routes messages by id and method never pays for building them.
   static std::shared_ptr<LXJSONRPCMessage> messageWithData(
       DataView data, std::size_t* consumedLength = nullptr,
       std::size_t* additionalRequiredLength = nullptr);
@@ -96,10 +96,11 @@ class LXJSONRPCMessage : public Object {
   [[nodiscard]] LXJSONRPCMessageType messageType() const noexcept { return type_; }
   void setMessageType(LXJSONRPCMessageType type) noexcept { type_ = type; }
   ///@}
-  /// Header name => header value, both strings. Never absent.
-  [[nodiscard]] const Dictionary& headers() const noexcept { return headers_; }
+  /// Header name => header value, both strings. Never absent. The reference
+  /// stays valid until `setHeaders`.
+  [[nodiscard]] const Dictionary& headers() const;
   /// The transport headers sent before the body ("Content-Length" is set when writing).
-  void setHeaders(Dictionary headers) { headers_ = std::move(headers); }
+  void setHeaders(Dictionary headers);
   /// The id of a request or response (a number or string in practice).
   [[nodiscard]] const std::optional<Value>& messageID() const noexcept { return messageID_; }
   /// The request id a response answers; absent for a notification.
@@ -128,21 +129,28 @@ class LXJSONRPCMessage : public Object {
   ~LXJSONRPCMessage() override;
 
  private:
-  // The body bytes of a parsed message, kept until "params" and "result"
-  // are first asked for.
-  struct LazyBody;
-  // Builds the members still held in `lazy_`; the caller holds `mutex_`.
-  void materializeLocked() const;
+  // The header block and body of a parsed message, kept until the headers
+  // and "params" or "result" are first asked for.
+  struct Framed;
+  struct FramedDeleter {
+    void operator()(Framed* framed) const noexcept;
+  };
+  // Build what `framed_` still holds; the caller holds `mutex_`.
+  void materializeHeadersLocked() const;
+  void materializeMemberLocked() const;
+  // Drops the held "result" (or "params") without building it.
+  void forgetMemberLocked(bool result) const;
+  void releaseFramedIfBuiltLocked() const;
 
   LXJSONRPCMessageType type_;
-  Dictionary headers_;
   std::optional<Value> messageID_;
   std::optional<String> method_;
   mutable std::mutex mutex_;  // guards the members below
+  mutable Dictionary headers_;
   mutable std::optional<Value> parameters_;
   mutable std::optional<Value> result_;
   ErrorPtr error_;
-  mutable std::unique_ptr<LazyBody> lazy_;
+  mutable std::unique_ptr<Framed, FramedDeleter> framed_;
 };
 
 }  // namespace lx
