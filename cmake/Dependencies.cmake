@@ -12,7 +12,7 @@ pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(CURL REQUIRED libcurl)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(LIBSECRET IMPORTED_TARGET libsecret-1)
-pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0 gio-unix-2.0)
 pkg_check_modules(FONTCONFIG REQUIRED IMPORTED_TARGET fontconfig)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-ft cairo-svg cairo-pdf cairo-png)
 pkg_check_modules(XKBCOMMON REQUIRED IMPORTED_TARGET xkbcommon)
@@ -27,8 +27,6 @@ target_link_libraries(vantor_deps INTERFACE
   PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
 # Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
-# Opening URLs in other applications and D-Bus activation.
-target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
 
 # Libraries opened on first use (src/platform/SharedLibrary.h) rather than
@@ -58,7 +56,14 @@ vantor_load_on_first_use(CURL curl)
 # Favicons: librsvg draws SVG icons into Cairo (PNG goes through Cairo itself).
 pkg_check_modules(RSVG REQUIRED librsvg-2.0)
 vantor_load_on_first_use(RSVG rsvg-2)
+# Opening URLs in other applications, D-Bus activation and the Secret
+# Service: GLib, GObject, GIO and libsecret (src/platform/GLibLibrary.h).
+pkg_check_modules(GLIB REQUIRED glib-2.0)
+pkg_check_modules(GOBJECT REQUIRED gobject-2.0)
+vantor_load_on_first_use(GLIB glib-2.0)
+vantor_load_on_first_use(GOBJECT gobject-2.0)
+vantor_load_on_first_use(GIO gio-2.0)
 if(LIBSECRET_FOUND)
-  target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
+  vantor_load_on_first_use(LIBSECRET secret-1)
   target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)
 endif()

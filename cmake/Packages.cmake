@@ -75,6 +75,7 @@ foreach(file IN LISTS vantor_loaded_files)
   string(REGEX REPLACE "^[0-9]+:|-[^-]*$" "" version "${version}")
   list(APPEND vantor_loaded_packages "${package} (>= ${version})")
 endforeach()
+list(REMOVE_DUPLICATES vantor_loaded_packages)  # GLib, GObject and GIO share one package
 list(JOIN vantor_loaded_packages ", " CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS})
 include(CPack)

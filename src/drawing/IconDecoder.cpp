@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "drawing/DrawingFailure.h"
+#include "platform/GLibLibrary.h"
 #include "platform/SharedLibrary.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/ICOFile.h"
@@ -83,13 +84,13 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
   RsvgHandle* handle = svg.newFromData(data.data(), data.size(), &gerror);
   if (!handle) {
     std::string reason = gerror ? gerror->message : "unknown error";
-    g_clear_error(&gerror);
+    detail::glib().clear_error(&gerror);
     return fail<ImageSurface>(error, DrawingErrorCode::MalformedImage,
                               "The SVG image cannot be read: " + reason);
   }
   auto image = ImageSurface::make(side, side);
   if (!image) {
-    g_object_unref(handle);
+    detail::gobject().object_unref(handle);
     return fail<ImageSurface>(error, DrawingErrorCode::ImageTooLarge,
                               "No memory for the icon's pixels");
   }
@@ -97,10 +98,10 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
   const RsvgRectangle viewport{0, 0, static_cast<double>(side), static_cast<double>(side)};
   const bool drawn = svg.renderDocument(handle, cr, &viewport, &gerror);
   cairo_destroy(cr);
-  g_object_unref(handle);
+  detail::gobject().object_unref(handle);
   if (!drawn) {
     std::string reason = gerror ? gerror->message : "unknown error";
-    g_clear_error(&gerror);
+    detail::glib().clear_error(&gerror);
     return fail<ImageSurface>(error, DrawingErrorCode::MalformedImage,
                               "The SVG image cannot be drawn: " + reason);
   }

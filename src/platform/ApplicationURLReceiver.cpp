@@ -1,7 +1,5 @@
 #include "vantorcore/platform/ApplicationURLReceiver.h"
 
-#include <gio/gio.h>
-
 #include <atomic>
 #include <thread>
 
@@ -11,6 +9,10 @@
 namespace lx {
 
 namespace {
+
+using detail::gio;
+using detail::glib;
+using detail::gobject;
 
 constexpr char kIntrospection[] =
     "<node><interface name='org.freedesktop.Application'>"
@@ -28,7 +30,7 @@ constexpr guint32 kPrimaryOwner = 1;
 constexpr guint32 kAlreadyOwner = 4;
 
 GDBusInterfaceInfo* applicationInterface() {
-  static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
+  static GDBusNodeInfo* const node = gio().dbus_node_info_new_for_xml(kIntrospection, nullptr);
   return node->interfaces[0];
 }
 
@@ -37,7 +39,7 @@ GDBusInterfaceInfo* applicationInterface() {
 struct ApplicationURLReceiver::State {
   Handlers handlers;
   std::shared_ptr<DispatchQueue> queue;
-  GMainContext* context = g_main_context_new();
+  GMainContext* context = glib().main_context_new();
   std::atomic<bool> stopping{false};
   GDBusConnection* connection = nullptr;
   guint registration = 0;
@@ -46,15 +48,15 @@ struct ApplicationURLReceiver::State {
 
   ~State() {
     if (connection) {
-      if (closedSignal) g_signal_handler_disconnect(connection, closedSignal);
-      if (registration) g_dbus_connection_unregister_object(connection, registration);
-      g_dbus_connection_close_sync(connection, nullptr, nullptr);
+      if (closedSignal) gobject().signal_handler_disconnect(connection, closedSignal);
+      if (registration) gio().dbus_connection_unregister_object(connection, registration);
+      gio().dbus_connection_close_sync(connection, nullptr, nullptr);
     }
     stopping = true;
-    g_main_context_wakeup(context);
+    glib().main_context_wakeup(context);
     if (thread.joinable()) thread.join();
-    if (connection) g_object_unref(connection);
-    g_main_context_unref(context);
+    if (connection) gobject().object_unref(connection);
+    glib().main_context_unref(context);
   }
 
   static void methodCall(GDBusConnection*, const gchar*, const gchar*, const gchar*,
@@ -64,21 +66,21 @@ struct ApplicationURLReceiver::State {
     const std::string name = method;
     if (name == "Open") {
       const gchar** uris = nullptr;
-      g_variant_get_child(parameters, 0, "^a&s", &uris);
+      glib().variant_get_child(parameters, 0, "^a&s", &uris);
       for (const gchar** uri = uris; uri && *uri; ++uri) {
         if (state->handlers.openURI)
           state->queue->async(
               [handler = state->handlers.openURI, text = fromUTF8(*uri)] { handler(text); });
       }
-      g_free(uris);
-      g_dbus_method_invocation_return_value(invocation, nullptr);
+      glib().free(uris);
+      gio().dbus_method_invocation_return_value(invocation, nullptr);
     } else if (name == "Activate") {
       if (state->handlers.activate) state->queue->async(state->handlers.activate);
-      g_dbus_method_invocation_return_value(invocation, nullptr);
+      gio().dbus_method_invocation_return_value(invocation, nullptr);
     } else {
-      g_dbus_method_invocation_return_dbus_error(invocation,
-                                                 "org.freedesktop.DBus.Error.NotSupported",
-                                                 "This application has no actions.");
+      gio().dbus_method_invocation_return_dbus_error(invocation,
+                                                     "org.freedesktop.DBus.Error.NotSupported",
+                                                     "This application has no actions.");
     }
   }
 
@@ -91,41 +93,41 @@ struct ApplicationURLReceiver::State {
   // context so that the bus thread is the one that serves them.
   bool connect(const std::string& applicationID, ErrorPtr* error) {
     GError* failure = nullptr;
-    gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &failure);
+    gchar* address = gio().dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &failure);
     if (address) {
-      connection = g_dbus_connection_new_for_address_sync(
+      connection = gio().dbus_connection_new_for_address_sync(
           address,
           static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
           nullptr, nullptr, &failure);
-      g_free(address);
+      glib().free(address);
     }
     if (!connection) {
       setError(error, URLOpenerError(URLOpenerErrorNoSessionBus,
                                      "There is no session bus: " + takeGErrorMessage(failure)));
       return false;
     }
-    g_dbus_connection_set_exit_on_close(connection, FALSE);
-    closedSignal = g_signal_connect(connection, "closed", G_CALLBACK(closed), this);
+    gio().dbus_connection_set_exit_on_close(connection, FALSE);
+    closedSignal = detail::connectSignal(connection, "closed", G_CALLBACK(closed), this);
     static const GDBusInterfaceVTable vtable{methodCall, nullptr, nullptr, {}};
     const std::string path = toUTF8(applicationObjectPath(fromUTF8(applicationID)));
-    registration = g_dbus_connection_register_object(
+    registration = gio().dbus_connection_register_object(
         connection, path.c_str(), applicationInterface(), &vtable, this, nullptr, &failure);
     if (!registration) {
       setError(error, URLOpenerError(URLOpenerErrorLaunchFailed, takeGErrorMessage(failure)));
       return false;
     }
-    GVariant* reply = g_dbus_connection_call_sync(
+    GVariant* reply = gio().dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "RequestName", g_variant_new("(su)", applicationID.c_str(), kDoNotQueue),
-        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &failure);
+        "RequestName", glib().variant_new("(su)", applicationID.c_str(), kDoNotQueue),
+        glib().variant_type_checked_("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &failure);
     if (!reply) {
       setError(error, URLOpenerError(URLOpenerErrorLaunchFailed, takeGErrorMessage(failure)));
       return false;
     }
     guint32 answer = 0;
-    g_variant_get(reply, "(u)", &answer);
-    g_variant_unref(reply);
+    glib().variant_get(reply, "(u)", &answer);
+    glib().variant_unref(reply);
     if (answer != kPrimaryOwner && answer != kAlreadyOwner) {
       setError(error, URLOpenerError(URLOpenerErrorNameTaken,
                                      "Another process owns the bus name “" + applicationID + "”."));
@@ -144,17 +146,22 @@ std::unique_ptr<ApplicationURLReceiver> ApplicationURLReceiver::start(
                             "“" + toUTF8(applicationID) + "” is not a valid application ID."));
     return nullptr;
   }
+  if (const std::string& missing = detail::gioLoadError(); !missing.empty()) {
+    setError(error,
+             URLOpenerError(URLOpenerErrorNoSessionBus, "There is no session bus: " + missing));
+    return nullptr;
+  }
   auto state = std::make_unique<State>();
   state->handlers = std::move(handlers);
   state->queue = std::move(queue);
-  g_main_context_push_thread_default(state->context);
+  glib().main_context_push_thread_default(state->context);
   const bool connected = state->connect(toUTF8(applicationID), error);
-  g_main_context_pop_thread_default(state->context);
+  glib().main_context_pop_thread_default(state->context);
   if (!connected) return nullptr;
   state->thread = std::thread([raw = state.get()] {
-    g_main_context_push_thread_default(raw->context);
-    while (!raw->stopping) g_main_context_iteration(raw->context, TRUE);
-    g_main_context_pop_thread_default(raw->context);
+    glib().main_context_push_thread_default(raw->context);
+    while (!raw->stopping) glib().main_context_iteration(raw->context, TRUE);
+    glib().main_context_pop_thread_default(raw->context);
   });
   return std::unique_ptr<ApplicationURLReceiver>(new ApplicationURLReceiver(std::move(state)));
 }

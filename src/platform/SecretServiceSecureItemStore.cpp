@@ -2,17 +2,22 @@
 
 #if VANTOR_HAVE_LIBSECRET
 
-#include <libsecret/secret.h>
-
 #include <array>
 #include <mutex>
 #include <string>
 
+#include "platform/GLibLibrary.h"
+#include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/PropertyList.h"
 #include "vantorcore/platform/SecureItemQuery.h"
 
 namespace lx {
 namespace {
+
+using detail::gio;
+using detail::glib;
+using detail::gobject;
+using detail::libsecret;
 
 constexpr const char* kReferenceAttribute = "reference";
 constexpr const char* kAttributesAttribute = "attributes";
@@ -47,8 +52,9 @@ const SecretSchema* schemaFor(StringView itemClass) {
 }
 
 OSStatus statusFor(GError* error) {
-  const bool locked = error->domain == SECRET_ERROR && error->code == SECRET_ERROR_IS_LOCKED;
-  g_error_free(error);
+  const bool locked =
+      error->domain == libsecret().error_get_quark() && error->code == SECRET_ERROR_IS_LOCKED;
+  glib().error_free(error);
   return locked ? errSecInteractionNotAllowed : errSecNotAvailable;
 }
 
@@ -96,15 +102,18 @@ std::optional<Data> unhex(std::string_view text) {
   return bytes;
 }
 
-using Attributes = std::unique_ptr<GHashTable, decltype(&g_hash_table_unref)>;
+struct HashTableUnref {
+  void operator()(GHashTable* table) const { glib().hash_table_unref(table); }
+};
+using Attributes = std::unique_ptr<GHashTable, HashTableUnref>;
 
 Attributes newAttributes() {
-  return Attributes(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free),
-                    &g_hash_table_unref);
+  return Attributes(
+      glib().hash_table_new_full(glib().str_hash, glib().str_equal, glib().free, glib().free));
 }
 
 void put(GHashTable* table, const char* key, const std::string& value) {
-  g_hash_table_insert(table, g_strdup(key), g_strdup(value.c_str()));
+  glib().hash_table_insert(table, glib().strdup(key), glib().strdup(value.c_str()));
 }
 
 // The search attributes for `query`: the key attributes it names.
@@ -133,9 +142,9 @@ std::optional<Attributes> storedAttributes(const SecureItem& item) {
     put(table.get(), toUTF8(key).c_str(), escaped(item.attributes[key]));
   }
   put(table.get(), kReferenceAttribute, hex(item.reference));
-  gchar* base64 = g_base64_encode(encoded->data(), encoded->size());
+  gchar* base64 = glib().base64_encode(encoded->data(), encoded->size());
   put(table.get(), kAttributesAttribute, base64);
-  g_free(base64);
+  glib().free(base64);
   return table;
 }
 
@@ -152,21 +161,23 @@ std::string labelFor(const SecureItem& item) {
 
 // Our item behind one daemon item; absent for items not written by us.
 std::optional<SecureItem> decode(SecretItem* daemonItem) {
-  GHashTable* table = secret_item_get_attributes(daemonItem);
-  const auto* reference = static_cast<const char*>(g_hash_table_lookup(table, kReferenceAttribute));
-  const auto* encoded = static_cast<const char*>(g_hash_table_lookup(table, kAttributesAttribute));
+  GHashTable* table = libsecret().item_get_attributes(daemonItem);
+  const auto* reference =
+      static_cast<const char*>(glib().hash_table_lookup(table, kReferenceAttribute));
+  const auto* encoded =
+      static_cast<const char*>(glib().hash_table_lookup(table, kAttributesAttribute));
   std::optional<SecureItem> item;
   if (reference && encoded) {
     gsize size = 0;
-    guchar* bytes = g_base64_decode(encoded, &size);
+    guchar* bytes = glib().base64_decode(encoded, &size);
     const auto attributes = PropertyList::read(DataView(bytes, size));
-    g_free(bytes);
+    glib().free(bytes);
     auto parsed = unhex(reference);
     if (attributes && attributes->isDictionary() && parsed) {
       item = SecureItem{std::move(*parsed), *attributes->asDictionary(), Data()};
     }
   }
-  g_hash_table_unref(table);
+  glib().hash_table_unref(table);
   return item;
 }
 
@@ -177,7 +188,7 @@ struct SecretServiceSecureItemStore::Connection {
   SecretService* service = nullptr;
 
   ~Connection() {
-    if (service) g_object_unref(service);
+    if (service) gobject().object_unref(service);
   }
 
   // Matching daemon items of the query's class (both classes when it names
@@ -188,8 +199,8 @@ struct SecretServiceSecureItemStore::Connection {
     for (const SecretSchema* schema : {&kGenericSchema, &kInternetSchema}) {
       if (!query.itemClass().empty() && schema != schemaFor(query.itemClass())) continue;
       GError* error = nullptr;
-      GList* found = secret_service_search_sync(service, schema, attributes.get(),
-                                                SECRET_SEARCH_ALL, nullptr, &error);
+      GList* found = libsecret().service_search_sync(service, schema, attributes.get(),
+                                                     SECRET_SEARCH_ALL, nullptr, &error);
       if (error) return statusFor(error);
       for (GList* node = found; node; node = node->next) {
         auto* daemonItem = static_cast<SecretItem*>(node->data);
@@ -198,24 +209,24 @@ struct SecretServiceSecureItemStore::Connection {
           items.push_back(std::move(*item));
           daemonItems.push_back(daemonItem);
         } else {
-          g_object_unref(daemonItem);
+          gobject().object_unref(daemonItem);
         }
       }
-      g_list_free(found);
+      glib().list_free(found);
     }
     return errSecSuccess;
   }
 
   OSStatus loadSecret(SecretItem* daemonItem, Data& secret) {
-    if (secret_item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
+    if (libsecret().item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
     GError* error = nullptr;
-    if (!secret_item_load_secret_sync(daemonItem, nullptr, &error)) return statusFor(error);
-    SecretValue* value = secret_item_get_secret(daemonItem);
+    if (!libsecret().item_load_secret_sync(daemonItem, nullptr, &error)) return statusFor(error);
+    SecretValue* value = libsecret().item_get_secret(daemonItem);
     if (!value) return errSecDecode;
     gsize size = 0;
-    const gchar* bytes = secret_value_get(value, &size);
+    const gchar* bytes = libsecret().value_get(value, &size);
     secret.assign(bytes, bytes + size);
-    secret_value_unref(value);
+    libsecret().value_unref(value);
     return errSecSuccess;
   }
 
@@ -233,7 +244,7 @@ struct SecretServiceSecureItemStore::Connection {
     std::vector<SecretItem*> daemonItems;
     std::vector<SecureItem> items;
     status = search(*query, daemonItems, items);
-    for (SecretItem* daemonItem : daemonItems) g_object_unref(daemonItem);
+    for (SecretItem* daemonItem : daemonItems) gobject().object_unref(daemonItem);
     clash = std::any_of(items.begin(), items.end(),
                         [&](const SecureItem& held) { return held.reference != item.reference; });
     return status;
@@ -246,41 +257,42 @@ namespace {
 struct DaemonItems {
   std::vector<SecretItem*> items;
   ~DaemonItems() {
-    for (SecretItem* item : items) g_object_unref(item);
+    for (SecretItem* item : items) gobject().object_unref(item);
   }
 };
 
 bool sessionBusOffersSecrets() {
+  if (!detail::secretLoadError().empty()) return false;
   GError* error = nullptr;
-  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+  GDBusConnection* bus = gio().bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
   if (!bus) {
-    g_error_free(error);
+    glib().error_free(error);
     return false;
   }
   bool offered = false;
   for (const char* method : {"NameHasOwner", "ListActivatableNames"}) {
     const bool hasOwner = std::string_view(method) == "NameHasOwner";
-    GVariant* reply = g_dbus_connection_call_sync(
+    GVariant* reply = gio().dbus_connection_call_sync(
         bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
-        hasOwner ? g_variant_new("(s)", "org.freedesktop.secrets") : nullptr, nullptr,
+        hasOwner ? glib().variant_new("(s)", "org.freedesktop.secrets") : nullptr, nullptr,
         G_DBUS_CALL_FLAGS_NONE, 2000, nullptr, nullptr);
     if (!reply) continue;
     if (hasOwner) {
       gboolean owned = FALSE;
-      g_variant_get(reply, "(b)", &owned);
+      glib().variant_get(reply, "(b)", &owned);
       offered = owned;
     } else {
       const gchar** names = nullptr;
-      g_variant_get(reply, "(^a&s)", &names);
+      glib().variant_get(reply, "(^a&s)", &names);
       for (const gchar** name = names; name && *name && !offered; ++name) {
         offered = std::string_view(*name) == "org.freedesktop.secrets";
       }
-      g_free(names);
+      glib().free(names);
     }
-    g_variant_unref(reply);
+    glib().variant_unref(reply);
     if (offered) break;
   }
-  g_object_unref(bus);
+  gobject().object_unref(bus);
   return offered;
 }
 
@@ -289,12 +301,18 @@ bool sessionBusOffersSecrets() {
 bool SecretServiceSecureItemStore::isReachable() { return sessionBusOffersSecrets(); }
 
 std::shared_ptr<SecretServiceSecureItemStore> SecretServiceSecureItemStore::open(OSStatus* status) {
+  if (const std::string& missing = detail::secretLoadError(); !missing.empty()) {
+    logLine(u"The Secret Service cannot be reached: " + fromUTF8(missing));
+    if (status) *status = errSecNotAvailable;
+    return nullptr;
+  }
   if (!sessionBusOffersSecrets()) {
     if (status) *status = errSecNotAvailable;
     return nullptr;
   }
   GError* error = nullptr;
-  SecretService* service = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, &error);
+  SecretService* service =
+      libsecret().service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, &error);
   if (!service) {
     if (status) *status = statusFor(error);
     return nullptr;
@@ -332,23 +350,23 @@ OSStatus SecretServiceSecureItemStore::insert(const SecureItem& item) {
   const auto attributes = storedAttributes(item);
   if (!attributes) return errSecParam;
   GError* error = nullptr;
-  SecretCollection* collection = secret_collection_for_alias_sync(
+  SecretCollection* collection = libsecret().collection_for_alias_sync(
       connection_->service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, &error);
   if (!collection) return error ? statusFor(error) : errSecNotAvailable;
-  if (secret_collection_get_locked(collection)) {
-    g_object_unref(collection);
+  if (libsecret().collection_get_locked(collection)) {
+    gobject().object_unref(collection);
     return errSecInteractionNotAllowed;
   }
   SecretValue* value =
-      secret_value_new(reinterpret_cast<const gchar*>(item.secret.data()),
-                       static_cast<gssize>(item.secret.size()), "application/octet-stream");
-  SecretItem* created = secret_item_create_sync(
+      libsecret().value_new(reinterpret_cast<const gchar*>(item.secret.data()),
+                            static_cast<gssize>(item.secret.size()), "application/octet-stream");
+  SecretItem* created = libsecret().item_create_sync(
       collection, schemaFor(item.attributes[kSecClass].asString()->view()), attributes->get(),
       labelFor(item).c_str(), value, SECRET_ITEM_CREATE_NONE, nullptr, &error);
-  secret_value_unref(value);
-  g_object_unref(collection);
+  libsecret().value_unref(value);
+  gobject().object_unref(collection);
   if (!created) return statusFor(error);
-  g_object_unref(created);
+  gobject().object_unref(created);
   return errSecSuccess;
 }
 
@@ -371,21 +389,22 @@ OSStatus SecretServiceSecureItemStore::modify(const SecureItemQuery& query,
   }
   for (std::size_t i = 0; i < items.size(); ++i) {
     SecretItem* daemonItem = found.items[i];
-    if (secret_item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
+    if (libsecret().item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
     const auto attributes = storedAttributes(items[i]);
     if (!attributes) return errSecParam;
     GError* error = nullptr;
     const SecretSchema* schema = schemaFor(items[i].attributes[kSecClass].asString()->view());
-    if (!secret_item_set_attributes_sync(daemonItem, schema, attributes->get(), nullptr, &error) ||
-        !secret_item_set_label_sync(daemonItem, labelFor(items[i]).c_str(), nullptr, &error)) {
+    if (!libsecret().item_set_attributes_sync(daemonItem, schema, attributes->get(), nullptr,
+                                              &error) ||
+        !libsecret().item_set_label_sync(daemonItem, labelFor(items[i]).c_str(), nullptr, &error)) {
       return statusFor(error);
     }
     if (secret) {
       SecretValue* value =
-          secret_value_new(reinterpret_cast<const gchar*>(secret->data()),
-                           static_cast<gssize>(secret->size()), "application/octet-stream");
-      const bool set = secret_item_set_secret_sync(daemonItem, value, nullptr, &error);
-      secret_value_unref(value);
+          libsecret().value_new(reinterpret_cast<const gchar*>(secret->data()),
+                                static_cast<gssize>(secret->size()), "application/octet-stream");
+      const bool set = libsecret().item_set_secret_sync(daemonItem, value, nullptr, &error);
+      libsecret().value_unref(value);
       if (!set) return statusFor(error);
     }
   }
@@ -400,9 +419,9 @@ OSStatus SecretServiceSecureItemStore::erase(const SecureItemQuery& query) {
   if (status != errSecSuccess) return status;
   if (items.empty()) return errSecItemNotFound;
   for (SecretItem* daemonItem : found.items) {
-    if (secret_item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
+    if (libsecret().item_get_locked(daemonItem)) return errSecInteractionNotAllowed;
     GError* error = nullptr;
-    if (!secret_item_delete_sync(daemonItem, nullptr, &error)) return statusFor(error);
+    if (!libsecret().item_delete_sync(daemonItem, nullptr, &error)) return statusFor(error);
   }
   return errSecSuccess;
 }

@@ -2,10 +2,9 @@
 // the handler registration.
 #pragma once
 
-#include <glib.h>
-
 #include <string>
 
+#include "platform/GLibLibrary.h"
 #include "vantorcore/platform/URLOpener.h"
 
 namespace lx {
@@ -19,7 +18,7 @@ inline ErrorPtr URLOpenerError(URLOpenerErrorCode code, const std::string& descr
 /// The message of a GLib error, which it frees.
 inline std::string takeGErrorMessage(GError* error) {
   std::string message = error ? error->message : "unknown error";
-  g_clear_error(&error);
+  detail::glib().clear_error(&error);
   return message;
 }
 

@@ -1,7 +1,5 @@
 #include "vantorcore/platform/URLSchemeHandlerRegistration.h"
 
-#include <glib.h>
-
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -15,6 +13,8 @@
 namespace lx {
 
 namespace {
+
+using detail::glib;
 
 bool isElementCharacter(char16_t c) {
   return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
@@ -78,21 +78,33 @@ String mimeAppsListPath() {
 
 constexpr const char* kAssociationGroups[] = {"Default Applications", "Added Associations"};
 
+// mimeapps.list is edited through GLib's key files, which keep other tools'
+// comments and groups as they were; checked before any file is written.
+bool canEditAssociations(ErrorPtr* error) {
+  const auto& library = glib().library;
+  if (!library.isLoaded()) {
+    setError(error,
+             URLOpenerError(URLOpenerErrorNoHandler,
+                            "URL scheme handlers cannot be registered here: " + library.error()));
+  }
+  return library.isLoaded();
+}
+
 // Adds `desktopID` to the front of the key's list (or takes it out), keeping
 // the other applications listed there.
 void editAssociation(GKeyFile* file, const char* group, const std::string& key,
                      const std::string& desktopID, bool add) {
   gsize count = 0;
-  gchar** list = g_key_file_get_string_list(file, group, key.c_str(), &count, nullptr);
+  gchar** list = glib().key_file_get_string_list(file, group, key.c_str(), &count, nullptr);
   std::vector<const gchar*> kept;
   if (add) kept.push_back(desktopID.c_str());
   for (gsize i = 0; i < count; ++i)
     if (desktopID != list[i]) kept.push_back(list[i]);
   if (kept.empty())
-    g_key_file_remove_key(file, group, key.c_str(), nullptr);
+    glib().key_file_remove_key(file, group, key.c_str(), nullptr);
   else
-    g_key_file_set_string_list(file, group, key.c_str(), kept.data(), kept.size());
-  g_strfreev(list);
+    glib().key_file_set_string_list(file, group, key.c_str(), kept.data(), kept.size());
+  glib().strfreev(list);
 }
 
 // GIO finds the handler of a scheme through mimeapps.list (desktop files'
@@ -102,24 +114,24 @@ void editAssociation(GKeyFile* file, const char* group, const std::string& key,
 bool updateMimeAppsList(const std::string& desktopID, const std::vector<String>& schemes, bool add,
                         ErrorPtr* error) {
   const String path = mimeAppsListPath();
-  GKeyFile* file = g_key_file_new();
-  g_key_file_load_from_file(file, toUTF8(path).c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+  GKeyFile* file = glib().key_file_new();
+  glib().key_file_load_from_file(file, toUTF8(path).c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
   for (const char* group : kAssociationGroups) {
     std::vector<std::string> keys;
     if (!schemes.empty()) {
       for (const String& scheme : schemes)
         keys.push_back("x-scheme-handler/" + toUTF8(lowercaseString(scheme)));
-    } else if (gchar** existing = g_key_file_get_keys(file, group, nullptr, nullptr)) {
+    } else if (gchar** existing = glib().key_file_get_keys(file, group, nullptr, nullptr)) {
       for (gchar** key = existing; *key; ++key) keys.emplace_back(*key);
-      g_strfreev(existing);
+      glib().strfreev(existing);
     }
     for (const std::string& key : keys) editAssociation(file, group, key, desktopID, add);
   }
   gsize length = 0;
-  gchar* data = g_key_file_to_data(file, &length, nullptr);
+  gchar* data = glib().key_file_to_data(file, &length, nullptr);
   const bool written = writeTextFile(std::string(data, length), path, error);
-  g_free(data);
-  g_key_file_free(file);
+  glib().free(data);
+  glib().key_file_free(file);
   return written;
 }
 
@@ -168,6 +180,7 @@ bool installURLSchemeHandler(const URLSchemeHandler& handler, ErrorPtr* error) {
                                    "A URL scheme handler needs a scheme and a command."));
     return false;
   }
+  if (!canEditAssociations(error)) return false;
   std::string mimeTypes;
   for (const String& scheme : handler.schemes)
     mimeTypes += "x-scheme-handler/" + toUTF8(lowercaseString(scheme)) + ";";
@@ -184,6 +197,7 @@ bool installURLSchemeHandler(const URLSchemeHandler& handler, ErrorPtr* error) {
 }
 
 bool removeURLSchemeHandler(StringView applicationID, ErrorPtr* error) {
+  if (!canEditAssociations(error)) return false;
   if (!updateMimeAppsList(toUTF8(applicationID) + ".desktop", {}, false, error)) return false;
   for (const String& path : URLSchemeHandlerFilePaths(applicationID)) {
     std::error_code failure;

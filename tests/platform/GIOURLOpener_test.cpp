@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "support/TestSupport.h"
 #include "vantorcore/platform/URLSchemeHandlerRegistration.h"
@@ -44,6 +47,60 @@ TEST(GIOURLOpener, ExplainsWhyAURLCannotBeOpened) {
         ::testing::ExitedWithCode(0), "");
   }
 }
+
+#ifdef VANTOR_TOOL
+// The tool links none of GLib, GObject, GIO or libsecret; an empty file
+// under a library's soname, first on the loader's path, is a library that
+// cannot be opened.
+TEST(GLibFamily, EachEntryPointFailsWithTheLoadersMessageWhenALibraryCannotBeOpened) {
+  const auto folder = test::makeTemporaryFolder("broken-glib");
+  const struct {
+    const char* arguments;
+    const char* brokenLibrary;  // empty: every library opens
+    int status;
+    const char* output;
+  } rows[] = {
+    {"open nobody-handles-this://x", "", 1, "No application is registered"},
+    {"open nobody-handles-this://x", VANTOR_GLIB_SONAME, 1, ": file too short"},
+    {"open nobody-handles-this://x", VANTOR_GOBJECT_SONAME, 1, ": file too short"},
+    {"open nobody-handles-this://x", VANTOR_GIO_SONAME, 1, ": file too short"},
+    {"interapp install --scheme lazy", VANTOR_GLIB_SONAME, 1, "cannot be registered here"},
+    // Handler files and mimeapps.list need GLib alone.
+    {"interapp install --scheme lazy", VANTOR_GIO_SONAME, 0, "lazy.desktop"},
+    {"interapp uninstall --scheme lazy", VANTOR_GLIB_SONAME, 1, "cannot be registered here"},
+    {"interapp uninstall --scheme lazy", VANTOR_GIO_SONAME, 0, ""},
+    {"interapp serve --scheme lazy", "", 1, "There is no session bus"},
+    {"interapp serve --scheme lazy", VANTOR_GIO_SONAME, 1, ": file too short"},
+#if VANTOR_HAVE_LIBSECRET
+    {"keychain get --backend secret-service --service s", VANTOR_LIBSECRET_SONAME, 1,
+     ": file too short"},
+#endif
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.arguments) + " / " + row.brokenLibrary);
+    const auto libraries = test::makeTemporaryFolder("libraries");
+    if (*row.brokenLibrary) test::writeFile(libraries / row.brokenLibrary, "");
+    const std::string command =
+        "env XDG_DATA_HOME=" + (folder / "data").string() +
+        " XDG_CONFIG_HOME=" + (folder / "config").string() +
+        " XDG_DATA_DIRS=" + (folder / "none").string() +
+        " DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "no-bus").string() +
+        " LD_LIBRARY_PATH=" + libraries.string() + " " + VANTOR_TOOL + " " + row.arguments +
+        " 2>&1";
+    FILE* tool = ::popen(command.c_str(), "r");
+    ASSERT_NE(tool, nullptr);
+    std::string output;
+    char buffer[4096];
+    while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, tool))
+      output.append(buffer, got);
+    const int status = ::pclose(tool);
+    EXPECT_EQ(WEXITSTATUS(status), row.status) << output;
+    EXPECT_NE(output.find(row.output), std::string::npos) << output;
+    if (*row.brokenLibrary && row.status != 0)
+      EXPECT_NE(output.find(row.brokenLibrary), std::string::npos) << output;
+  }
+}
+#endif
 
 class NeverOpens : public URLOpener {
  public:

@@ -27,10 +27,12 @@ namespace LX_API lx {
 class SecretServiceSecureItemStore : public SecureItemStore {
  public:
   /// Whether the session bus has a Secret Service running or able to start.
-  /// Always false in builds without libsecret.
+  /// Always false in builds without libsecret, or when libsecret or GIO
+  /// cannot be opened.
   static bool isReachable();
   /// A store on the session's Secret Service; null with `*status` =
-  /// `errSecNotAvailable` when there is none (or no libsecret in the build).
+  /// `errSecNotAvailable` when there is none (or no libsecret in the build,
+  /// or it cannot be opened: the loader's message is then logged).
   static std::shared_ptr<SecretServiceSecureItemStore> open(OSStatus* status = nullptr);
   ~SecretServiceSecureItemStore() override;
 

@@ -1,0 +1,68 @@
+#include "GLibLibrary.h"
+
+#include <initializer_list>
+
+namespace lx::detail {
+namespace {
+
+// Never destroyed: GLib's worker threads may still be in the library at exit.
+template <typename Library>
+const Library& openedOnce() {
+  static const Library* const loaded = new Library();
+  return *loaded;
+}
+
+const std::string& firstError(std::initializer_list<const SharedLibrary*> libraries) {
+  static const std::string none;
+  for (const SharedLibrary* library : libraries)
+    if (!library->isLoaded()) return library->error();
+  return none;
+}
+
+}  // namespace
+
+#define LX_GLIB_FAMILY_RESOLVE(prefix, name) library.resolve(name, #prefix #name);
+
+GLibLibrary::GLibLibrary()
+    : library(VANTOR_GLIB_SONAME){LX_GLIB_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)}
+
+      GObjectLibrary::GObjectLibrary()
+    : library(VANTOR_GOBJECT_SONAME){LX_GOBJECT_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)}
+
+      GIOLibrary::GIOLibrary()
+    : library(VANTOR_GIO_SONAME) {
+  LX_GIO_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+}
+
+const GLibLibrary& glib() { return openedOnce<GLibLibrary>(); }
+const GObjectLibrary& gobject() { return openedOnce<GObjectLibrary>(); }
+const GIOLibrary& gio() { return openedOnce<GIOLibrary>(); }
+
+const std::string& gioLoadError() {
+  return firstError({&glib().library, &gobject().library, &gio().library});
+}
+
+#if VANTOR_HAVE_LIBSECRET
+SecretLibrary::SecretLibrary() : library(VANTOR_LIBSECRET_SONAME) {
+  LX_SECRET_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+}
+
+const SecretLibrary& libsecret() { return openedOnce<SecretLibrary>(); }
+
+const std::string& secretLoadError() {
+  return firstError({&glib().library, &gobject().library, &gio().library, &libsecret().library});
+}
+#endif
+
+bool isDesktopAppInfo(GAppInfo* application) {
+  return application &&
+         gobject().type_check_instance_is_a(reinterpret_cast<GTypeInstance*>(application),
+                                            gio().desktop_app_info_get_type());
+}
+
+gulong connectSignal(gpointer instance, const char* signal, GCallback handler, gpointer data) {
+  return gobject().signal_connect_data(instance, signal, handler, data, nullptr,
+                                       static_cast<GConnectFlags>(0));
+}
+
+}  // namespace lx::detail
