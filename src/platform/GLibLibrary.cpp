@@ -23,16 +23,20 @@ const std::string& firstError(std::initializer_list<const SharedLibrary*> librar
 
 #define LX_GLIB_FAMILY_RESOLVE(prefix, name) library.resolve(name, #prefix #name);
 
-GLibLibrary::GLibLibrary()
-    : library(VANTOR_GLIB_SONAME){LX_GLIB_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)}
+// The lists' expansions read to clang-format as declarations.
+// clang-format off
+GLibLibrary::GLibLibrary() : library(VANTOR_GLIB_SONAME) {
+  LX_GLIB_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+}
 
-      GObjectLibrary::GObjectLibrary()
-    : library(VANTOR_GOBJECT_SONAME){LX_GOBJECT_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)}
+GObjectLibrary::GObjectLibrary() : library(VANTOR_GOBJECT_SONAME) {
+  LX_GOBJECT_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+}
 
-      GIOLibrary::GIOLibrary()
-    : library(VANTOR_GIO_SONAME) {
+GIOLibrary::GIOLibrary() : library(VANTOR_GIO_SONAME) {
   LX_GIO_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
 }
+// clang-format on
 
 const GLibLibrary& glib() { return openedOnce<GLibLibrary>(); }
 const GObjectLibrary& gobject() { return openedOnce<GObjectLibrary>(); }
