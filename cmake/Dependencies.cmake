@@ -24,9 +24,7 @@ add_library(vantor_deps INTERFACE)
 target_link_libraries(vantor_deps INTERFACE
   ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
   simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST
-  PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
-# Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
-target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
+  PkgConfig::LIBXML2 Threads::Threads)
 # Opening URLs in other applications and D-Bus activation.
 target_link_libraries(vantor_deps INTERFACE PkgConfig::GIO)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
@@ -58,6 +56,12 @@ vantor_load_on_first_use(CURL curl)
 # Favicons: librsvg draws SVG icons into Cairo (PNG goes through Cairo itself).
 pkg_check_modules(RSVG REQUIRED librsvg-2.0)
 vantor_load_on_first_use(RSVG rsvg-2)
+# Drawing: Cairo for paths, patterns and PNG/SVG/PDF output (with FreeType,
+# pixman, libpng and the X libraries behind it), fontconfig for font matching,
+# xkbcommon for key names.
+vantor_load_on_first_use(CAIRO cairo)
+vantor_load_on_first_use(FONTCONFIG fontconfig)
+vantor_load_on_first_use(XKBCOMMON xkbcommon)
 if(LIBSECRET_FOUND)
   target_link_libraries(vantor_deps INTERFACE PkgConfig::LIBSECRET)
   target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)

@@ -7,9 +7,8 @@ set(vantor_dependency_rows
   "ICU::uc=icu-uc" "ICU::i18n=icu-i18n" "ICU::data=" "OpenSSL::SSL=openssl" "OpenSSL::Crypto="
   "ZLIB::ZLIB=zlib" "SQLite::SQLite3=sqlite3" "simdjson::simdjson=simdjson"
   "Boost::url=-lboost_url" "Boost::headers=" "PkgConfig::PLIST=libplist-2.0"
-  "PkgConfig::LIBXML2=libxml-2.0" "PkgConfig::FONTCONFIG=fontconfig"
-  "PkgConfig::CAIRO=cairo cairo-ft cairo-svg cairo-pdf cairo-png"
-  "PkgConfig::XKBCOMMON=xkbcommon" "PkgConfig::GIO=gio-2.0" "PkgConfig::LIBSECRET=libsecret-1"
+  "PkgConfig::LIBXML2=libxml-2.0"
+  "PkgConfig::GIO=gio-2.0" "PkgConfig::LIBSECRET=libsecret-1"
   "Threads::Threads=-pthread")
 # The public headers include <cairo.h>, so every user compiles with Cairo's flags.
 set(vantor_public_modules cairo)

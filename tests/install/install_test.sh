@@ -47,9 +47,10 @@ expect_link() {  # expect_link shared|static HOST: HOST needs libvantorcore.so o
 libdir=$(find "$prefix" -name vantorcore.pc -path '*/pkgconfig/*' | head -1 | xargs dirname | xargs dirname)
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
 export CMAKE_PREFIX_PATH="$prefix"
-# libcurl and librsvg are opened on first use: linked, they would cost every
-# host their fifty-odd libraries at start-up.
-if readelf -d "$libdir/libvantorcore.so" | grep -E 'NEEDED.*(libcurl|librsvg)' >&2; then
+# libcurl, librsvg, Cairo, fontconfig and xkbcommon are opened on first use:
+# linked, they would cost every host their libraries at start-up.
+if readelf -d "$libdir/libvantorcore.so" |
+  grep -E 'NEEDED.*(libcurl|librsvg|libcairo|libfontconfig|libxkbcommon)' >&2; then
   echo "libvantorcore.so links a library it should open on first use" >&2; exit 1
 fi
 [ "$(pkg-config --modversion vantorcore)" = "$(grep -o '"[0-9.]*"' "$prefix/include/vantorcore/Version.h" | tr -d '"')" ]
