@@ -8,10 +8,6 @@ CairoLibrary::CairoLibrary() : library(VANTOR_CAIRO_SONAME) {
 #undef LX_CAIRO_RESOLVE
 }
 
-const CairoLibrary& cairo() {
-  // Never destroyed: surfaces may outlive static destruction.
-  static const CairoLibrary* const loaded = new CairoLibrary();
-  return *loaded;
-}
+const CairoLibrary& cairo() { return loadedOnce<CairoLibrary>(); }
 
 }  // namespace lx::detail

@@ -33,9 +33,6 @@ XkbcommonLibrary::XkbcommonLibrary() : library(VANTOR_XKBCOMMON_SONAME) {
   utf32_to_keysym = noKeysym;
 }
 
-const XkbcommonLibrary& xkbcommon() {
-  static const XkbcommonLibrary* const loaded = new XkbcommonLibrary();
-  return *loaded;
-}
+const XkbcommonLibrary& xkbcommon() { return loadedOnce<XkbcommonLibrary>(); }
 
 }  // namespace lx::detail

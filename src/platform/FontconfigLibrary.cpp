@@ -8,10 +8,6 @@ FontconfigLibrary::FontconfigLibrary() : library(VANTOR_FONTCONFIG_SONAME) {
 #undef LX_FONTCONFIG_RESOLVE
 }
 
-const FontconfigLibrary& fontconfig() {
-  // Never destroyed: Cairo's font faces keep fontconfig patterns to the end.
-  static const FontconfigLibrary* const loaded = new FontconfigLibrary();
-  return *loaded;
-}
+const FontconfigLibrary& fontconfig() { return loadedOnce<FontconfigLibrary>(); }
 
 }  // namespace lx::detail
