@@ -24,9 +24,7 @@ add_library(vantor_deps INTERFACE)
 target_link_libraries(vantor_deps INTERFACE
   ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
   simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST
-  PkgConfig::LIBXML2 PkgConfig::FONTCONFIG Threads::Threads)
-# Drawing: Cairo for paths, patterns and PNG/SVG/PDF output; xkbcommon for key names.
-target_link_libraries(vantor_deps INTERFACE PkgConfig::CAIRO PkgConfig::XKBCOMMON)
+  PkgConfig::LIBXML2 Threads::Threads)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
 
 # Libraries opened on first use (src/platform/SharedLibrary.h) rather than
@@ -63,6 +61,12 @@ pkg_check_modules(GOBJECT REQUIRED gobject-2.0)
 vantor_load_on_first_use(GLIB glib-2.0)
 vantor_load_on_first_use(GOBJECT gobject-2.0)
 vantor_load_on_first_use(GIO gio-2.0)
+# Drawing: Cairo for paths, patterns and PNG/SVG/PDF output (with FreeType,
+# pixman, libpng and the X libraries behind it), fontconfig for font matching,
+# xkbcommon for key names.
+vantor_load_on_first_use(CAIRO cairo)
+vantor_load_on_first_use(FONTCONFIG fontconfig)
+vantor_load_on_first_use(XKBCOMMON xkbcommon)
 if(LIBSECRET_FOUND)
   vantor_load_on_first_use(LIBSECRET secret-1)
   target_compile_definitions(vantor_deps INTERFACE VANTOR_HAVE_LIBSECRET=1)

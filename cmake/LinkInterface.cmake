@@ -7,11 +7,10 @@ set(vantor_dependency_rows
   "ICU::uc=icu-uc" "ICU::i18n=icu-i18n" "ICU::data=" "OpenSSL::SSL=openssl" "OpenSSL::Crypto="
   "ZLIB::ZLIB=zlib" "SQLite::SQLite3=sqlite3" "simdjson::simdjson=simdjson"
   "Boost::url=-lboost_url" "Boost::headers=" "PkgConfig::PLIST=libplist-2.0"
-  "PkgConfig::LIBXML2=libxml-2.0" "PkgConfig::FONTCONFIG=fontconfig"
-  "PkgConfig::CAIRO=cairo cairo-ft cairo-svg cairo-pdf cairo-png"
-  "PkgConfig::XKBCOMMON=xkbcommon"
+  "PkgConfig::LIBXML2=libxml-2.0"
   "Threads::Threads=-pthread")
-# The public headers include <cairo.h>, so every user compiles with Cairo's flags.
+# The public headers include <cairo.h>, so every user compiles with Cairo's
+# flags; the library opens Cairo itself, so no user links it on our behalf.
 set(vantor_public_modules cairo)
 
 set(vantor_private_modules "")
@@ -42,15 +41,16 @@ foreach(entry IN LISTS vantor_dependency_entries)
 endforeach()
 list(REMOVE_DUPLICATES vantor_private_modules)
 
-# Users link the shared library alone (plus Cairo for the headers); users of
-# the static library need every dependency, which the installed package
-# config finds through pkg-config as VantorCore's own .pc file lists them.
+# Users link the shared library alone (with Cairo's include flags for the
+# headers); users of the static library need every linked dependency, which
+# the installed package config finds through pkg-config as VantorCore's own
+# .pc file lists them.
 list(JOIN vantor_public_modules " " VANTOR_PUBLIC_MODULES)
 list(JOIN vantor_private_modules " " VANTOR_PRIVATE_MODULES)
 list(JOIN vantor_private_flags " " VANTOR_PRIVATE_FLAGS)
-target_link_libraries(vantorcore INTERFACE $<INSTALL_INTERFACE:PkgConfig::VantorCorePublic>)
+target_link_libraries(vantorcore INTERFACE $<INSTALL_INTERFACE:VantorCore::header_dependencies>)
 target_link_libraries(vantorcore_static INTERFACE
-  $<INSTALL_INTERFACE:PkgConfig::VantorCorePublic>
+  $<INSTALL_INTERFACE:VantorCore::header_dependencies>
   $<INSTALL_INTERFACE:PkgConfig::VantorCorePrivate>)
 foreach(flag IN LISTS vantor_private_flags)
   target_link_libraries(vantorcore_static INTERFACE $<INSTALL_INTERFACE:${flag}>)
@@ -61,6 +61,8 @@ endforeach()
 # which need every dependency's own dependencies as archives too);
 # vantorcore-static.pc links libvantorcore.a into a host that takes the
 # dependencies as shared libraries, as the static CMake target does.
+# Cairo stays in Requires.private of both: pkg-config's --cflags reads it,
+# --libs (without --static) does not.
 file(RELATIVE_PATH VANTOR_PC_PREFIX_FROM_PCFILEDIR
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" VANTOR_PC_PREFIX_FROM_PCFILEDIR "${VANTOR_PC_PREFIX_FROM_PCFILEDIR}")
@@ -73,7 +75,7 @@ function(vantor_pkgconfig_file name libs requires requires_private libs_private)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
           COMPONENT development)
 endfunction()
-vantor_pkgconfig_file(vantorcore "-L\${libdir} -lvantorcore" "${VANTOR_PUBLIC_MODULES}"
-  "${VANTOR_PRIVATE_MODULES}" "${VANTOR_PRIVATE_FLAGS}")
+vantor_pkgconfig_file(vantorcore "-L\${libdir} -lvantorcore" ""
+  "${VANTOR_PUBLIC_MODULES} ${VANTOR_PRIVATE_MODULES}" "${VANTOR_PRIVATE_FLAGS}")
 vantor_pkgconfig_file(vantorcore-static "\${libdir}/libvantorcore.a ${VANTOR_PRIVATE_FLAGS}"
-  "${VANTOR_PUBLIC_MODULES} ${VANTOR_PRIVATE_MODULES}" "" "")
+  "${VANTOR_PRIVATE_MODULES}" "${VANTOR_PUBLIC_MODULES}" "")

@@ -4,7 +4,12 @@
 #include <limits>
 #include <new>
 
+#include "drawing/CairoLibrary.h"
+
 namespace lx {
+
+using detail::cairo;
+
 namespace {
 
 cairo_line_cap_t cairoCap(LineCap cap) {
@@ -38,57 +43,67 @@ int cairoDataLength(BezierPath::ElementType type) {
 }
 
 void setPath(const BezierPath& path, cairo_t* cr) {
-  cairo_new_path(cr);
+  cairo().new_path(cr);
   lx_appendToCairo(path, cr);
   lx_applyStyleToCairo(path, cr);
 }
 
 }  // namespace
 
+void CairoPathDeleter::operator()(cairo_path_t* path) const noexcept {
+  if (cairo().library.isLoaded()) {
+    cairo().path_destroy(path);
+    return;
+  }
+  // Without Cairo the path is one lx_cairoPath made, freed as Cairo would.
+  std::free(path->data);
+  std::free(path);
+}
+
 void lx_appendToCairo(const BezierPath& path, cairo_t* cr) {
   for (const BezierPath::Element& e : path) {
     const auto& p = e.points;
     switch (e.type) {
       case BezierPath::ElementType::MoveTo:
-        cairo_move_to(cr, p[0].x, p[0].y);
+        cairo().move_to(cr, p[0].x, p[0].y);
         break;
       case BezierPath::ElementType::LineTo:
-        cairo_line_to(cr, p[0].x, p[0].y);
+        cairo().line_to(cr, p[0].x, p[0].y);
         break;
       case BezierPath::ElementType::CurveTo:
-        cairo_curve_to(cr, p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y);
+        cairo().curve_to(cr, p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y);
         break;
       case BezierPath::ElementType::ClosePath:
-        cairo_close_path(cr);
+        cairo().close_path(cr);
         break;
     }
   }
 }
 
 void lx_applyStyleToCairo(const BezierPath& path, cairo_t* cr) {
-  cairo_set_line_width(cr, path.lineWidth());
-  cairo_set_line_cap(cr, cairoCap(path.lineCap()));
-  cairo_set_line_join(cr, cairoJoin(path.lineJoin()));
-  cairo_set_miter_limit(cr, path.miterLimit());
+  cairo().set_line_width(cr, path.lineWidth());
+  cairo().set_line_cap(cr, cairoCap(path.lineCap()));
+  cairo().set_line_join(cr, cairoJoin(path.lineJoin()));
+  cairo().set_miter_limit(cr, path.miterLimit());
   const std::vector<double>& dash = path.dashPattern();
-  cairo_set_dash(cr, dash.data(), static_cast<int>(dash.size()), path.dashPhase());
-  cairo_set_fill_rule(cr, path.fillRule() == FillRule::EvenOdd ? CAIRO_FILL_RULE_EVEN_ODD
-                                                               : CAIRO_FILL_RULE_WINDING);
+  cairo().set_dash(cr, dash.data(), static_cast<int>(dash.size()), path.dashPhase());
+  cairo().set_fill_rule(cr, path.fillRule() == FillRule::EvenOdd ? CAIRO_FILL_RULE_EVEN_ODD
+                                                                 : CAIRO_FILL_RULE_WINDING);
 }
 
 void lx_fill(const BezierPath& path, cairo_t* cr) {
   setPath(path, cr);
-  cairo_fill(cr);
+  cairo().fill(cr);
 }
 
 void lx_stroke(const BezierPath& path, cairo_t* cr) {
   setPath(path, cr);
-  cairo_stroke(cr);
+  cairo().stroke(cr);
 }
 
 void lx_addClip(const BezierPath& path, cairo_t* cr) {
   setPath(path, cr);
-  cairo_clip(cr);
+  cairo().clip(cr);
 }
 
 CairoPathPtr lx_cairoPath(const BezierPath& path) {

@@ -1,13 +1,11 @@
 #include "vantorcore/drawing/DrawingFile.h"
 
-#include <cairo-pdf.h>
-#include <cairo-svg.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
 
+#include "drawing/CairoLibrary.h"
 #include "vantorcore/drawing/DrawingError.h"
 
 namespace lx {
@@ -40,7 +38,7 @@ bool fail(ErrorPtr* error, DrawingErrorCode code, const std::string& text) {
 bool writeFailed(ErrorPtr* error, const std::string& path, cairo_status_t status) {
   std::remove(path.c_str());
   return fail(error, DrawingErrorCode::WriteFailed,
-              "Cannot write " + path + ": " + cairo_status_to_string(status));
+              "Cannot write " + path + ": " + detail::cairo().status_to_string(status));
 }
 
 }  // namespace
@@ -63,30 +61,35 @@ bool lx_drawToFile(const std::string& path, Size size, double scale,
                 "Invalid drawing size " + std::to_string(size.width) + "x" +
                     std::to_string(size.height) + " at scale " + std::to_string(scale));
   }
+  const detail::CairoLibrary& cairo = detail::cairo();
+  if (!cairo.library.isLoaded()) {
+    return fail(error, DrawingErrorCode::WriteFailed,
+                "Cannot write " + path + ": " + cairo.library.error());
+  }
   cairo_surface_t* surface = nullptr;
   switch (format) {
     case Format::PNG:
-      surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(pixelWidth),
+      surface = cairo.image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(pixelWidth),
                                            static_cast<int>(pixelHeight));
-      cairo_surface_set_device_scale(surface, pixelScale, pixelScale);
+      cairo.surface_set_device_scale(surface, pixelScale, pixelScale);
       break;
     case Format::SVG:
-      surface = cairo_svg_surface_create(path.c_str(), size.width, size.height);
+      surface = cairo.svg_surface_create(path.c_str(), size.width, size.height);
       break;
     case Format::PDF:
-      surface = cairo_pdf_surface_create(path.c_str(), size.width, size.height);
+      surface = cairo.pdf_surface_create(path.c_str(), size.width, size.height);
       break;
   }
-  cairo_t* cr = cairo_create(surface);
+  cairo_t* cr = cairo.create(surface);
   draw(cr);
-  cairo_status_t status = cairo_status(cr);
-  cairo_destroy(cr);
+  cairo_status_t status = cairo.status(cr);
+  cairo.destroy(cr);
   if (status == CAIRO_STATUS_SUCCESS && format == Format::PNG) {
-    status = cairo_surface_write_to_png(surface, path.c_str());
+    status = cairo.surface_write_to_png(surface, path.c_str());
   }
-  cairo_surface_finish(surface);
-  if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface);
-  cairo_surface_destroy(surface);
+  cairo.surface_finish(surface);
+  if (status == CAIRO_STATUS_SUCCESS) status = cairo.surface_status(surface);
+  cairo.surface_destroy(surface);
   return status == CAIRO_STATUS_SUCCESS || writeFailed(error, path, status);
 }
 

@@ -4,9 +4,13 @@
 #include <cmath>
 #include <numbers>
 
+#include "drawing/CairoLibrary.h"
 #include "vantorcore/drawing/BezierPath+Cairo.h"
 
 namespace lx {
+
+using detail::cairo;
+
 namespace {
 
 double finiteOr(double value, double fallback) { return std::isfinite(value) ? value : fallback; }
@@ -53,35 +57,41 @@ Color Gradient::colorAt(double location) const noexcept {
 
 void Gradient::addStops(cairo_pattern_t* pattern) const {
   for (const Stop& s : stops_) {
-    cairo_pattern_add_color_stop_rgba(pattern, s.location, s.color.red(), s.color.green(),
-                                      s.color.blue(), s.color.alpha());
+    cairo().pattern_add_color_stop_rgba(pattern, s.location, s.color.red(), s.color.green(),
+                                        s.color.blue(), s.color.alpha());
   }
-  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+  cairo().pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+}
+
+void CairoPatternDeleter::operator()(cairo_pattern_t* pattern) const noexcept {
+  cairo().pattern_destroy(pattern);
 }
 
 CairoPatternPtr Gradient::linearPattern(Point start, Point end) const {
-  CairoPatternPtr pattern(cairo_pattern_create_linear(start.x, start.y, end.x, end.y));
+  if (!cairo().library.isLoaded()) return nullptr;
+  CairoPatternPtr pattern(cairo().pattern_create_linear(start.x, start.y, end.x, end.y));
   addStops(pattern.get());
   return pattern;
 }
 
 CairoPatternPtr Gradient::radialPattern(Point startCenter, double startRadius, Point endCenter,
                                         double endRadius) const {
+  if (!cairo().library.isLoaded()) return nullptr;
   auto radius = [](double r) { return std::isfinite(r) && r > 0 ? r : 0.0; };
-  CairoPatternPtr pattern(cairo_pattern_create_radial(startCenter.x, startCenter.y,
-                                                      radius(startRadius), endCenter.x, endCenter.y,
-                                                      radius(endRadius)));
+  CairoPatternPtr pattern(cairo().pattern_create_radial(startCenter.x, startCenter.y,
+                                                        radius(startRadius), endCenter.x,
+                                                        endCenter.y, radius(endRadius)));
   addStops(pattern.get());
   return pattern;
 }
 
 void Gradient::paintRect(cairo_t* cr, Rect area, cairo_pattern_t* pattern) {
-  cairo_save(cr);
-  cairo_new_path(cr);
-  cairo_rectangle(cr, area.minX(), area.minY(), area.width(), area.height());
-  cairo_set_source(cr, pattern);
-  cairo_fill(cr);
-  cairo_restore(cr);
+  cairo().save(cr);
+  cairo().new_path(cr);
+  cairo().rectangle(cr, area.minX(), area.minY(), area.width(), area.height());
+  cairo().set_source(cr, pattern);
+  cairo().fill(cr);
+  cairo().restore(cr);
 }
 
 void Gradient::drawLinear(cairo_t* cr, Rect rect, double angleDegrees) const {
@@ -98,10 +108,10 @@ void Gradient::drawLinear(cairo_t* cr, Rect rect, double angleDegrees) const {
 }
 
 void Gradient::drawLinear(cairo_t* cr, const BezierPath& path, double angleDegrees) const {
-  cairo_save(cr);
+  cairo().save(cr);
   lx_addClip(path, cr);
   drawLinear(cr, path.bounds(), angleDegrees);
-  cairo_restore(cr);
+  cairo().restore(cr);
 }
 
 void Gradient::drawRadial(cairo_t* cr, Rect rect, Point relativeCenter) const {
@@ -117,10 +127,10 @@ void Gradient::drawRadial(cairo_t* cr, Rect rect, Point relativeCenter) const {
 }
 
 void Gradient::drawRadial(cairo_t* cr, const BezierPath& path, Point relativeCenter) const {
-  cairo_save(cr);
+  cairo().save(cr);
   lx_addClip(path, cr);
   drawRadial(cr, path.bounds(), relativeCenter);
-  cairo_restore(cr);
+  cairo().restore(cr);
 }
 
 }  // namespace lx

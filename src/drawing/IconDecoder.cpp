@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "drawing/CairoLibrary.h"
 #include "drawing/DrawingFailure.h"
 #include "platform/GLibLibrary.h"
 #include "platform/SharedLibrary.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr std::size_t kSVGSniffBytes = 4096;
 
+using detail::cairo;
 using drawing::fail;
 
 std::uint32_t readBigEndian32(DataView d, std::size_t at) {
@@ -45,15 +47,15 @@ cairo_status_t readPNGBytes(void* closure, unsigned char* out, unsigned int leng
 
 // Cairo hands opaque PNGs back as RGB24; callers expect ARGB32 throughout.
 std::optional<ImageSurface> asARGB(cairo_surface_t* decoded) {
-  auto image = ImageSurface::make(cairo_image_surface_get_width(decoded),
-                                  cairo_image_surface_get_height(decoded));
+  auto image = ImageSurface::make(cairo().image_surface_get_width(decoded),
+                                  cairo().image_surface_get_height(decoded));
   if (image) {
-    cairo_t* cr = cairo_create(image->cairoSurface());
-    cairo_set_source_surface(cr, decoded, 0, 0);
-    cairo_paint(cr);
-    cairo_destroy(cr);
+    cairo_t* cr = cairo().create(image->cairoSurface());
+    cairo().set_source_surface(cr, decoded, 0, 0);
+    cairo().paint(cr);
+    cairo().destroy(cr);
   }
-  cairo_surface_destroy(decoded);
+  cairo().surface_destroy(decoded);
   return image;
 }
 
@@ -94,10 +96,10 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
     return fail<ImageSurface>(error, DrawingErrorCode::ImageTooLarge,
                               "No memory for the icon's pixels");
   }
-  cairo_t* cr = cairo_create(image->cairoSurface());
+  cairo_t* cr = cairo().create(image->cairoSurface());
   const RsvgRectangle viewport{0, 0, static_cast<double>(side), static_cast<double>(side)};
   const bool drawn = svg.renderDocument(handle, cr, &viewport, &gerror);
-  cairo_destroy(cr);
+  cairo().destroy(cr);
   detail::gobject().object_unref(handle);
   if (!drawn) {
     std::string reason = gerror ? gerror->message : "unknown error";
@@ -140,11 +142,15 @@ std::optional<ImageSurface> lx_decodePNG(DataView data, ErrorPtr* error) {
   if (width > kMaximumIconSide || height > kMaximumIconSide) {
     return fail<ImageSurface>(error, DrawingErrorCode::ImageTooLarge, tooLarge(width, height));
   }
+  if (!cairo().library.isLoaded()) {
+    return fail<ImageSurface>(error, DrawingErrorCode::UnsupportedImage,
+                              "PNG images cannot be read here: " + cairo().library.error());
+  }
   PNGCursor cursor{data};
-  cairo_surface_t* decoded = cairo_image_surface_create_from_png_stream(readPNGBytes, &cursor);
-  if (cairo_surface_status(decoded) != CAIRO_STATUS_SUCCESS) {
-    const std::string reason = cairo_status_to_string(cairo_surface_status(decoded));
-    cairo_surface_destroy(decoded);
+  cairo_surface_t* decoded = cairo().image_surface_create_from_png_stream(readPNGBytes, &cursor);
+  if (cairo().surface_status(decoded) != CAIRO_STATUS_SUCCESS) {
+    const std::string reason = cairo().status_to_string(cairo().surface_status(decoded));
+    cairo().surface_destroy(decoded);
     return fail<ImageSurface>(error, DrawingErrorCode::MalformedImage,
                               "The PNG image cannot be read: " + reason);
   }

@@ -1,15 +1,16 @@
 #include "vantorcore/drawing/KeyCombination.h"
 
-#include <xkbcommon/xkbcommon.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 
+#include "drawing/XkbcommonLibrary.h"
 #include "vantorcore/drawing/DrawingError.h"
 
 namespace lx {
 namespace {
+
+using detail::xkbcommon;
 
 struct ModifierSpelling {
   ModifierFlags flag;
@@ -82,7 +83,9 @@ bool isModifierKeysym(std::uint32_t keysym) {
 bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
 // The key that typing `c` presses, as keys are kept (lower-case).
-std::uint32_t keysymTyping(char32_t c) { return xkb_keysym_to_lower(xkb_utf32_to_keysym(c)); }
+std::uint32_t keysymTyping(char32_t c) {
+  return xkbcommon().keysym_to_lower(xkbcommon().utf32_to_keysym(c));
+}
 
 std::string quoted(StringView text) { return "'" + toUTF8(text) + "'"; }
 
@@ -123,11 +126,11 @@ std::uint32_t keysymForToken(StringView token) {
     if (isEqualCaseInsensitive(a.name, token)) return a.keysym;
   }
   const std::string name = toUTF8(token);
-  xkb_keysym_t keysym = xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS);
+  xkb_keysym_t keysym = xkbcommon().keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS);
   if (keysym == XKB_KEY_NoSymbol) {
-    keysym = xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_CASE_INSENSITIVE);
+    keysym = xkbcommon().keysym_from_name(name.c_str(), XKB_KEYSYM_CASE_INSENSITIVE);
   }
-  return xkb_keysym_to_lower(keysym);
+  return xkbcommon().keysym_to_lower(keysym);
 }
 
 // Adds `flag` unless already there; false for a repeat.
@@ -197,17 +200,18 @@ std::optional<KeyCombination> KeyCombination::fromKeysym(ModifierFlags modifiers
                                                          std::uint32_t keysym, ErrorPtr* error) {
   char name[64];
   if (keysym == XKB_KEY_NoSymbol || isModifierKeysym(keysym) ||
-      xkb_keysym_get_name(keysym, name, sizeof name) < 0 || keysym > 0x1FFFFFFF) {
+      xkbcommon().keysym_get_name(keysym, name, sizeof name) < 0 || keysym > 0x1FFFFFFF) {
     return fail(error, DrawingErrorCode::UnknownKey,
                 "Keysym 0x" + hex(keysym, 1) + " is not a key a combination can use");
   }
-  return KeyCombination(modifiers & static_cast<ModifierFlags>(0x0F), xkb_keysym_to_lower(keysym));
+  return KeyCombination(modifiers & static_cast<ModifierFlags>(0x0F),
+                        xkbcommon().keysym_to_lower(keysym));
 }
 
 std::optional<KeyCombination> KeyCombination::fromCharacter(ModifierFlags modifiers,
                                                             char32_t character, ErrorPtr* error) {
   const xkb_keysym_t keysym =
-      isControl(character) ? XKB_KEY_NoSymbol : xkb_utf32_to_keysym(character);
+      isControl(character) ? XKB_KEY_NoSymbol : xkbcommon().utf32_to_keysym(character);
   if (keysym == XKB_KEY_NoSymbol) {
     return fail(error, DrawingErrorCode::UnknownKey,
                 "No key types U+" + hex(static_cast<unsigned>(character), 4));
@@ -281,12 +285,12 @@ std::string KeyCombination::xkbKeyName() const {
   if (keysym_ == XKB_KEY_Page_Up) return "Page_Up";
   if (keysym_ == XKB_KEY_Page_Down) return "Page_Down";
   char name[64];
-  xkb_keysym_get_name(keysym_, name, sizeof name);
+  xkbcommon().keysym_get_name(keysym_, name, sizeof name);
   return name;
 }
 
 std::optional<char32_t> KeyCombination::character() const noexcept {
-  const char32_t c = xkb_keysym_to_utf32(keysym_);
+  const char32_t c = xkbcommon().keysym_to_utf32(keysym_);
   if (c == 0 || isControl(c)) return std::nullopt;
   return c;
 }
@@ -315,12 +319,12 @@ String displayKeyName(std::uint32_t keysym, const std::optional<char32_t>& chara
                                        [&](const NamedKey& k) { return k.symbol == out; });
   out.clear();
   if (character && !isKeySymbol && keysymTyping(*character) == keysym) {
-    const char32_t upper = xkb_keysym_to_utf32(xkb_keysym_to_upper(keysym));
+    const char32_t upper = xkbcommon().keysym_to_utf32(xkbcommon().keysym_to_upper(keysym));
     appendCodePoint(out, upper && keysymTyping(upper) == keysym ? upper : *character);
     return out;
   }
   char name[64];
-  xkb_keysym_get_name(keysym, name, sizeof name);
+  xkbcommon().keysym_get_name(keysym, name, sizeof name);
   return fromUTF8(name);
 }
 
@@ -381,7 +385,7 @@ std::optional<KeyCombination> KeyCombination::fromDictionary(const Dictionary& d
     }
   }
   const std::string name = toUTF8(key->asString()->view());
-  const xkb_keysym_t keysym = xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS);
+  const xkb_keysym_t keysym = xkbcommon().keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS);
   if (keysym == XKB_KEY_NoSymbol) {
     return fail(error, DrawingErrorCode::UnknownKey, "Unknown key name '" + name + "'");
   }

@@ -4,10 +4,14 @@
 #include <cmath>
 #include <numbers>
 
+#include "drawing/CairoLibrary.h"
 #include "vantorcore/drawing/BezierPath+Cairo.h"
 #include "vantorcore/drawing/Color+Cairo.h"
 
 namespace lx {
+
+using detail::cairo;
+
 ProgressPie::ProgressPie()
     : fill_(Color::controlTextColor()),
       background_(Color::controlTextColor().withAlpha(0.15)),
@@ -45,7 +49,7 @@ void ProgressPie::draw(cairo_t* cr, Rect rect, double progress) const {
   BezierPath disc;
   disc.arc({r.midX(), r.midY()}, radius(r), 0, 2 * std::numbers::pi);
   disc.closePath();
-  cairo_save(cr);
+  cairo().save(cr);
   if (background_.alpha() > 0) {
     lx_setSourceColor(cr, background_);
     lx_fill(disc, cr);
@@ -57,7 +61,7 @@ void ProgressPie::draw(cairo_t* cr, Rect rect, double progress) const {
     lx_setSourceColor(cr, outline_);
     lx_stroke(disc, cr);
   }
-  cairo_restore(cr);
+  cairo().restore(cr);
 }
 
 }  // namespace lx

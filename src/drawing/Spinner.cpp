@@ -5,10 +5,13 @@
 #include <cmath>
 #include <numbers>
 
+#include "drawing/CairoLibrary.h"
 #include "vantorcore/drawing/Color+Cairo.h"
 #include "vantorcore/platform/Clock.h"
 
 namespace lx {
+
+using detail::cairo;
 
 void Spinner::setSpokeCount(int count) noexcept {
   spokeCount_ = std::clamp(count, kMinimumSpokeCount, kMaximumSpokeCount);
@@ -51,21 +54,21 @@ void Spinner::draw(cairo_t* cr, Rect rect, double seconds) const {
   const double from = std::min(outer * innerRadius_ + width / 2, outer - width / 2);
   const double to = outer - width / 2;
   const int leading = leadingSpoke(seconds);
-  cairo_save(cr);
-  cairo_translate(cr, rect.midX(), rect.midY());
-  cairo_set_line_width(cr, width);
-  cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
-  cairo_set_dash(cr, nullptr, 0, 0);
+  cairo().save(cr);
+  cairo().translate(cr, rect.midX(), rect.midY());
+  cairo().set_line_width(cr, width);
+  cairo().set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+  cairo().set_dash(cr, nullptr, 0, 0);
   for (int spoke = 0; spoke < spokeCount_; ++spoke) {
     const double angle = 2 * std::numbers::pi * spoke / spokeCount_;
     const double dx = std::sin(angle), dy = -std::cos(angle);
-    cairo_new_path(cr);
-    cairo_move_to(cr, dx * from, dy * from);
-    cairo_line_to(cr, dx * to, dy * to);
+    cairo().new_path(cr);
+    cairo().move_to(cr, dx * from, dy * from);
+    cairo().line_to(cr, dx * to, dy * to);
     lx_setSourceColor(cr, color_, spokeOpacity(spoke, leading));
-    cairo_stroke(cr);
+    cairo().stroke(cr);
   }
-  cairo_restore(cr);
+  cairo().restore(cr);
 }
 
 void Spinner::draw(cairo_t* cr, Rect rect) const {

@@ -9,10 +9,6 @@ CurlLibrary::CurlLibrary() : library(VANTOR_CURL_SONAME) {
   if (library.isLoaded()) global_init(CURL_GLOBAL_DEFAULT);
 }
 
-const CurlLibrary& curl() {
-  // Never destroyed: the loading thread may still be in libcurl at exit.
-  static const CurlLibrary* const loaded = new CurlLibrary();
-  return *loaded;
-}
+const CurlLibrary& curl() { return loadedOnce<CurlLibrary>(); }
 
 }  // namespace lx::detail

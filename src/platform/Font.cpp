@@ -1,6 +1,5 @@
 #include "vantorcore/platform/Font.h"
 
-#include <fontconfig/fontconfig.h>
 #include <stdio.h>
 
 #include <algorithm>
@@ -9,8 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/FontconfigLibrary.h"
+
 namespace lx {
 namespace {
+
+using detail::fontconfig;
 
 constexpr StringView kStyleWords[] = {u"Bold",    u"Regular", u"Book",      u"Medium",   u"Italic",
                                       u"Oblique", u"Light",   u"Semi-Bold", u"Condensed"};
@@ -52,20 +55,21 @@ std::optional<Font> desktopMonospaceSetting() {
 }
 
 std::optional<Font> fontconfigMonospace() {
-  if (!FcInit()) return std::nullopt;
-  FcPattern* pattern = FcNameParse(reinterpret_cast<const FcChar8*>("monospace"));
+  const detail::FontconfigLibrary& fc = fontconfig();
+  if (!fc.library.isLoaded() || !fc.Init()) return std::nullopt;
+  FcPattern* pattern = fc.NameParse(reinterpret_cast<const FcChar8*>("monospace"));
   if (!pattern) return std::nullopt;
-  FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
-  FcDefaultSubstitute(pattern);
+  fc.ConfigSubstitute(nullptr, pattern, FcMatchPattern);
+  fc.DefaultSubstitute(pattern);
   FcResult result = FcResultNoMatch;
-  FcPattern* match = FcFontMatch(nullptr, pattern, &result);
+  FcPattern* match = fc.FontMatch(nullptr, pattern, &result);
   std::optional<Font> font;
   FcChar8* family = nullptr;
-  if (match && FcPatternGetString(match, FC_FAMILY, 0, &family) == FcResultMatch && family) {
+  if (match && fc.PatternGetString(match, FC_FAMILY, 0, &family) == FcResultMatch && family) {
     font = Font(fromUTF8(reinterpret_cast<const char*>(family)), Font::kDefaultPointSize);
   }
-  if (match) FcPatternDestroy(match);
-  FcPatternDestroy(pattern);
+  if (match) fc.PatternDestroy(match);
+  fc.PatternDestroy(pattern);
   return font;
 }
 

@@ -5,13 +5,6 @@
 namespace lx::detail {
 namespace {
 
-// Never destroyed: GLib's worker threads may still be in the library at exit.
-template <typename Library>
-const Library& openedOnce() {
-  static const Library* const loaded = new Library();
-  return *loaded;
-}
-
 const std::string& firstError(std::initializer_list<const SharedLibrary*> libraries) {
   static const std::string none;
   for (const SharedLibrary* library : libraries)
@@ -38,9 +31,9 @@ GIOLibrary::GIOLibrary() : library(VANTOR_GIO_SONAME) {
 }
 // clang-format on
 
-const GLibLibrary& glib() { return openedOnce<GLibLibrary>(); }
-const GObjectLibrary& gobject() { return openedOnce<GObjectLibrary>(); }
-const GIOLibrary& gio() { return openedOnce<GIOLibrary>(); }
+const GLibLibrary& glib() { return loadedOnce<GLibLibrary>(); }
+const GObjectLibrary& gobject() { return loadedOnce<GObjectLibrary>(); }
+const GIOLibrary& gio() { return loadedOnce<GIOLibrary>(); }
 
 const std::string& gioLoadError() {
   return firstError({&glib().library, &gobject().library, &gio().library});
@@ -51,7 +44,7 @@ SecretLibrary::SecretLibrary() : library(VANTOR_LIBSECRET_SONAME) {
   LX_SECRET_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
 }
 
-const SecretLibrary& libsecret() { return openedOnce<SecretLibrary>(); }
+const SecretLibrary& libsecret() { return loadedOnce<SecretLibrary>(); }
 
 const std::string& secretLoadError() {
   return firstError({&glib().library, &gobject().library, &gio().library, &libsecret().library});

@@ -37,4 +37,13 @@ class SharedLibrary {
   std::string error_;
 };
 
+/// The process's one `Library` (a struct of a SharedLibrary and its
+/// functions), made on the first call from any thread. Never destroyed: the
+/// library's objects and callbacks may outlive static destruction.
+template <typename Library>
+const Library& loadedOnce() {
+  static const Library* const loaded = new Library();
+  return *loaded;
+}
+
 }  // namespace lx::detail

@@ -48,3 +48,33 @@ expect out "pitch: fixed"
 "$vantor" font "No Such Family 1234" >out
 expect out "found: no, nearest match"
 refuse "bad value" "$vantor" font Sans --size -1
+
+# Cairo, fontconfig and xkbcommon are opened on first use. One at a time,
+# each is shadowed by an empty file the loader refuses: the commands that
+# need it (Cairo needs fontconfig too) fail the way they fail for other
+# reasons (a drawing with the loader's message and no file left behind), and
+# the others still work.
+mkdir missing
+while IFS='|' read -r library outcome command file text; do
+  rm -f missing/* x.png x.svg
+  : >"missing/$library"
+  # shellcheck disable=SC2086  # the command's words are meant to split
+  if LD_LIBRARY_PATH=$PWD/missing "$vantor" $command >out 2>err; then result=ok; else result=fails; fi
+  [ "$result" = "$outcome" ] || { echo "without $library: $command $result" >&2; cat err >&2; exit 1; }
+  expect "$file" "$text"
+  if [ "$outcome" = fails ] && { [ -e x.png ] || [ -e x.svg ]; }; then
+    echo "without $library: $command left a file" >&2; exit 1
+  fi
+done <<'ROWS'
+libcairo.so.2|fails|draw pie -o x.png|err|Cannot write x.png:
+libcairo.so.2|fails|draw pie -o x.svg|err|libcairo.so.2: file too short
+libcairo.so.2|ok|font DejaVu|out|family: DejaVu Sans
+libcairo.so.2|ok|key format ctrl+k|out|Ctrl+K
+libfontconfig.so.1|fails|font DejaVu|err|no font is installed
+libfontconfig.so.1|fails|draw spinner -o x.png|err|libfontconfig.so.1: file too short
+libfontconfig.so.1|ok|key format ctrl+k|out|Ctrl+K
+libxkbcommon.so.0|fails|key format ctrl+k|err|Unknown key 'k' in 'ctrl+k'
+libxkbcommon.so.0|fails|key parse <Control>k|err|Unknown key 'k'
+libxkbcommon.so.0|ok|font DejaVu|out|file: /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
+libxkbcommon.so.0|ok|draw pie -o x.svg|x.svg|<svg
+ROWS

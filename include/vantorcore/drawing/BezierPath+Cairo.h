@@ -19,7 +19,7 @@ namespace LX_API lx {
 /// Releases a `cairo_path_t` with `cairo_path_destroy`.
 struct CairoPathDeleter {
   /// Frees the path with `cairo_path_destroy`.
-  void operator()(cairo_path_t* path) const noexcept { cairo_path_destroy(path); }
+  void operator()(cairo_path_t* path) const noexcept;
 };
 /// A Cairo path that frees itself.
 using CairoPathPtr = std::unique_ptr<cairo_path_t, CairoPathDeleter>;

@@ -29,7 +29,8 @@ inline constexpr int kMaximumImageSide = 16384;
 /// positive or makes a side larger than `kMaximumImageSide`
 /// (`InvalidSize`), another extension (`UnsupportedFormat`), or a file
 /// Cairo cannot write (`WriteFailed`, the description naming Cairo's
-/// status); a failed write leaves no partial file behind.
+/// status, or the loader's message when Cairo cannot be loaded; `draw` is
+/// then not called); a failed write leaves no partial file behind.
 bool lx_drawToFile(const std::string& path, Size size, double scale,
                    const std::function<void(cairo_t*)>& draw, ErrorPtr* error = nullptr);
 

@@ -18,12 +18,13 @@ inline constexpr double kUserUnitsPerPoint = 96.0 / 72.0;
 /// Releases a `cairo_font_face_t` with `cairo_font_face_destroy`.
 struct CairoFontFaceDeleter {
   /// Frees the face with `cairo_font_face_destroy`.
-  void operator()(cairo_font_face_t* face) const noexcept { cairo_font_face_destroy(face); }
+  void operator()(cairo_font_face_t* face) const noexcept;
 };
 /// A Cairo font face that frees itself.
 using CairoFontFacePtr = std::unique_ptr<cairo_font_face_t, CairoFontFaceDeleter>;
 
-/// A Cairo face for the matched file and face index, owned by the caller.
+/// A Cairo face for the matched file and face index, owned by the caller;
+/// null when Cairo or fontconfig cannot be loaded.
 [[nodiscard]] CairoFontFacePtr lx_cairoFontFace(const FontMatch& match);
 /// Makes the matched face, at its point size in user units, the context's
 /// font, for `cairo_show_text` and `cairo_text_extents`.

@@ -21,7 +21,7 @@ namespace LX_API lx {
 /// Releases a `cairo_pattern_t` with `cairo_pattern_destroy`.
 struct CairoPatternDeleter {
   /// Frees the pattern with `cairo_pattern_destroy`.
-  void operator()(cairo_pattern_t* pattern) const noexcept { cairo_pattern_destroy(pattern); }
+  void operator()(cairo_pattern_t* pattern) const noexcept;
 };
 /// A Cairo pattern that frees itself.
 using CairoPatternPtr = std::unique_ptr<cairo_pattern_t, CairoPatternDeleter>;
@@ -59,11 +59,12 @@ class Gradient {
   ///   black@0, white@1:  0.25 => (0.25, 0.25, 0.25)     -1 => black
   [[nodiscard]] Color colorAt(double location) const noexcept;
 
-  /// A Cairo pattern along the line `start`→`end` (padding beyond it).
+  /// A Cairo pattern along the line `start`→`end` (padding beyond it);
+  /// null when Cairo cannot be loaded.
   [[nodiscard]] CairoPatternPtr linearPattern(Point start, Point end) const;
   /// A Cairo pattern from the circle (`startCenter`, `startRadius`) to the
   /// circle (`endCenter`, `endRadius`), padding beyond them. Negative or
-  /// NaN radii are 0.
+  /// NaN radii are 0. Null when Cairo cannot be loaded.
   [[nodiscard]] CairoPatternPtr radialPattern(Point startCenter, double startRadius,
                                               Point endCenter, double endRadius) const;
 

@@ -31,7 +31,8 @@ enum class IconFormat { Unknown, PNG, ICO, SVG };
 [[nodiscard]] IconFormat lx_iconFormat(DataView data) noexcept;
 
 /// Decodes a PNG at its own size. Absent with `ImageTooLarge` for a side
-/// beyond `kMaximumIconSide`, else `MalformedImage` when Cairo cannot read it.
+/// beyond `kMaximumIconSide`, else `MalformedImage` when Cairo cannot read it
+/// (`UnsupportedImage`, with the loader's message, when Cairo cannot be loaded).
 std::optional<ImageSurface> lx_decodePNG(DataView data, ErrorPtr* error = nullptr);
 
 /// Decodes `data` in any of the formats and returns a `side` × `side`
