@@ -70,10 +70,7 @@ struct RsvgLibrary {
   decltype(&::rsvg_handle_render_document) renderDocument = nullptr;
 };
 
-const RsvgLibrary& rsvg() {
-  static const RsvgLibrary* const loaded = new RsvgLibrary();
-  return *loaded;
-}
+const RsvgLibrary& rsvg() { return detail::loadedOnce<RsvgLibrary>(); }
 
 std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) {
   const RsvgLibrary& svg = rsvg();
