@@ -96,8 +96,9 @@ TEST(GLibFamily, EachEntryPointFailsWithTheLoadersMessageWhenALibraryCannotBeOpe
     const int status = ::pclose(tool);
     EXPECT_EQ(WEXITSTATUS(status), row.status) << output;
     EXPECT_NE(output.find(row.output), std::string::npos) << output;
-    if (*row.brokenLibrary && row.status != 0)
+    if (*row.brokenLibrary && row.status != 0) {
       EXPECT_NE(output.find(row.brokenLibrary), std::string::npos) << output;
+    }
   }
 }
 #endif
