@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "drawing/CairoLibrary.h"
 #include "drawing/DrawingFailure.h"
 #include "vantorcore/drawing/DrawingError.h"
 #include "vantorcore/drawing/IconDecoder.h"
@@ -30,6 +31,7 @@ bool startsWithPNGSignature(DataView d) {
   return d.size() >= sizeof kSignature && std::equal(kSignature, kSignature + 8, d.begin());
 }
 
+using detail::cairo;
 using drawing::fail;
 
 // A bitmap entry's pixels: bottom-up rows of colour, then the AND mask.
@@ -89,6 +91,10 @@ class BitmapEntry {
     }
     // Some writers leave the mask out of 32-bit entries, which carry alpha.
     const bool hasMask = colourEnd + maskStride * height <= payload_.size();
+    if (!cairo().library.isLoaded()) {
+      return fail<ImageSurface>(error, DrawingErrorCode::UnsupportedImage,
+                                "Icon bitmaps cannot be read here: " + cairo().library.error());
+    }
     auto image = ImageSurface::make(width, height);
     if (!image) {
       return fail<ImageSurface>(error, DrawingErrorCode::ImageTooLarge,
