@@ -3,9 +3,7 @@
 namespace lx::detail {
 
 CairoLibrary::CairoLibrary() : library(VANTOR_CAIRO_SONAME) {
-#define LX_CAIRO_RESOLVE(name) library.resolve(name, "cairo_" #name);
-  LX_CAIRO_FUNCTIONS(LX_CAIRO_RESOLVE)
-#undef LX_CAIRO_RESOLVE
+  LX_CAIRO_FUNCTIONS(LX_LIBRARY_RESOLVE)
 }
 
 const CairoLibrary& cairo() { return loadedOnce<CairoLibrary>(); }

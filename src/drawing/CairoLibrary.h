@@ -16,61 +16,61 @@ namespace lx::detail {
 
 // clang-format off
 #define LX_CAIRO_FUNCTIONS(X) \
-  X(create) \
-  X(destroy) \
-  X(status) \
-  X(status_to_string) \
-  X(save) \
-  X(restore) \
-  X(translate) \
-  X(scale) \
-  X(new_path) \
-  X(move_to) \
-  X(line_to) \
-  X(curve_to) \
-  X(close_path) \
-  X(rectangle) \
-  X(fill) \
-  X(stroke) \
-  X(clip) \
-  X(paint) \
-  X(set_line_width) \
-  X(set_line_cap) \
-  X(set_line_join) \
-  X(set_miter_limit) \
-  X(set_dash) \
-  X(set_fill_rule) \
-  X(set_source) \
-  X(set_source_rgba) \
-  X(set_source_surface) \
-  X(get_source) \
-  X(set_font_face) \
-  X(set_font_size) \
-  X(font_face_destroy) \
-  X(ft_font_face_create_for_pattern) \
-  X(path_destroy) \
-  X(pattern_create_linear) \
-  X(pattern_create_radial) \
-  X(pattern_add_color_stop_rgba) \
-  X(pattern_set_extend) \
-  X(pattern_set_filter) \
-  X(pattern_destroy) \
-  X(image_surface_create) \
-  X(image_surface_create_from_png_stream) \
-  X(image_surface_get_width) \
-  X(image_surface_get_height) \
-  X(image_surface_get_data) \
-  X(image_surface_get_stride) \
-  X(svg_surface_create) \
-  X(pdf_surface_create) \
-  X(surface_reference) \
-  X(surface_destroy) \
-  X(surface_status) \
-  X(surface_flush) \
-  X(surface_mark_dirty) \
-  X(surface_set_device_scale) \
-  X(surface_write_to_png) \
-  X(surface_finish)
+  X(cairo_, create) \
+  X(cairo_, destroy) \
+  X(cairo_, status) \
+  X(cairo_, status_to_string) \
+  X(cairo_, save) \
+  X(cairo_, restore) \
+  X(cairo_, translate) \
+  X(cairo_, scale) \
+  X(cairo_, new_path) \
+  X(cairo_, move_to) \
+  X(cairo_, line_to) \
+  X(cairo_, curve_to) \
+  X(cairo_, close_path) \
+  X(cairo_, rectangle) \
+  X(cairo_, fill) \
+  X(cairo_, stroke) \
+  X(cairo_, clip) \
+  X(cairo_, paint) \
+  X(cairo_, set_line_width) \
+  X(cairo_, set_line_cap) \
+  X(cairo_, set_line_join) \
+  X(cairo_, set_miter_limit) \
+  X(cairo_, set_dash) \
+  X(cairo_, set_fill_rule) \
+  X(cairo_, set_source) \
+  X(cairo_, set_source_rgba) \
+  X(cairo_, set_source_surface) \
+  X(cairo_, get_source) \
+  X(cairo_, set_font_face) \
+  X(cairo_, set_font_size) \
+  X(cairo_, font_face_destroy) \
+  X(cairo_, ft_font_face_create_for_pattern) \
+  X(cairo_, path_destroy) \
+  X(cairo_, pattern_create_linear) \
+  X(cairo_, pattern_create_radial) \
+  X(cairo_, pattern_add_color_stop_rgba) \
+  X(cairo_, pattern_set_extend) \
+  X(cairo_, pattern_set_filter) \
+  X(cairo_, pattern_destroy) \
+  X(cairo_, image_surface_create) \
+  X(cairo_, image_surface_create_from_png_stream) \
+  X(cairo_, image_surface_get_width) \
+  X(cairo_, image_surface_get_height) \
+  X(cairo_, image_surface_get_data) \
+  X(cairo_, image_surface_get_stride) \
+  X(cairo_, svg_surface_create) \
+  X(cairo_, pdf_surface_create) \
+  X(cairo_, surface_reference) \
+  X(cairo_, surface_destroy) \
+  X(cairo_, surface_status) \
+  X(cairo_, surface_flush) \
+  X(cairo_, surface_mark_dirty) \
+  X(cairo_, surface_set_device_scale) \
+  X(cairo_, surface_write_to_png) \
+  X(cairo_, surface_finish)
 // clang-format on
 
 struct CairoLibrary {
@@ -78,9 +78,7 @@ struct CairoLibrary {
 
   /// Whether Cairo opened; `library.error()` says why not.
   SharedLibrary library;
-#define LX_CAIRO_MEMBER(name) decltype(&::cairo_##name) name = nullptr;
-  LX_CAIRO_FUNCTIONS(LX_CAIRO_MEMBER)
-#undef LX_CAIRO_MEMBER
+  LX_CAIRO_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// The process's Cairo, opened on the first call from any thread. Its

@@ -21,9 +21,7 @@ xkb_keysym_t noKeysym(uint32_t) { return XKB_KEY_NoSymbol; }
 }  // namespace
 
 XkbcommonLibrary::XkbcommonLibrary() : library(VANTOR_XKBCOMMON_SONAME) {
-#define LX_XKBCOMMON_RESOLVE(name) library.resolve(name, "xkb_" #name);
-  LX_XKBCOMMON_FUNCTIONS(LX_XKBCOMMON_RESOLVE)
-#undef LX_XKBCOMMON_RESOLVE
+  LX_XKBCOMMON_FUNCTIONS(LX_LIBRARY_RESOLVE)
   if (library.isLoaded()) return;
   keysym_from_name = unknownName;
   keysym_get_name = noName;

@@ -13,12 +13,12 @@ namespace lx::detail {
 
 // clang-format off
 #define LX_XKBCOMMON_FUNCTIONS(X) \
-  X(keysym_from_name) \
-  X(keysym_get_name) \
-  X(keysym_to_lower) \
-  X(keysym_to_upper) \
-  X(keysym_to_utf32) \
-  X(utf32_to_keysym)
+  X(xkb_, keysym_from_name) \
+  X(xkb_, keysym_get_name) \
+  X(xkb_, keysym_to_lower) \
+  X(xkb_, keysym_to_upper) \
+  X(xkb_, keysym_to_utf32) \
+  X(xkb_, utf32_to_keysym)
 // clang-format on
 
 struct XkbcommonLibrary {
@@ -26,9 +26,7 @@ struct XkbcommonLibrary {
 
   /// Whether libxkbcommon opened; `library.error()` says why not.
   SharedLibrary library;
-#define LX_XKBCOMMON_MEMBER(name) decltype(&::xkb_##name) name = nullptr;
-  LX_XKBCOMMON_FUNCTIONS(LX_XKBCOMMON_MEMBER)
-#undef LX_XKBCOMMON_MEMBER
+  LX_XKBCOMMON_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// The process's libxkbcommon, opened on the first call from any thread.

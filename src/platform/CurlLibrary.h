@@ -11,24 +11,24 @@ namespace lx::detail {
 
 // clang-format off
 #define LX_CURL_FUNCTIONS(X) \
-  X(global_init) \
-  X(version) \
-  X(easy_init) \
-  X(easy_cleanup) \
-  X(easy_reset) \
-  X(easy_setopt) \
-  X(easy_getinfo) \
-  X(easy_strerror) \
-  X(slist_append) \
-  X(slist_free_all) \
-  X(multi_init) \
-  X(multi_setopt) \
-  X(multi_add_handle) \
-  X(multi_remove_handle) \
-  X(multi_perform) \
-  X(multi_poll) \
-  X(multi_wakeup) \
-  X(multi_info_read)
+  X(curl_, global_init) \
+  X(curl_, version) \
+  X(curl_, easy_init) \
+  X(curl_, easy_cleanup) \
+  X(curl_, easy_reset) \
+  X(curl_, easy_setopt) \
+  X(curl_, easy_getinfo) \
+  X(curl_, easy_strerror) \
+  X(curl_, slist_append) \
+  X(curl_, slist_free_all) \
+  X(curl_, multi_init) \
+  X(curl_, multi_setopt) \
+  X(curl_, multi_add_handle) \
+  X(curl_, multi_remove_handle) \
+  X(curl_, multi_perform) \
+  X(curl_, multi_poll) \
+  X(curl_, multi_wakeup) \
+  X(curl_, multi_info_read)
 // clang-format on
 
 struct CurlLibrary {
@@ -37,9 +37,7 @@ struct CurlLibrary {
   /// Whether libcurl opened (and was initialised); `library.error()` says
   /// why not.
   SharedLibrary library;
-#define LX_CURL_MEMBER(name) decltype(&::curl_##name) name = nullptr;
-  LX_CURL_FUNCTIONS(LX_CURL_MEMBER)
-#undef LX_CURL_MEMBER
+  LX_CURL_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// The process's libcurl, opened and globally initialised on the first call

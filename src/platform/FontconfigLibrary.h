@@ -12,20 +12,20 @@ namespace lx::detail {
 
 // clang-format off
 #define LX_FONTCONFIG_FUNCTIONS(X) \
-  X(Init) \
-  X(NameParse) \
-  X(ConfigSubstitute) \
-  X(DefaultSubstitute) \
-  X(FontMatch) \
-  X(PatternCreate) \
-  X(PatternDestroy) \
-  X(PatternAddString) \
-  X(PatternAddInteger) \
-  X(PatternAddDouble) \
-  X(PatternGetString) \
-  X(PatternGetInteger) \
-  X(WeightFromOpenType) \
-  X(WeightToOpenType)
+  X(Fc, Init) \
+  X(Fc, NameParse) \
+  X(Fc, ConfigSubstitute) \
+  X(Fc, DefaultSubstitute) \
+  X(Fc, FontMatch) \
+  X(Fc, PatternCreate) \
+  X(Fc, PatternDestroy) \
+  X(Fc, PatternAddString) \
+  X(Fc, PatternAddInteger) \
+  X(Fc, PatternAddDouble) \
+  X(Fc, PatternGetString) \
+  X(Fc, PatternGetInteger) \
+  X(Fc, WeightFromOpenType) \
+  X(Fc, WeightToOpenType)
 // clang-format on
 
 struct FontconfigLibrary {
@@ -34,9 +34,7 @@ struct FontconfigLibrary {
   /// Whether fontconfig opened; `library.error()` says why not. Without it
   /// no font matches.
   SharedLibrary library;
-#define LX_FONTCONFIG_MEMBER(name) decltype(&::Fc##name) name = nullptr;
-  LX_FONTCONFIG_FUNCTIONS(LX_FONTCONFIG_MEMBER)
-#undef LX_FONTCONFIG_MEMBER
+  LX_FONTCONFIG_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// The process's fontconfig, opened on the first call from any thread. Its functions may be called

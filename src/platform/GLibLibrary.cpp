@@ -14,20 +14,18 @@ const std::string& firstError(std::initializer_list<const SharedLibrary*> librar
 
 }  // namespace
 
-#define LX_GLIB_FAMILY_RESOLVE(prefix, name) library.resolve(name, #prefix #name);
-
 // The lists' expansions read to clang-format as declarations.
 // clang-format off
 GLibLibrary::GLibLibrary() : library(VANTOR_GLIB_SONAME) {
-  LX_GLIB_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+  LX_GLIB_FUNCTIONS(LX_LIBRARY_RESOLVE)
 }
 
 GObjectLibrary::GObjectLibrary() : library(VANTOR_GOBJECT_SONAME) {
-  LX_GOBJECT_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+  LX_GOBJECT_FUNCTIONS(LX_LIBRARY_RESOLVE)
 }
 
 GIOLibrary::GIOLibrary() : library(VANTOR_GIO_SONAME) {
-  LX_GIO_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+  LX_GIO_FUNCTIONS(LX_LIBRARY_RESOLVE)
 }
 // clang-format on
 
@@ -41,7 +39,7 @@ const std::string& gioLoadError() {
 
 #if VANTOR_HAVE_LIBSECRET
 SecretLibrary::SecretLibrary() : library(VANTOR_LIBSECRET_SONAME) {
-  LX_SECRET_FUNCTIONS(LX_GLIB_FAMILY_RESOLVE)
+  LX_SECRET_FUNCTIONS(LX_LIBRARY_RESOLVE)
 }
 
 const SecretLibrary& libsecret() { return loadedOnce<SecretLibrary>(); }

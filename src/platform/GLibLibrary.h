@@ -99,28 +99,26 @@ namespace lx::detail {
   X(secret_, value_unref)
 // clang-format on
 
-#define LX_GLIB_FAMILY_MEMBER(prefix, name) decltype(&::prefix##name) name = nullptr;
-
 /// libglib-2.0: `library` says whether it opened; its functions may be
 /// called only when it did.
 struct GLibLibrary {
   GLibLibrary();
   SharedLibrary library;
-  LX_GLIB_FUNCTIONS(LX_GLIB_FAMILY_MEMBER)
+  LX_GLIB_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// libgobject-2.0, as `GLibLibrary`.
 struct GObjectLibrary {
   GObjectLibrary();
   SharedLibrary library;
-  LX_GOBJECT_FUNCTIONS(LX_GLIB_FAMILY_MEMBER)
+  LX_GOBJECT_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 /// libgio-2.0, as `GLibLibrary`.
 struct GIOLibrary {
   GIOLibrary();
   SharedLibrary library;
-  LX_GIO_FUNCTIONS(LX_GLIB_FAMILY_MEMBER)
+  LX_GIO_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 
 #if VANTOR_HAVE_LIBSECRET
@@ -128,7 +126,7 @@ struct GIOLibrary {
 struct SecretLibrary {
   SecretLibrary();
   SharedLibrary library;
-  LX_SECRET_FUNCTIONS(LX_GLIB_FAMILY_MEMBER)
+  LX_SECRET_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
 #endif
 

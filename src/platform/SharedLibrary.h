@@ -37,6 +37,14 @@ class SharedLibrary {
   std::string error_;
 };
 
+// A library's functions are listed once, as `X(prefix, name)` entries of an
+// X-macro (`LX_CAIRO_FUNCTIONS(X)` and the like). Its struct declares them
+// with `LIST(LX_LIBRARY_FUNCTION)`, a pointer named `name` of the type of
+// `::prefix##name`, and its constructor, which has a SharedLibrary named
+// `library`, looks them up with `LIST(LX_LIBRARY_RESOLVE)`.
+#define LX_LIBRARY_FUNCTION(prefix, name) decltype(&::prefix##name) name = nullptr;
+#define LX_LIBRARY_RESOLVE(prefix, name) library.resolve(name, #prefix #name);
+
 /// The process's one `Library` (a struct of a SharedLibrary and its
 /// functions), made on the first call from any thread. Never destroyed: the
 /// library's objects and callbacks may outlive static destruction.
