@@ -22,11 +22,8 @@ LX_DEFINE_CLASS(LXJSONRPCMessage, lx::Object)
 struct LXJSONRPCMessage::Framed {
   std::size_t headerLength = 0;
   std::size_t bodyLength = 0;
-  bool holdsHeaders = true;
-  // The member the body still holds: "result" (into `result_`) or "params"
-  // (into `parameters_`), when `holdsMember`.
-  bool holdsMember = false;
-  bool memberIsResult = false;
+  // The headers, and "params" or "result" when the body has them.
+  unsigned held = kHeaders;
 
   static Framed* make(std::string_view headerBlock, std::string_view body) {
     void* memory = ::operator new(sizeof(Framed) + headerBlock.size() + body.size() +
@@ -262,8 +259,7 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
     if (const Dictionary* object = error.asDictionary())
       message->error_ = lx_errorWithJSONRPCDictionary(*object);
   } else if (deferred) {
-    framed->holdsMember = true;
-    framed->memberIsResult = isResponse;
+    framed->held |= isResponse ? kResult : kParameters;
   }
   message->framed_ = std::move(framed);
   if (consumedLength) *consumedLength = total;
@@ -271,40 +267,32 @@ std::shared_ptr<LXJSONRPCMessage> LXJSONRPCMessage::messageWithData(
 }
 
 void LXJSONRPCMessage::materializeHeadersLocked() const {
-  if (!framed_ || !framed_->holdsHeaders) return;
+  if (!framed_ || !(framed_->held & kHeaders)) return;
   headers_ = headersOf(framed_->headerBlock());
-  framed_->holdsHeaders = false;
-  releaseFramedIfBuiltLocked();
+  releaseLocked(kHeaders);
 }
 
-void LXJSONRPCMessage::materializeMemberLocked() const {
-  if (!framed_ || !framed_->holdsMember) return;
+void LXJSONRPCMessage::materializeMemberLocked(Part member) const {
+  if (!framed_ || !(framed_->held & member)) return;
   // The body was validated when the message was made; parsing it again costs
   // less than keeping its parsed form, and only the one member is built.
   const std::string_view body = framed_->body();
   detail::ThreadJSONParser parser;
   simdjson::dom::element root;
-  std::optional<Value> member;
+  std::optional<Value> value;
   if (!parser->parse(body.data(), body.size(), false).get(root) && root.is_object()) {
     const BodyMembers members = membersOf(root.get_object().value_unsafe());
-    const auto& element = framed_->memberIsResult ? members.result : members.params;
-    if (element) member = detail::valueFromJSONElement(*element, body.size());
+    const auto& element = member == kResult ? members.result : members.params;
+    if (element) value = detail::valueFromJSONElement(*element, body.size());
   } else {
     LXConditionFailed(u"JSON-RPC body no longer reads as an object");
   }
-  (framed_->memberIsResult ? result_ : parameters_) = std::move(member);
-  framed_->holdsMember = false;
-  releaseFramedIfBuiltLocked();
+  (member == kResult ? result_ : parameters_) = std::move(value);
+  releaseLocked(member);
 }
 
-void LXJSONRPCMessage::forgetMemberLocked(bool result) const {
-  if (!framed_ || !framed_->holdsMember || framed_->memberIsResult != result) return;
-  framed_->holdsMember = false;
-  releaseFramedIfBuiltLocked();
-}
-
-void LXJSONRPCMessage::releaseFramedIfBuiltLocked() const {
-  if (!framed_->holdsHeaders && !framed_->holdsMember) framed_.reset();
+void LXJSONRPCMessage::releaseLocked(Part part) const {
+  if (framed_ && (framed_->held &= ~part) == 0) framed_.reset();
 }
 
 const Dictionary& LXJSONRPCMessage::headers() const {
@@ -315,34 +303,31 @@ const Dictionary& LXJSONRPCMessage::headers() const {
 
 void LXJSONRPCMessage::setHeaders(Dictionary headers) {
   std::lock_guard lock(mutex_);
-  if (framed_) {
-    framed_->holdsHeaders = false;
-    releaseFramedIfBuiltLocked();
-  }
+  releaseLocked(kHeaders);
   headers_ = std::move(headers);
 }
 
 std::optional<Value> LXJSONRPCMessage::parameters() const {
   std::lock_guard lock(mutex_);
-  if (framed_ && !framed_->memberIsResult) materializeMemberLocked();
+  materializeMemberLocked(kParameters);
   return parameters_;
 }
 
 void LXJSONRPCMessage::setParameters(std::optional<Value> parameters) {
   std::lock_guard lock(mutex_);
-  forgetMemberLocked(false);
+  releaseLocked(kParameters);
   parameters_ = std::move(parameters);
 }
 
 std::optional<Value> LXJSONRPCMessage::result() const {
   std::lock_guard lock(mutex_);
-  if (framed_ && framed_->memberIsResult) materializeMemberLocked();
+  materializeMemberLocked(kResult);
   return result_;
 }
 
 void LXJSONRPCMessage::setResult(std::optional<Value> result) {
   std::lock_guard lock(mutex_);
-  forgetMemberLocked(true);
+  releaseLocked(kResult);
   result_ = std::move(result);
 }
 

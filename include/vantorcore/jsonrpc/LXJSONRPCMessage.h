@@ -135,12 +135,13 @@ class LXJSONRPCMessage : public Object {
   struct FramedDeleter {
     void operator()(Framed* framed) const noexcept;
   };
-  // Build what `framed_` still holds; the caller holds `mutex_`.
+  // The parts `framed_` still holds, as bits.
+  enum Part : unsigned { kHeaders = 1, kParameters = 2, kResult = 4 };
+  // Build a part from `framed_` when it still holds it; the caller holds `mutex_`.
   void materializeHeadersLocked() const;
-  void materializeMemberLocked() const;
-  // Drops the held "result" (or "params") without building it.
-  void forgetMemberLocked(bool result) const;
-  void releaseFramedIfBuiltLocked() const;
+  void materializeMemberLocked(Part member) const;
+  // `framed_` no longer holds `part`, and goes once it holds nothing.
+  void releaseLocked(Part part) const;
 
   LXJSONRPCMessageType type_;
   std::optional<Value> messageID_;
