@@ -60,15 +60,15 @@ std::optional<ImageSurface> asARGB(cairo_surface_t* decoded) {
 }
 
 // librsvg, opened for the first SVG icon (see platform/SharedLibrary.h).
+#define LX_RSVG_FUNCTIONS(X) X(rsvg_, handle_new_from_data) X(rsvg_, handle_render_document)
+
 struct RsvgLibrary {
-  RsvgLibrary() {
-    library.resolve(newFromData, "rsvg_handle_new_from_data");
-    library.resolve(renderDocument, "rsvg_handle_render_document");
-  }
-  detail::SharedLibrary library{VANTOR_RSVG_SONAME};
-  decltype(&::rsvg_handle_new_from_data) newFromData = nullptr;
-  decltype(&::rsvg_handle_render_document) renderDocument = nullptr;
+  RsvgLibrary();
+  detail::SharedLibrary library;
+  LX_RSVG_FUNCTIONS(LX_LIBRARY_FUNCTION)
 };
+
+RsvgLibrary::RsvgLibrary() : library(VANTOR_RSVG_SONAME) { LX_RSVG_FUNCTIONS(LX_LIBRARY_RESOLVE) }
 
 const RsvgLibrary& rsvg() { return detail::loadedOnce<RsvgLibrary>(); }
 
@@ -80,7 +80,7 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
   }
   GError* gerror = nullptr;
   // Without a base file librsvg loads no external resource.
-  RsvgHandle* handle = svg.newFromData(data.data(), data.size(), &gerror);
+  RsvgHandle* handle = svg.handle_new_from_data(data.data(), data.size(), &gerror);
   if (!handle) {
     std::string reason = gerror ? gerror->message : "unknown error";
     detail::glib().clear_error(&gerror);
@@ -95,7 +95,7 @@ std::optional<ImageSurface> renderSVG(DataView data, int side, ErrorPtr* error) 
   }
   cairo_t* cr = cairo().create(image->cairoSurface());
   const RsvgRectangle viewport{0, 0, static_cast<double>(side), static_cast<double>(side)};
-  const bool drawn = svg.renderDocument(handle, cr, &viewport, &gerror);
+  const bool drawn = svg.handle_render_document(handle, cr, &viewport, &gerror);
   cairo().destroy(cr);
   detail::gobject().object_unref(handle);
   if (!drawn) {

@@ -1,7 +1,8 @@
-// Optional libraries opened on first use instead of at start-up. libcurl and
-// librsvg bring some fifty shared libraries between them; mapping and
-// relocating those costs every process about 20 ms before `main`, which a
-// process that never fetches a URL or draws an SVG should not pay.
+// Optional libraries opened on first use instead of at start-up. libcurl,
+// librsvg, the GLib family and the Cairo family bring some thirty shared
+// libraries each; mapping and relocating them cost every process about 10 ms
+// per family before `main`, which a process that never fetches a URL, opens
+// another application or draws should not pay.
 #pragma once
 
 #include <string>

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <openssl/x509_vfy.h>
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
