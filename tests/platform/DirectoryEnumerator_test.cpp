@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -96,13 +97,18 @@ TEST_F(DirectoryEnumeratorTest, SizesAreReadForEverythingButFolders) {
   test::writeFile(root_ / "empty", "");
   test::writeFile(root_ / "five", "12345");
   test::writeFile(root_ / "big", std::string(100000, 'x'));
+  // Names are handed to statx where the folder's read left them: the
+  // shortest name and the longest one a folder can hold (NAME_MAX).
+  const std::string longest(NAME_MAX, 'n');
+  test::writeFile(root_ / "a", "1");
+  test::writeFile(root_ / longest, "123");
   fs::create_directory(root_ / "dir");
   fs::create_symlink("five", root_ / "link");
   for (const bool ignoreTypes : {false, true}) {
     SCOPED_TRACE(ignoreTypes);
     const auto seen = walk(root_, DirectoryEnumerator::Sizes, ignoreTypes);
     for (const auto& [name, size] : std::map<std::string, std::uint64_t>{
-             {"empty", 0}, {"five", 5}, {"big", 100000}, {"link", 4}}) {
+             {"empty", 0}, {"five", 5}, {"big", 100000}, {"link", 4}, {"a", 1}, {longest, 3}}) {
       SCOPED_TRACE(name);
       struct stat st {};
       ASSERT_EQ(lstat((root_ / name).c_str(), &st), 0);
