@@ -22,10 +22,53 @@ find_program(MSGFMT_EXECUTABLE msgfmt REQUIRED)
 # that per-area dependency lists would only add bookkeeping.
 add_library(vantor_deps INTERFACE)
 target_link_libraries(vantor_deps INTERFACE
-  ICU::uc ICU::i18n ICU::data OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB SQLite::SQLite3
-  simdjson::simdjson Boost::url Boost::headers PkgConfig::PLIST
-  PkgConfig::LIBXML2 Threads::Threads)
+  ICU::uc ICU::i18n ICU::data ZLIB::ZLIB simdjson::simdjson Boost::url Boost::headers
+  Threads::Threads)
 target_compile_definitions(vantor_deps INTERFACE BOOST_ASIO_NO_DEPRECATED)
+
+# The soname of the shared library at PATH, into OUT.
+function(vantor_soname out path)
+  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${path} OUTPUT_VARIABLE dump)
+  if(NOT path OR NOT dump MATCHES "SONAME +([^\n ]+)")
+    message(FATAL_ERROR "No soname found in '${path}'")
+  endif()
+  set(${out} ${CMAKE_MATCH_1} PARENT_SCOPE)
+endfunction()
+
+# Libraries bound on first call (src/platform/FirstCallBinding.cpp): the
+# library reaches their functions through stubs of the same names that open
+# GROUP (its library files, PATHS) on the first call of any of them. The
+# stubs are x86-64 assembly; elsewhere the libraries are linked as usual.
+set(vantor_first_call_targets
+  OpenSSL::SSL OpenSSL::Crypto SQLite::SQLite3 PkgConfig::PLIST PkgConfig::LIBXML2)
+function(vantor_bind_on_first_call group)
+  set(libraries "")
+  foreach(path IN LISTS ARGN)
+    vantor_soname(soname ${path})
+    get_filename_component(file ${path} REALPATH)
+    list(APPEND libraries "${soname}:${file}")
+    set_property(GLOBAL APPEND PROPERTY VANTOR_LOADED_LIBRARY_FILES ${file})
+  endforeach()
+  list(JOIN libraries "," libraries)
+  set_property(GLOBAL APPEND PROPERTY VANTOR_FIRST_CALL_GROUPS "${group}=${libraries}")
+endfunction()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  enable_language(ASM)
+  vantor_bind_on_first_call(openssl ${OPENSSL_SSL_LIBRARY} ${OPENSSL_CRYPTO_LIBRARY})
+  vantor_bind_on_first_call(sqlite3 ${SQLite3_LIBRARIES})
+  set(plist_library ${PLIST_LINK_LIBRARIES})
+  list(FILTER plist_library INCLUDE REGEX "/libplist-2\\.0\\.so$")
+  vantor_bind_on_first_call(plist ${plist_library})
+  set(xml2_library ${LIBXML2_LINK_LIBRARIES})
+  list(FILTER xml2_library INCLUDE REGEX "/libxml2\\.so$")
+  vantor_bind_on_first_call(xml2 ${xml2_library})
+  foreach(target IN LISTS vantor_first_call_targets)
+    target_include_directories(vantor_deps SYSTEM INTERFACE
+                               $<TARGET_PROPERTY:${target},INTERFACE_INCLUDE_DIRECTORIES>)
+  endforeach()
+else()
+  target_link_libraries(vantor_deps INTERFACE ${vantor_first_call_targets})
+endif()
 
 # Libraries opened on first use (src/platform/SharedLibrary.h) rather than
 # linked: the build compiles against their headers and names each by the
@@ -39,13 +82,13 @@ function(vantor_load_on_first_use prefix name)
       set(path ${candidate})
     endif()
   endforeach()
-  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${path} OUTPUT_VARIABLE dump)
-  if(NOT path OR NOT dump MATCHES "SONAME +([^\n ]+)")
-    message(FATAL_ERROR "No soname found for lib${name} among ${${prefix}_LINK_LIBRARIES}")
+  if(NOT path)
+    message(FATAL_ERROR "No lib${name} among ${${prefix}_LINK_LIBRARIES}")
   endif()
+  vantor_soname(soname ${path})
   target_include_directories(vantor_deps SYSTEM INTERFACE ${${prefix}_INCLUDE_DIRS})
   target_compile_options(vantor_deps INTERFACE ${${prefix}_CFLAGS_OTHER})
-  target_compile_definitions(vantor_deps INTERFACE VANTOR_${prefix}_SONAME="${CMAKE_MATCH_1}")
+  target_compile_definitions(vantor_deps INTERFACE VANTOR_${prefix}_SONAME="${soname}")
   get_filename_component(file ${path} REALPATH)
   set_property(GLOBAL APPEND PROPERTY VANTOR_LOADED_LIBRARY_FILES ${file})
 endfunction()

@@ -56,13 +56,42 @@ function(vantor_area_closure out name)
   set(${out} ${objects} PARENT_SCOPE)
 endfunction()
 
+# The stubs of the libraries bound on first call (cmake/Dependencies.cmake),
+# one for each of their functions that OBJECTS call, as the object library
+# vantor_first_call; nothing when no library is bound so.
+function(vantor_first_call_stubs)
+  get_property(groups GLOBAL PROPERTY VANTOR_FIRST_CALL_GROUPS)
+  if(NOT groups)
+    return()
+  endif()
+  set(areas "")
+  foreach(area IN LISTS VANTOR_AREAS)
+    list(APPEND areas vc_${area})
+  endforeach()
+  set(stubs ${PROJECT_BINARY_DIR}/generated/FirstCallStubs.S)
+  add_custom_command(OUTPUT ${stubs}
+    COMMAND ${CMAKE_COMMAND} -E env NM=${CMAKE_NM}
+            sh ${PROJECT_SOURCE_DIR}/scripts/first-call-stubs.sh ${stubs} ${groups} -- ${ARGN}
+    DEPENDS ${PROJECT_SOURCE_DIR}/scripts/first-call-stubs.sh ${areas} ${ARGN}
+    COMMENT "Writing the stubs of the libraries bound on first call"
+    COMMAND_EXPAND_LISTS VERBATIM)
+  add_library(vantor_first_call OBJECT ${stubs})
+endfunction()
+
 function(vantor_finish_library)
   set(objects "")
   foreach(area IN LISTS VANTOR_AREAS)
     list(APPEND objects $<TARGET_OBJECTS:vc_${area}>)
   endforeach()
+  vantor_first_call_stubs(${objects})
+  if(TARGET vantor_first_call)
+    list(APPEND objects $<TARGET_OBJECTS:vantor_first_call>)
+  endif()
   add_library(vantorcore SHARED ${objects})
   add_library(vantorcore_static STATIC ${objects})
+  # Every symbol resolved here, so that a function missing from the stubs
+  # fails the build rather than the first program that calls it.
+  target_link_options(vantorcore PRIVATE -Wl,--no-undefined)
   set_target_properties(vantorcore PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${VANTOR_SOVERSION})
   set_target_properties(vantorcore_static PROPERTIES OUTPUT_NAME vantorcore)
   foreach(lib vantorcore vantorcore_static)
@@ -95,7 +124,10 @@ function(vantor_add_area_tests)
   add_library(vantor_test_support STATIC ${PROJECT_SOURCE_DIR}/tests/support/TestHTTPServer.cpp
               ${PROJECT_SOURCE_DIR}/tests/support/TestCertificateAuthority.cpp)
   target_include_directories(vantor_test_support PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(vantor_test_support PUBLIC vantor_deps)
+  # Tests make their certificates with OpenSSL and their databases with
+  # SQLite themselves, which the library binds only on first call.
+  target_link_libraries(vantor_test_support PUBLIC vantor_deps OpenSSL::SSL OpenSSL::Crypto
+                        SQLite::SQLite3)
   foreach(area IN LISTS VANTOR_AREAS)
     file(GLOB_RECURSE tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${area}/*.cpp)
     if(NOT tests)
@@ -106,7 +138,8 @@ function(vantor_add_area_tests)
     add_executable(${area}_tests ${tests} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp
                    ${PROJECT_SOURCE_DIR}/tests/support/TestSupport.cpp)
     target_include_directories(${area}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
-    target_link_libraries(${area}_tests PRIVATE ${objects} vantor_test_support GTest::gtest GTest::gmock)
+    target_link_libraries(${area}_tests PRIVATE ${objects} vantor_test_support GTest::gtest GTest::gmock
+                          $<TARGET_NAME_IF_EXISTS:vantor_first_call>)
     target_compile_definitions(${area}_tests PRIVATE
       VANTOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" VANTOR_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
     gtest_discover_tests(${area}_tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "xml/XMLDocumentStorage.h"
+
 namespace lx::detail {
 
 namespace {
@@ -56,7 +58,7 @@ std::string_view attributeValue(const xmlAttr* attribute, std::string& scratch) 
   if (!child->next && child->type == XML_TEXT_NODE) return text(child->content);
   xmlChar* content = xmlNodeGetContent(reinterpret_cast<const xmlNode*>(attribute));
   scratch = text(content);
-  xmlFree(content);
+  freeXMLString(content);
   return scratch;
 }
 

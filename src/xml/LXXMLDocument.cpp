@@ -50,6 +50,24 @@ String stringFromXML(const xmlChar* text) {
   return text ? fromUTF8(reinterpret_cast<const char*>(text)) : String();
 }
 
+void freeXMLString(xmlChar* text) {
+  // `xmlFree` is a variable of libxml2's, which a stub bound on first call
+  // cannot stand in for (FirstCallBinding.cpp); xmlMemGet reads it through
+  // a function.
+  static const xmlFreeFunc free = [] {
+    xmlFreeFunc function = nullptr;
+    xmlMemGet(&function, nullptr, nullptr, nullptr);
+    return function;
+  }();
+  free(text);
+}
+
+String adoptXMLString(xmlChar* text) {
+  String result = stringFromXML(text);
+  freeXMLString(text);
+  return result;
+}
+
 }  // namespace detail
 
 namespace {

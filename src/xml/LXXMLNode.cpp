@@ -21,13 +21,6 @@ const xmlChar* xmlText(const std::string& utf8) {
   return reinterpret_cast<const xmlChar*>(utf8.c_str());
 }
 
-// Takes ownership of a string libxml2 allocated.
-String adoptXMLString(xmlChar* text) {
-  String result = detail::stringFromXML(text);
-  xmlFree(text);
-  return result;
-}
-
 bool hasNamespaceURI(const xmlNode* node) {
   return (node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE) && node->ns &&
          node->ns->href;
@@ -163,7 +156,7 @@ std::optional<String> LXXMLNode::prefix() const {
 
 String LXXMLNode::stringValue() const {
   if (namespace_) return fromUTF8(namespace_->href);
-  return adoptXMLString(xmlXPathCastNodeToString(node_));
+  return detail::adoptXMLString(xmlXPathCastNodeToString(node_));
 }
 
 long LXXMLNode::lineNumber() const {

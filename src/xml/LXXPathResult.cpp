@@ -21,10 +21,7 @@ String LXXPathResult::stringValue() const {
       return string_;
     case Type::Number: {
       detail::initialiseLibxml();
-      xmlChar* text = xmlXPathCastNumberToString(number_);
-      String result = detail::stringFromXML(text);
-      xmlFree(text);
-      return result;
+      return detail::adoptXMLString(xmlXPathCastNumberToString(number_));
     }
     case Type::Boolean:
       return boolean_ ? u"true" : u"false";

@@ -61,4 +61,10 @@ ErrorPtr makeXMLError(LXXMLErrorCode code, std::string_view description);
 /// Text of libxml2 (UTF-8, possibly null) as a String.
 String stringFromXML(const xmlChar* text);
 
+/// Frees a string libxml2 allocated (what its `xmlFree` does).
+void freeXMLString(xmlChar* text);
+
+/// `stringFromXML`, then frees the text.
+String adoptXMLString(xmlChar* text);
+
 }  // namespace lx::detail

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -80,21 +78,13 @@ TEST(GLibFamily, EachEntryPointFailsWithTheLoadersMessageWhenALibraryCannotBeOpe
     SCOPED_TRACE(std::string(row.arguments) + " / " + row.brokenLibrary);
     const auto libraries = test::makeTemporaryFolder("libraries");
     if (*row.brokenLibrary) test::writeFile(libraries / row.brokenLibrary, "");
-    const std::string command =
-        "env XDG_DATA_HOME=" + (folder / "data").string() +
-        " XDG_CONFIG_HOME=" + (folder / "config").string() +
-        " XDG_DATA_DIRS=" + (folder / "none").string() +
+    const test::ShellResult tool = test::runShell(
+        "env XDG_DATA_HOME=" + (folder / "data").string() + " XDG_CONFIG_HOME=" +
+        (folder / "config").string() + " XDG_DATA_DIRS=" + (folder / "none").string() +
         " DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "no-bus").string() +
-        " LD_LIBRARY_PATH=" + libraries.string() + " " + VANTOR_TOOL + " " + row.arguments +
-        " 2>&1";
-    FILE* tool = ::popen(command.c_str(), "r");
-    ASSERT_NE(tool, nullptr);
-    std::string output;
-    char buffer[4096];
-    while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, tool))
-      output.append(buffer, got);
-    const int status = ::pclose(tool);
-    EXPECT_EQ(WEXITSTATUS(status), row.status) << output;
+        " LD_LIBRARY_PATH=" + libraries.string() + " " + VANTOR_TOOL + " " + row.arguments);
+    const std::string& output = tool.output;
+    EXPECT_EQ(tool.status, row.status) << output;
     EXPECT_NE(output.find(row.output), std::string::npos) << output;
     if (*row.brokenLibrary && row.status != 0) {
       EXPECT_NE(output.find(row.brokenLibrary), std::string::npos) << output;

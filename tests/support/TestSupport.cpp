@@ -1,9 +1,11 @@
 #include "support/TestSupport.h"
 
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -71,6 +73,20 @@ std::optional<std::string> runPython(const std::string& program, std::string_vie
   if (status == 0) output = readFile(folder / "output");
   std::filesystem::remove_all(folder);
   return output;
+}
+
+ShellResult runShell(const std::string& command) {
+  ShellResult result;
+  FILE* shell = ::popen((command + " 2>&1").c_str(), "r");
+  if (!shell) return result;
+  char buffer[4096];
+  while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, shell)) {
+    result.output.append(buffer, got);
+  }
+  const int status = ::pclose(shell);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) result.status = 128 + WTERMSIG(status);
+  return result;
 }
 
 }  // namespace lx::test

@@ -36,6 +36,16 @@ std::string readFile(const std::filesystem::path& path);
 /// exits with a status other than 0.
 std::optional<std::string> runPython(const std::string& program, std::string_view input = {});
 
+/// What a shell command printed (standard output and error together) and
+/// its exit status as the shell gives it (128 + the signal when killed).
+struct ShellResult {
+  int status = -1;
+  std::string output;
+};
+
+/// Runs `command` with sh and waits for it.
+ShellResult runShell(const std::string& command);
+
 /// Sets an environment variable for the life of the object, then restores
 /// the value it had (the temporary home installs every variable we touch).
 class ScopedEnvironmentVariable {
