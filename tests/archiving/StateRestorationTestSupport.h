@@ -98,6 +98,10 @@ Value itemEntry(StringView identifier, StringView type, StringView className, Di
 Data handmadeChain(std::size_t depth);
 /// Whether `text` is a fresh identifier: 36 upper-case hex digits and hyphens, 8-4-4-4-12.
 bool isUpperCaseUUID(StringView text);
+/// How a scalar table row stores its value under "k" (and reads it back).
+enum class Scalar { Bool, Int32, Int64, Float, Double, Plain, Nothing };
+/// Stores `value` under "k" as `kind` says (`Plain`: as an object).
+void writeScalar(Coder& coder, Scalar kind, const Value& value);
 /// Resets the restorer's counters.
 void resetRestorer();
 
