@@ -112,26 +112,19 @@ TEST(LXStateRestorationArchiverTest, ObjectsAreStoredAndReadOncePerIdentityNotPe
 TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIdentifierAndClass) {
   const struct {
     const char* name;
-    std::optional<String> identifier;
-    const Class* restorer;
-    std::optional<String> storedIdentifier;  // absent: a fresh UUID
-    const char16_t* storedClass;
-    const char16_t* restorationClass;
+    std::optional<String> identifier;  // absent: a fresh UUID is stored
+    bool panel;                        // a view that is its own restoration class
   } cases[] = {
-      {"own identifier", u"main", &SRViewRestorer::staticClass(), u"main", u"SRView",
-       u"SRViewRestorer"},
-      {"empty identifier", u"", &SRViewRestorer::staticClass(), u"", u"SRView", u"SRViewRestorer"},
-      {"no identifier", std::nullopt, &SRViewRestorer::staticClass(), std::nullopt, u"SRView",
-       u"SRViewRestorer"},
-      {"own class restores", u"p", nullptr, u"p", u"SRPanel", u"SRPanel"},
+      {"own identifier", u"main", false},
+      {"empty identifier", u"", false},
+      {"no identifier", std::nullopt, false},
+      {"own class restores", u"p", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    std::shared_ptr<SRView> object = String(c.storedClass) == u"SRPanel"
-                                         ? std::make_shared<SRPanel>()
-                                         : restorableView(std::nullopt, nullptr);
+    const std::shared_ptr<SRView> object =
+        c.panel ? std::make_shared<SRPanel>() : restorableView(c.identifier);
     object->identifier = c.identifier;
-    object->restorer = c.restorer;
     object->width = 3.5;
     const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) {
       a.encodeObject(Value(object), u"v");
@@ -141,10 +134,10 @@ TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIden
     EXPECT_EQ(root[u"v"], root[u"w"]);
     const Dictionary item = *entryOf(top, root[u"v"]).asDictionary();
     EXPECT_EQ(item[u"t"], Value(u"r"));
-    EXPECT_EQ(item[u"c"], Value(c.storedClass));
-    EXPECT_EQ(item[u"rc"], Value(c.restorationClass));
-    if (c.storedIdentifier) {
-      EXPECT_EQ(item[u"ri"], Value(*c.storedIdentifier));
+    EXPECT_EQ(item[u"c"], Value(c.panel ? u"SRPanel" : u"SRView"));
+    EXPECT_EQ(item[u"rc"], Value(c.panel ? u"SRPanel" : u"SRViewRestorer"));
+    if (c.identifier) {
+      EXPECT_EQ(item[u"ri"], Value(*c.identifier));
     } else {
       EXPECT_TRUE(isUpperCaseUUID(*item[u"ri"].asString()));
       EXPECT_NE(item[u"ri"], item[u"i"]);
