@@ -15,6 +15,27 @@
 namespace lx::srtest {
 namespace {
 
+// The archive dictionary of `data`, or an empty one.
+Dictionary archiveOf(const Data& data) {
+  const std::optional<Value> value = PropertyList::read(data);
+  return value && value->isDictionary() ? *value->asDictionary() : Dictionary();
+}
+
+// The "o" entry under `identifier`, or null.
+Value entryOf(const Dictionary& archive, const Value& identifier) {
+  const Value& objects = archive[u"o"];
+  if (!objects.isDictionary() || !identifier.isString()) return Value();
+  return (*objects.asDictionary())[*identifier.asString()];
+}
+
+// The root key map ("r"."v").
+Dictionary rootKeysOf(const Dictionary& archive) {
+  const Value& root = archive[u"r"];
+  if (!root.isDictionary()) return {};
+  const Value& keys = (*root.asDictionary())[u"v"];
+  return keys.isDictionary() ? *keys.asDictionary() : Dictionary();
+}
+
 TEST(LXStateRestorationArchiverTest, AnEmptyArchiveHoldsAnEmptyRootAndNoObjects) {
   const Data data = archive([](LXStateRestorationArchiver&) {});
   ASSERT_GE(data.size(), 8u);

@@ -79,24 +79,6 @@ std::shared_ptr<SRView> restorableView(std::optional<String> identifier, const C
   return view;
 }
 
-Dictionary archiveOf(const Data& data) {
-  const std::optional<Value> value = PropertyList::read(data);
-  return value && value->isDictionary() ? *value->asDictionary() : Dictionary();
-}
-
-Value entryOf(const Dictionary& archive, const Value& identifier) {
-  const Value& objects = archive[u"o"];
-  if (!objects.isDictionary() || !identifier.isString()) return Value();
-  return (*objects.asDictionary())[*identifier.asString()];
-}
-
-Dictionary rootKeysOf(const Dictionary& archive) {
-  const Value& root = archive[u"r"];
-  if (!root.isDictionary()) return {};
-  const Value& keys = (*root.asDictionary())[u"v"];
-  return keys.isDictionary() ? *keys.asDictionary() : Dictionary();
-}
-
 Data archive(const std::function<void(LXStateRestorationArchiver&)>& encode) {
   Data data;
   LXStateRestorationArchiver archiver(data);

@@ -81,12 +81,6 @@ Value noteWithTitle(StringView title);
 /// A view under `identifier` that `restorer` recreates.
 std::shared_ptr<SRView> restorableView(std::optional<String> identifier,
                                        const Class* restorer = &SRViewRestorer::staticClass());
-/// The archive dictionary of `data` (binary property list), or null.
-Dictionary archiveOf(const Data& data);
-/// The "o" entry under `identifier`, or null.
-Value entryOf(const Dictionary& archive, const Value& identifier);
-/// The root key map ("r"."v").
-Dictionary rootKeysOf(const Dictionary& archive);
 /// Archives by running `encode` at the root.
 Data archive(const std::function<void(LXStateRestorationArchiver&)>& encode);
 /// A binary archive made by hand from its root keys and "o" entries.
