@@ -392,23 +392,23 @@ TEST(LXJSONKeyedUnarchiverTest, FoundationObjectsConvertMarkers) {
     Value json;
     Value decoded;
   };
+  const Data blob{0, 1, 2};
   const Case cases[] = {
-      {"date", Value(u"2024-03-01 14:05:00 GMT"), Value(Date(k2024_03_01_14_05))},
-      {"date with offset", Value(u"2024-03-01 16:05:00 GMT+02:00"), Value(Date(k2024_03_01_14_05))},
-      {"not a date: seconds", Value(u"2024-03-01 14:05:30 GMT"), Value(u"2024-03-01 14:05:30 GMT")},
-      {"not a date: month 13", Value(u"2024-13-01 14:05:00 GMT"),
-       Value(u"2024-13-01 14:05:00 GMT")},
-      {"data", Value(u"AAEC.$_data_"), Value(Data{0, 1, 2})},
-      {"bare suffix", Value(u".$_data_"), Value()},
-      {"bad base64", Value(u"A!EC.$_data_"), Value()},
-      {"empty string", Value(u""), Value()},
+      {"date", u"2024-03-01 14:05:00 GMT", Date(k2024_03_01_14_05)},
+      {"date with offset", u"2024-03-01 16:05:00 GMT+02:00", Date(k2024_03_01_14_05)},
+      {"not a date: seconds", u"2024-03-01 14:05:30 GMT", u"2024-03-01 14:05:30 GMT"},
+      {"not a date: month 13", u"2024-13-01 14:05:00 GMT", u"2024-13-01 14:05:00 GMT"},
+      {"data", u"AAEC.$_data_", blob},
+      {"bare suffix", u".$_data_", Value()},
+      {"bad base64", u"A!EC.$_data_", Value()},
+      {"empty string", u"", Value()},
       {"null", Value(), Value()},
-      {"number", Value(7), Value(7)},
-      {"plain text", Value(u"hello"), Value(u"hello")},
+      {"number", 7, 7},
+      {"plain text", u"hello", u"hello"},
       {"dictionary keeps nulls and empties",
-       Value(Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", u"AAEC.$_data_"}}),
-       Value(Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", Value(Data{0, 1, 2})}})},
-      {"array keeps nulls", Value(Array{Value(), Value(u"")}), Value(Array{Value(), Value(u"")})},
+       Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", u"AAEC.$_data_"}},
+       Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", blob}}},
+      {"array keeps nulls", Array{Value(), u""}, Array{Value(), u""}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
