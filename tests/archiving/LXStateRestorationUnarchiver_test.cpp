@@ -406,11 +406,16 @@ TEST(LXStateRestorationUnarchiverTest, AnObjectReachingItselfIsCutWithALogLine) 
 TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
   const Data good =
       archive([](LXStateRestorationArchiver& a) { a.encodeObject(noteWithTitle(u"t"), u"k"); });
-  const auto record = [](Value e, Value v) {
-    return Value(Dictionary{{u"t", Value(u"v")}, {u"e", std::move(e)}, {u"v", std::move(v)}});
+  const auto plist = [](const Value& top) {
+    return *PropertyList::write(top, PropertyList::Format::Binary);
   };
-  const auto entries = [](Value entry) { return Dictionary{{u"X", std::move(entry)}}; };
-  const Dictionary pointsAtX{{u"k", Value(u"X")}};
+  // An archive whose root key "k" names the entry "X".
+  const auto withX = [](Value entry) {
+    return handmade({{u"k", u"X"}}, {{u"X", std::move(entry)}});
+  };
+  const auto record = [](Value e, Value v) {
+    return Value(Dictionary{{u"t", u"v"}, {u"e", std::move(e)}, {u"v", std::move(v)}});
+  };
   const struct {
     const char* name;
     Data data;
@@ -420,37 +425,21 @@ TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
       {"not a property list", Data{'h', 'i'}, true},
       {"truncated to 8 bytes", Data(good.begin(), good.begin() + 8), true},
       {"truncated by one byte", Data(good.begin(), good.end() - 1), true},
-      {"top is an array", *PropertyList::write(Value(Array{}), PropertyList::Format::Binary), true},
-      {"r and o of the wrong type",
-       *PropertyList::write(Value(Dictionary{{u"r", Value(1)}, {u"o", Value(u"x")}}),
-                            PropertyList::Format::Binary),
-       false},
-      {"v of the wrong type",
-       *PropertyList::write(Value(Dictionary{{u"r", Value(Dictionary{{u"v", Value(Array{})}})}}),
-                            PropertyList::Format::Binary),
-       false},
-      {"key naming a number", handmade({{u"k", Value(5)}}, entries(Value(u"x"))), false},
-      {"identifier pointing nowhere", handmade(pointsAtX, {}), false},
-      {"entry is an array", handmade(pointsAtX, entries(Value(Array{Value(1)}))), false},
-      {"entry without t", handmade(pointsAtX, entries(Value(Dictionary{{u"c", Value(u"SRNote")}}))),
-       false},
-      {"unknown t", handmade(pointsAtX, entries(itemEntry(u"X", u"q", u"SRNote"))), false},
-      {"t of the wrong type",
-       handmade(pointsAtX, entries(Value(Dictionary{{u"t", Value(1)}, {u"c", Value(u"SRNote")}}))),
-       false},
-      {"c of the wrong type",
-       handmade(pointsAtX, entries(Value(Dictionary{{u"t", Value(u"c")}, {u"c", Value(7)}}))),
-       false},
-      {"i record with 3 bytes", handmade(pointsAtX, entries(record(Value(u"i"), Value(Data(3))))),
-       false},
-      {"i record with 5 bytes", handmade(pointsAtX, entries(record(Value(u"i"), Value(Data(5))))),
-       false},
-      {"record with an unknown encoding",
-       handmade(pointsAtX, entries(record(Value(u"{x=i}"), Value(Data(4))))), false},
-      {"record with an empty encoding",
-       handmade(pointsAtX, entries(record(Value(u""), Value(Data())))), false},
-      {"record with bytes as a string",
-       handmade(pointsAtX, entries(record(Value(u"i"), Value(u"abcd")))), false},
+      {"top is an array", plist(Array{}), true},
+      {"r and o of the wrong type", plist(Dictionary{{u"r", 1}, {u"o", u"x"}}), false},
+      {"v of the wrong type", plist(Dictionary{{u"r", Dictionary{{u"v", Array{}}}}}), false},
+      {"key naming a number", handmade({{u"k", 5}}, {{u"X", u"x"}}), false},
+      {"identifier pointing nowhere", handmade({{u"k", u"X"}}, {}), false},
+      {"entry is an array", withX(Array{1}), false},
+      {"entry without t", withX(Dictionary{{u"c", u"SRNote"}}), false},
+      {"unknown t", withX(itemEntry(u"X", u"q", u"SRNote")), false},
+      {"t of the wrong type", withX(Dictionary{{u"t", 1}, {u"c", u"SRNote"}}), false},
+      {"c of the wrong type", withX(Dictionary{{u"t", u"c"}, {u"c", 7}}), false},
+      {"i record with 3 bytes", withX(record(u"i", Data(3))), false},
+      {"i record with 5 bytes", withX(record(u"i", Data(5))), false},
+      {"record with an unknown encoding", withX(record(u"{x=i}", Data(4))), false},
+      {"record with an empty encoding", withX(record(u"", Data())), false},
+      {"record with bytes as a string", withX(record(u"i", u"abcd")), false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -465,8 +454,7 @@ TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
     unarchiver.finishDecoding();
   }
   // A record with exactly 4 bytes for "i" is the limit that reads.
-  LXStateRestorationUnarchiver exact(
-      handmade(pointsAtX, entries(record(Value(u"i"), Value(Data{1, 0, 0, 0})))));
+  LXStateRestorationUnarchiver exact(withX(record(u"i", Data{1, 0, 0, 0})));
   EXPECT_EQ(exact.decodeInt32ForKey(u"k"), 1);
 }
 
