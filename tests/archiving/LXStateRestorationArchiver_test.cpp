@@ -415,6 +415,7 @@ TEST(LXStateRestorationArchiverTest, CollectionsLoseTheirNullMembersAndValuesRea
 
   LXStateRestorationUnarchiver unarchiver(data);
   const Value arrayBack = unarchiver.decodeObjectForKey(u"array");
+  ASSERT_TRUE(arrayBack.isArray());
   ASSERT_EQ(arrayBack.asArray()->size(), 3u);
   const Value noteBack = (*arrayBack.asArray())[1];
   EXPECT_EQ(arrayBack, Value(Array{1, noteBack, noteBack}));
