@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <limits>
+#include <cstdlib>
 
 #include "archiving/StateRestorationTestSupport.h"
 #include "vantorcore/archiving/LXStateRestorationUnarchiver.h"
-#include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Log.h"
-#include "vantorcore/platform/ValueClasses.h"
 
 namespace lx::srtest {
 namespace {
