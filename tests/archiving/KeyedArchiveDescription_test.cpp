@@ -13,9 +13,17 @@ using test::classRecord;
 using test::uid;
 
 Value node(std::uint64_t index, const char16_t* cls, Dictionary keys = {}) {
-  Dictionary out{{u"$uid", Value(index)}, {u"$class", Value(cls)}};
+  Dictionary out{{u"$uid", index}, {u"$class", cls}};
   out.addEntries(keys);
   return Value(std::move(out));
+}
+
+// How a description refers back to an object it showed before.
+Value ref(int index) { return Dictionary{{u"$ref", index}}; }
+
+// The description of the archive's root object.
+Value rootOf(const Value& description) {
+  return (*(*description.asDictionary())[u"top"].asDictionary())[u"root"];
 }
 
 TEST(KeyedArchiveDescriptionTest, ShowsEachObjectOnceAndRefersBackAfter) {
@@ -29,18 +37,15 @@ TEST(KeyedArchiveDescriptionTest, ShowsEachObjectOnceAndRefersBackAfter) {
   const std::optional<Value> description = KeyedArchiveDescription::describe(archive);
   ASSERT_TRUE(description);
   const Value expected(Dictionary{
-      {u"archiver", Value(u"NSKeyedArchiver")},
-      {u"version", Value(100000)},
-      {u"objects", Value(std::size_t{5})},
-      {u"top",
-       Value(Dictionary{
-           {u"root",
-            node(1, u"Note",
-                 {{u"title", Value(u"Hi")},
-                  {u"next", node(2, u"Note",
-                                 {{u"back", Value(Dictionary{{u"$ref", Value(1)}})},
-                                  {u"blob", Value(Dictionary{{u"$data", Value(u"AQI=")}})}})}})},
-       })},
+      {u"archiver", u"NSKeyedArchiver"},
+      {u"version", 100000},
+      {u"objects", std::size_t{5}},
+      {u"top", Dictionary{{u"root",
+                           node(1, u"Note",
+                                {{u"title", u"Hi"},
+                                 {u"next", node(2, u"Note",
+                                                {{u"back", ref(1)},
+                                                 {u"blob", Dictionary{{u"$data", u"AQI="}}}})}})}}},
   });
   EXPECT_EQ(*description, expected);
 }
@@ -59,7 +64,8 @@ TEST(KeyedArchiveDescriptionTest, EdgesOfTheGraph) {
   // The depth of the deepest shown object, and whether a "$deeper" marker ends it.
   const auto depthOf = [](const Value& description, bool* cut) {
     std::size_t depth = 0;
-    const Value* at = &(*(*description.asDictionary())[u"top"].asDictionary())[u"root"];
+    const Value root = rootOf(description);
+    const Value* at = &root;
     *cut = false;
     while (const Dictionary* d = at->asDictionary()) {
       if (d->contains(u"$deeper")) *cut = true;
@@ -93,32 +99,24 @@ TEST(KeyedArchiveDescriptionTest, EdgesOfTheGraph) {
     Value archive;
     Value root;
   } arrays[] = {
-      {"holding itself", archiveWith({Value(Array{uid(1)})}),
-       Value(Dictionary{{u"$uid", Value(1)},
-                        {u"$array", Value(Array{Value(Dictionary{{u"$ref", Value(1)}})})}})},
-      {"holding each other twice",
-       archiveWith({Value(Array{uid(2), uid(2)}), Value(Array{uid(1), uid(1)})}),
-       Value(Dictionary{
-           {u"$uid", Value(1)},
-           {u"$array",
-            Value(Array{Value(Dictionary{
-                            {u"$uid", Value(2)},
-                            {u"$array", Value(Array{Value(Dictionary{{u"$ref", Value(1)}}),
-                                                    Value(Dictionary{{u"$ref", Value(1)}})})}}),
-                        Value(Dictionary{{u"$ref", Value(2)}})})}})},
+      {"holding itself", archiveWith({Array{uid(1)}}),
+       Dictionary{{u"$uid", 1}, {u"$array", Array{ref(1)}}}},
+      {"holding each other twice", archiveWith({Array{uid(2), uid(2)}, Array{uid(1), uid(1)}}),
+       Dictionary{{u"$uid", 1},
+                  {u"$array",
+                   Array{Dictionary{{u"$uid", 2}, {u"$array", Array{ref(1), ref(1)}}}, ref(2)}}}},
   };
   for (const auto& c : arrays) {
     SCOPED_TRACE(c.name);
     const auto description = KeyedArchiveDescription::describe(c.archive);
     ASSERT_TRUE(description);
-    EXPECT_EQ((*(*description->asDictionary())[u"top"].asDictionary())[u"root"], c.root);
+    EXPECT_EQ(rootOf(*description), c.root);
   }
 
   // UIDs out of range are shown, not followed.
   const auto dangling = KeyedArchiveDescription::describe(archiveWith({Value(u"x")}, 9));
   ASSERT_TRUE(dangling);
-  EXPECT_EQ((*(*dangling->asDictionary())[u"top"].asDictionary())[u"root"],
-            Value(Dictionary{{u"$ref", Value(9)}, {u"$missing", Value(true)}}));
+  EXPECT_EQ(rootOf(*dangling), Value(Dictionary{{u"$ref", 9}, {u"$missing", true}}));
 
   ErrorPtr error;
   EXPECT_FALSE(KeyedArchiveDescription::describe(Value(Dictionary{{u"r", 1}}), &error));

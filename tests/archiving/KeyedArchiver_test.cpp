@@ -68,23 +68,20 @@ TEST(KeyedArchiverTest, PlatformValuesHaveThePlatformsForm) {
     Value value;
     Value stored;  // object 1 of "$objects", classes at 2+
   } cases[] = {
-      {"string", Value(u"s"), Value(u"s")},
-      {"integer", Value(-3), Value(-3)},
-      {"bool", Value(true), Value(true)},
-      {"data", Value(Data{1, 2}), Value(Data{1, 2})},
-      {"boxed value", Value(BoxedValue::valueWithInt32(7)), Value(7)},
-      {"date", Value(Date::withTimeIntervalSinceReferenceDate(-1.5)),
-       Value(Dictionary{{u"NS.time", Value(-1.5)}, {u"$class", uid(2)}})},
-      {"empty array", Value(Array{}),
-       Value(Dictionary{{u"NS.objects", Value(Array{})}, {u"$class", uid(2)}})},
-      {"array with null", Value(Array{Value()}),
-       Value(Dictionary{{u"NS.objects", Value(Array{uid(0)})}, {u"$class", uid(2)}})},
-      {"dictionary", Value(Dictionary{{u"k", Value(u"k")}}),
-       Value(Dictionary{{u"NS.keys", Value(Array{uid(2)})},
-                        {u"NS.objects", Value(Array{uid(2)})},
-                        {u"$class", uid(3)}})},
-      {"uuid", Value(uuid),
-       Value(Dictionary{{u"NS.uuidbytes", Value(uuidBytes)}, {u"$class", uid(2)}})},
+      {"string", u"s", u"s"},
+      {"integer", -3, -3},
+      {"bool", true, true},
+      {"data", Data{1, 2}, Data{1, 2}},
+      {"boxed value", BoxedValue::valueWithInt32(7), 7},
+      {"date", Date::withTimeIntervalSinceReferenceDate(-1.5),
+       Dictionary{{u"NS.time", -1.5}, {u"$class", uid(2)}}},
+      {"empty array", Array{}, Dictionary{{u"NS.objects", Array{}}, {u"$class", uid(2)}}},
+      {"array with null", Array{Value()},
+       Dictionary{{u"NS.objects", Array{uid(0)}}, {u"$class", uid(2)}}},
+      {"dictionary", Dictionary{{u"k", u"k"}},
+       Dictionary{
+           {u"NS.keys", Array{uid(2)}}, {u"NS.objects", Array{uid(2)}}, {u"$class", uid(3)}}},
+      {"uuid", uuid, Dictionary{{u"NS.uuidbytes", uuidBytes}, {u"$class", uid(2)}}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -170,7 +170,7 @@ Dictionary bodyOf(const Data& data) {
 
 // --- Writing -----------------------------------------------------------------
 
-TEST(LXJSONKeyedArchiverTest, WritesTheDocumentOfTheWorkedExample) {
+TEST(LXJSONKeyedArchiverTest, TheWorkedExampleIsWrittenAndReadBack) {
   const Data data = archive(Value(sampleAccount()));
   EXPECT_NE(asStringView(data).find("\n"), std::string_view::npos) << "pretty-printed";
   const Value doc = parse(data);
@@ -192,6 +192,22 @@ TEST(LXJSONKeyedArchiverTest, WritesTheDocumentOfTheWorkedExample) {
   EXPECT_EQ(body[u"items"], wrapped);
   EXPECT_NE(asStringView(data).find("\"rate\" : 0.1,"), std::string_view::npos)
       << "floats are written with single precision";
+
+  const Value decoded = LXJSONKeyedUnarchiver::unarchiveObjectWithData(data);
+  auto a = decoded.objectAs<JCAccount>();
+  ASSERT_TRUE(a);
+  EXPECT_EQ(a->name, u"Joe");
+  EXPECT_EQ(a->balance, 12.5);
+  EXPECT_EQ(a->rate, 0.1f);
+  EXPECT_TRUE(a->active);
+  EXPECT_EQ(a->level, -7);
+  EXPECT_EQ(a->created, Date(k2024_03_01_14_05)) << "14:05:59.9 reads back as 14:05:00";
+  EXPECT_EQ(a->avatar, (Data{0, 1, 2}));
+  EXPECT_EQ(a->tags, (Array{Value(u"a"), Value(u"b")}));
+  ASSERT_TRUE(a->owner);
+  EXPECT_EQ(a->owner->first, u"Ann");
+  ASSERT_EQ(a->items.size(), 2u);
+  EXPECT_EQ(a->items[1].objectAs<JCItem>()->id, 2);
 }
 
 TEST(LXJSONKeyedArchiverTest, ClassMetadataOffDropsClassAndWrapper) {
@@ -203,47 +219,34 @@ TEST(LXJSONKeyedArchiverTest, ClassMetadataOffDropsClassAndWrapper) {
             Value(Array{Value(Dictionary{{u"id", 1}}), Value(Dictionary{{u"id", 2}})}));
 }
 
-TEST(LXJSONKeyedArchiverTest, EmptyArraysAreOmittedAndNullMembersDropped) {
-  struct Case {
+TEST(LXJSONKeyedArchiverTest, ArraysLoseNullsEmptyOnesAreOmittedAndAnObjectFirstWrapsThem) {
+  const Value item(std::make_shared<JCItem>(3));
+  const Value itemBody(Dictionary{{u"id", 3}, {u"@class", u"JCItem"}});
+  const struct {
     const char* name;
     Value extra;
     std::optional<Value> written;
-  };
-  const Case cases[] = {
-      {"empty array", Value(Array{}), std::nullopt},
-      {"all-JSON array of empty arrays is written as is",
-       Value(Array{Value(Array{}), Value(Array{})}), Value(Array{Value(Array{}), Value(Array{})})},
-      {"nested array, nulls dropped",
-       Value(Array{Value(Array{Value(Date(0)), Value()}), Value(u"x")}),
-       Value(Array{Value(Array{Value(u"1970-01-01 00:00:00 GMT")}), Value(u"x")})},
-      {"array of strings stays plain", Value(Array{Value(u"s")}), Value(Array{Value(u"s")})},
-      {"dictionary with a date keeps keys, no class", Value(Dictionary{{u"when", Value(Date(60))}}),
-       Value(Dictionary{{u"when", u"1970-01-01 00:01:00 GMT"}})},
+  } cases[] = {
+      {"empty array", Array{}, std::nullopt},
+      {"all-JSON array of empty arrays is written as is", Array{Array{}, Array{}},
+       Array{Array{}, Array{}}},
+      {"nested array, nulls dropped", Array{Array{Date(0), Value()}, u"x"},
+       Array{Array{u"1970-01-01 00:00:00 GMT"}, u"x"}},
+      {"array of strings stays plain", Array{u"s"}, Array{u"s"}},
+      {"dictionary with a date keeps keys, no class", Dictionary{{u"when", Date(60)}},
+       Dictionary{{u"when", u"1970-01-01 00:01:00 GMT"}}},
+      {"object first: wrapped", Array{item, u"text"},
+       Array{Dictionary{{u"JCItem", Array{itemBody, u"text"}}}}},
+      {"string first: no wrapper", Array{u"text", item}, Array{u"text", itemBody}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     auto a = std::make_shared<JCAccount>();
     a->extra = c.extra;
     const Dictionary body = bodyOf(archive(Value(a)));
-    if (c.written) {
-      EXPECT_EQ(body[u"extra"], *c.written);
-    } else {
-      EXPECT_FALSE(body.contains(u"extra"));
-    }
+    EXPECT_EQ(body.contains(u"extra") ? std::optional(body[u"extra"]) : std::nullopt, c.written);
     EXPECT_FALSE(body.contains(u"tags")) << "the account's own empty array is omitted too";
   }
-}
-
-TEST(LXJSONKeyedArchiverTest, WrapperDependsOnTheFirstMembersClassName) {
-  auto a = std::make_shared<JCAccount>();
-  a->extra = Value(Array{Value(std::make_shared<JCItem>(3)), Value(u"text")});
-  const Dictionary body = bodyOf(archive(Value(a)));
-  ASSERT_TRUE(body[u"extra"].isArray());
-  EXPECT_TRUE(body[u"extra"].asArray()->front().asDictionary()->contains(u"JCItem"));
-
-  a->extra = Value(Array{Value(u"text"), Value(std::make_shared<JCItem>(3))});
-  const Dictionary plain = bodyOf(archive(Value(a)));
-  EXPECT_EQ(plain[u"extra"].asArray()->size(), 2u) << "a string first: no wrapper";
 }
 
 TEST(LXJSONKeyedArchiverTest, SuppressedKeysApplyToTheExactClassOnly) {
@@ -271,26 +274,23 @@ class Substituter : public LXJSONKeyedArchiverDelegate {
 };
 
 TEST(LXJSONKeyedArchiverTest, DelegateMaySubstituteJSONValuesOnly) {
-  ScopedLogCapture capture;
-  auto delegate = std::make_shared<Substituter>();
-  {
+  for (const Value& answer : {Value(42), Value(Date(0))}) {
+    SCOPED_TRACE(toUTF8(answer.description()));
+    ScopedLogCapture capture;
+    auto delegate = std::make_shared<Substituter>();
+    delegate->answer = answer;
     LXJSONKeyedArchiver archiver;
     archiver.setDelegate(delegate);
-    delegate->answer = Value(42);
     const Dictionary body = bodyOf(archive(Value(sampleAccount()), &archiver));
-    EXPECT_EQ(body[u"name"], Value(42));
+    const bool valid = answer.isNumber();
+    EXPECT_EQ(body.contains(u"name") ? std::optional(body[u"name"]) : std::nullopt,
+              valid ? std::optional(answer) : std::nullopt);
     EXPECT_EQ(body[u"balance"], Value(12.5));
     EXPECT_EQ(std::count(delegate->askedKeys.begin(), delegate->askedKeys.end(), u"created"), 0)
         << "object values are not offered";
-  }
-  {
-    LXJSONKeyedArchiver archiver;
-    archiver.setDelegate(delegate);
-    delegate->answer = Value(Date(0));
-    const Dictionary body = bodyOf(archive(Value(sampleAccount()), &archiver));
-    EXPECT_FALSE(body.contains(u"name"));
-    EXPECT_TRUE(capture.contains(
-        u"LXJSONCoder - delegate substitued an invalid JSON object, cannot encode data."));
+    EXPECT_EQ(capture.contains(
+                  u"LXJSONCoder - delegate substitued an invalid JSON object, cannot encode data."),
+              !valid);
   }
 }
 
@@ -367,25 +367,6 @@ TEST(LXJSONKeyedArchiverTest, OutputIsCachedAndFailuresGiveNoData) {
 
 // --- Reading -----------------------------------------------------------------
 
-TEST(LXJSONKeyedUnarchiverTest, ModelRoundTrips) {
-  const Value decoded =
-      LXJSONKeyedUnarchiver::unarchiveObjectWithData(archive(Value(sampleAccount())));
-  auto a = decoded.objectAs<JCAccount>();
-  ASSERT_TRUE(a);
-  EXPECT_EQ(a->name, u"Joe");
-  EXPECT_EQ(a->balance, 12.5);
-  EXPECT_EQ(a->rate, 0.1f);
-  EXPECT_TRUE(a->active);
-  EXPECT_EQ(a->level, -7);
-  EXPECT_EQ(a->created, Date(k2024_03_01_14_05)) << "14:05:59.9 reads back as 14:05:00";
-  EXPECT_EQ(a->avatar, (Data{0, 1, 2}));
-  EXPECT_EQ(a->tags, (Array{Value(u"a"), Value(u"b")}));
-  ASSERT_TRUE(a->owner);
-  EXPECT_EQ(a->owner->first, u"Ann");
-  ASSERT_EQ(a->items.size(), 2u);
-  EXPECT_EQ(a->items[1].objectAs<JCItem>()->id, 2);
-}
-
 TEST(LXJSONKeyedUnarchiverTest, NestedObjectsUnderKeysComeBackAsDictionaries) {
   auto reader = LXJSONKeyedUnarchiver::initForReadingWithData(archive(Value(sampleAccount())));
   ASSERT_TRUE(reader);
@@ -411,23 +392,23 @@ TEST(LXJSONKeyedUnarchiverTest, FoundationObjectsConvertMarkers) {
     Value json;
     Value decoded;
   };
+  const Data blob{0, 1, 2};
   const Case cases[] = {
-      {"date", Value(u"2024-03-01 14:05:00 GMT"), Value(Date(k2024_03_01_14_05))},
-      {"date with offset", Value(u"2024-03-01 16:05:00 GMT+02:00"), Value(Date(k2024_03_01_14_05))},
-      {"not a date: seconds", Value(u"2024-03-01 14:05:30 GMT"), Value(u"2024-03-01 14:05:30 GMT")},
-      {"not a date: month 13", Value(u"2024-13-01 14:05:00 GMT"),
-       Value(u"2024-13-01 14:05:00 GMT")},
-      {"data", Value(u"AAEC.$_data_"), Value(Data{0, 1, 2})},
-      {"bare suffix", Value(u".$_data_"), Value()},
-      {"bad base64", Value(u"A!EC.$_data_"), Value()},
-      {"empty string", Value(u""), Value()},
+      {"date", u"2024-03-01 14:05:00 GMT", Date(k2024_03_01_14_05)},
+      {"date with offset", u"2024-03-01 16:05:00 GMT+02:00", Date(k2024_03_01_14_05)},
+      {"not a date: seconds", u"2024-03-01 14:05:30 GMT", u"2024-03-01 14:05:30 GMT"},
+      {"not a date: month 13", u"2024-13-01 14:05:00 GMT", u"2024-13-01 14:05:00 GMT"},
+      {"data", u"AAEC.$_data_", blob},
+      {"bare suffix", u".$_data_", Value()},
+      {"bad base64", u"A!EC.$_data_", Value()},
+      {"empty string", u"", Value()},
       {"null", Value(), Value()},
-      {"number", Value(7), Value(7)},
-      {"plain text", Value(u"hello"), Value(u"hello")},
+      {"number", 7, 7},
+      {"plain text", u"hello", u"hello"},
       {"dictionary keeps nulls and empties",
-       Value(Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", u"AAEC.$_data_"}}),
-       Value(Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", Value(Data{0, 1, 2})}})},
-      {"array keeps nulls", Value(Array{Value(), Value(u"")}), Value(Array{Value(), Value(u"")})},
+       Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", u"AAEC.$_data_"}},
+       Dictionary{{u"n", Value()}, {u"e", u""}, {u"d", blob}}},
+      {"array keeps nulls", Array{Value(), u""}, Array{Value(), u""}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -636,7 +617,6 @@ TEST(LXJSONKeyedUnarchiverTest, UUIDRoundTripsAsAValue) {
   auto back = LXJSONKeyedUnarchiver::unarchiveObjectWithData(data).objectAs<LXUUID>();
   ASSERT_TRUE(back);
   EXPECT_TRUE(back->isEqual(*uuid));
-  EXPECT_EQ(back->hash(), uuid->hash());
 }
 
 TEST(LXJSONKeyedUnarchiverTest, BytesTravelAsData) {

@@ -2,18 +2,36 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <limits>
+#include <cstdlib>
 
 #include "archiving/StateRestorationTestSupport.h"
 #include "vantorcore/archiving/LXStateRestorationUnarchiver.h"
-#include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Log.h"
-#include "vantorcore/platform/ValueClasses.h"
 
 namespace lx::srtest {
 namespace {
+
+// The archive dictionary of `data`, or an empty one.
+Dictionary archiveOf(const Data& data) {
+  const std::optional<Value> value = PropertyList::read(data);
+  return value && value->isDictionary() ? *value->asDictionary() : Dictionary();
+}
+
+// The "o" entry under `identifier`, or null.
+Value entryOf(const Dictionary& archive, const Value& identifier) {
+  const Value& objects = archive[u"o"];
+  if (!objects.isDictionary() || !identifier.isString()) return Value();
+  return (*objects.asDictionary())[*identifier.asString()];
+}
+
+// The root key map ("r"."v").
+Dictionary rootKeysOf(const Dictionary& archive) {
+  const Value& root = archive[u"r"];
+  if (!root.isDictionary()) return {};
+  const Value& keys = (*root.asDictionary())[u"v"];
+  return keys.isDictionary() ? *keys.asDictionary() : Dictionary();
+}
 
 TEST(LXStateRestorationArchiverTest, AnEmptyArchiveHoldsAnEmptyRootAndNoObjects) {
   const Data data = archive([](LXStateRestorationArchiver&) {});
@@ -26,28 +44,25 @@ TEST(LXStateRestorationArchiverTest, AnEmptyArchiveHoldsAnEmptyRootAndNoObjects)
 }
 
 TEST(LXStateRestorationArchiverTest, ScalarsBecomeValueRecordsWithTheirEncodingAndBytes) {
+  using enum Scalar;
   const struct {
     const char* name;
-    std::function<void(Coder&)> encode;
+    Scalar kind;
+    Value value;
     const char16_t* encoding;
     Data bytes;
   } cases[] = {
-      {"bool", [](Coder& c) { c.encodeBool(true, u"k"); }, u"B", {1}},
-      {"int", [](Coder& c) { c.encodeInt(-2, u"k"); }, u"i", {0xfe, 0xff, 0xff, 0xff}},
-      {"int32 max",
-       [](Coder& c) { c.encodeInt32(INT32_MAX, u"k"); },
-       u"i",
-       {0xff, 0xff, 0xff, 0x7f}},
-      {"int64 min",
-       [](Coder& c) { c.encodeInt64(INT64_MIN, u"k"); },
-       u"q",
-       {0, 0, 0, 0, 0, 0, 0, 0x80}},
-      {"float", [](Coder& c) { c.encodeFloat(1.5f, u"k"); }, u"f", {0, 0, 0xc0, 0x3f}},
-      {"double", [](Coder& c) { c.encodeDouble(-2.0, u"k"); }, u"d", {0, 0, 0, 0, 0, 0, 0, 0xc0}},
+      {"bool", Bool, Value(true), u"B", {1}},
+      {"int", Int32, Value(-2), u"i", {0xfe, 0xff, 0xff, 0xff}},
+      {"int32 max", Int32, Value(INT32_MAX), u"i", {0xff, 0xff, 0xff, 0x7f}},
+      {"int64 min", Int64, Value(INT64_MIN), u"q", {0, 0, 0, 0, 0, 0, 0, 0x80}},
+      {"float", Float, Value(1.5f), u"f", {0, 0, 0xc0, 0x3f}},
+      {"double", Double, Value(-2.0), u"d", {0, 0, 0, 0, 0, 0, 0, 0xc0}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) { c.encode(a); }));
+    const Dictionary top =
+        archiveOf(archive([&](LXStateRestorationArchiver& a) { writeScalar(a, c.kind, c.value); }));
     const Value record = entryOf(top, rootKeysOf(top)[u"k"]);
     EXPECT_EQ(record, Value(Dictionary{
                           {u"t", Value(u"v")}, {u"e", Value(c.encoding)}, {u"v", Value(c.bytes)}}));
@@ -73,57 +88,61 @@ TEST(LXStateRestorationArchiverTest, PlainValuesAreStoredAsThemselvesEachTimeAfr
   }
 }
 
-TEST(LXStateRestorationArchiverTest, ObjectsAreStoredOncePerIdentityNotPerEquality) {
+TEST(LXStateRestorationArchiverTest, ObjectsAreStoredAndReadOncePerIdentityNotPerEquality) {
   const Value shared = noteWithTitle(u"shared");
   const Value twin = noteWithTitle(u"shared");  // equal to `shared`, another object
-  const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) {
-    auto holder = std::make_shared<SRNote>();
-    holder->link = shared;
+  auto holder = std::make_shared<SRNote>();
+  holder->link = shared;
+  const Data data = archive([&](LXStateRestorationArchiver& a) {
     a.encodeObject(shared, u"first");
     a.encodeObject(shared, u"again");
     a.encodeConditionalObject(shared, u"conditional");
     a.encodeObject(Value(holder), u"holder");
     a.encodeObject(twin, u"twin");
-  }));
+    a.encodeObject(Value(Array{shared, twin}), u"array");
+  });
+  const Dictionary top = archiveOf(data);
   const Dictionary root = rootKeysOf(top);
   EXPECT_EQ(root[u"first"], root[u"again"]);
   EXPECT_EQ(root[u"first"], root[u"conditional"]);
   EXPECT_NE(root[u"first"], root[u"twin"]);
-  const Value holder = entryOf(top, root[u"holder"]);
-  const Value holderKeys = (*holder.asDictionary())[u"v"];
+  const Value holderKeys = (*entryOf(top, root[u"holder"]).asDictionary())[u"v"];
   EXPECT_EQ((*holderKeys.asDictionary())[u"link"], root[u"first"]);
-  // shared, its title, holder, holder's title, twin, twin's title
-  EXPECT_EQ(top[u"o"].asDictionary()->size(), 6u);
-  const Value item = entryOf(top, root[u"first"]);
-  EXPECT_EQ((*item.asDictionary())[u"i"], root[u"first"]);
-  EXPECT_EQ((*item.asDictionary())[u"t"], Value(u"c"));
-  EXPECT_EQ((*item.asDictionary())[u"c"], Value(u"SRNote"));
-  EXPECT_EQ((*item.asDictionary())[u"oc"], Value(Array{Value(u"SRNote"), Value(u"Object")}));
+  // shared, its title, holder, holder's title, twin, twin's title, the array
+  EXPECT_EQ(top[u"o"].asDictionary()->size(), 7u);
+  const Dictionary item = *entryOf(top, root[u"first"]).asDictionary();
+  EXPECT_EQ(item[u"i"], root[u"first"]);
+  EXPECT_EQ(item[u"t"], Value(u"c"));
+  EXPECT_EQ(item[u"c"], Value(u"SRNote"));
+  EXPECT_EQ(item[u"oc"], Value(Array{Value(u"SRNote"), Value(u"Object")}));
+
+  LXStateRestorationUnarchiver unarchiver(data);
+  const auto first = unarchiver.decodeObjectForKey(u"first").objectAs<SRNote>();
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->title, u"shared");
+  EXPECT_EQ(unarchiver.decodeObjectForKey(u"again").asObject(), first);
+  EXPECT_EQ(unarchiver.decodeObjectOfClassForKey<SRNote>(u"holder")->link.asObject(), first);
+  const auto backTwin = unarchiver.decodeObjectForKey(u"twin").asObject();
+  EXPECT_NE(backTwin, first);
+  EXPECT_EQ(unarchiver.decodeObjectForKey(u"array"), Value(Array{Value(first), Value(backTwin)}));
 }
 
 TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIdentifierAndClass) {
   const struct {
     const char* name;
-    std::optional<String> identifier;
-    const Class* restorer;
-    std::optional<String> storedIdentifier;  // absent: a fresh UUID
-    const char16_t* storedClass;
-    const char16_t* restorationClass;
+    std::optional<String> identifier;  // absent: a fresh UUID is stored
+    bool panel;                        // a view that is its own restoration class
   } cases[] = {
-      {"own identifier", u"main", &SRViewRestorer::staticClass(), u"main", u"SRView",
-       u"SRViewRestorer"},
-      {"empty identifier", u"", &SRViewRestorer::staticClass(), u"", u"SRView", u"SRViewRestorer"},
-      {"no identifier", std::nullopt, &SRViewRestorer::staticClass(), std::nullopt, u"SRView",
-       u"SRViewRestorer"},
-      {"own class restores", u"p", nullptr, u"p", u"SRPanel", u"SRPanel"},
+      {"own identifier", u"main", false},
+      {"empty identifier", u"", false},
+      {"no identifier", std::nullopt, false},
+      {"own class restores", u"p", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    std::shared_ptr<SRView> object = String(c.storedClass) == u"SRPanel"
-                                         ? std::make_shared<SRPanel>()
-                                         : restorableView(std::nullopt, nullptr);
+    const std::shared_ptr<SRView> object =
+        c.panel ? std::make_shared<SRPanel>() : restorableView(c.identifier);
     object->identifier = c.identifier;
-    object->restorer = c.restorer;
     object->width = 3.5;
     const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) {
       a.encodeObject(Value(object), u"v");
@@ -133,10 +152,10 @@ TEST(LXStateRestorationArchiverTest, RestorableObjectsRecordTheirRestorationIden
     EXPECT_EQ(root[u"v"], root[u"w"]);
     const Dictionary item = *entryOf(top, root[u"v"]).asDictionary();
     EXPECT_EQ(item[u"t"], Value(u"r"));
-    EXPECT_EQ(item[u"c"], Value(c.storedClass));
-    EXPECT_EQ(item[u"rc"], Value(c.restorationClass));
-    if (c.storedIdentifier) {
-      EXPECT_EQ(item[u"ri"], Value(*c.storedIdentifier));
+    EXPECT_EQ(item[u"c"], Value(c.panel ? u"SRPanel" : u"SRView"));
+    EXPECT_EQ(item[u"rc"], Value(c.panel ? u"SRPanel" : u"SRViewRestorer"));
+    if (c.identifier) {
+      EXPECT_EQ(item[u"ri"], Value(*c.identifier));
     } else {
       EXPECT_TRUE(isUpperCaseUUID(*item[u"ri"].asString()));
       EXPECT_NE(item[u"ri"], item[u"i"]);
@@ -160,27 +179,27 @@ TEST(LXStateRestorationArchiverTest, ARestorationClassWithoutTheProtocolLeavesAK
       object->description() + u", class=SRNote"));
 }
 
+// Answers `answer` for every restorable object, remembering what it was asked.
 class ReplacingDelegate : public LXStateRestorationArchiverDelegate {
  public:
-  std::function<ObjectPtr(const ObjectPtr&)> answer;
-  int calls = 0;
+  ObjectPtr answer;
+  std::vector<ObjectPtr> asked;
   ObjectPtr willEncodeObject(LXStateRestorationArchiver&, const ObjectPtr& object) override {
-    ++calls;
-    return answer(object);
+    asked.push_back(object);
+    return answer;
   }
 };
 
 TEST(LXStateRestorationArchiverTest, TheDelegateMaySubstituteOrDropRestorableObjects) {
   const auto original = restorableView(u"original");
-  const auto substitute = restorableView(u"substitute");
   const struct {
     const char* name;
-    std::function<ObjectPtr(const ObjectPtr&)> answer;
+    ObjectPtr answer;
     std::optional<String> stored;  // restoration identifier; absent: no key
   } cases[] = {
-      {"keep", [](const ObjectPtr& o) { return o; }, u"original"},
-      {"substitute", [&](const ObjectPtr&) { return substitute; }, u"substitute"},
-      {"drop", [](const ObjectPtr&) { return nullptr; }, std::nullopt},
+      {"keep", original, u"original"},
+      {"substitute", restorableView(u"substitute"), u"substitute"},
+      {"drop", nullptr, std::nullopt},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -191,20 +210,19 @@ TEST(LXStateRestorationArchiverTest, TheDelegateMaySubstituteOrDropRestorableObj
       a.encodeObject(Value(original), u"v");
       a.encodeObject(noteWithTitle(u"coded objects are not asked"), u"n");
     }));
-    EXPECT_EQ(delegate->calls, 1);
-    const Value identifier = rootKeysOf(top)[u"v"];
-    if (!c.stored) {
-      EXPECT_FALSE(rootKeysOf(top).contains(u"v"));
-      continue;
+    EXPECT_EQ(delegate->asked, std::vector<ObjectPtr>{original});
+    const Dictionary root = rootKeysOf(top);
+    EXPECT_EQ(root.contains(u"v"), c.stored.has_value());
+    if (c.stored) {
+      EXPECT_EQ((*entryOf(top, root[u"v"]).asDictionary())[u"ri"], Value(*c.stored));
     }
-    EXPECT_EQ((*entryOf(top, identifier).asDictionary())[u"ri"], Value(*c.stored));
   }
 }
 
 TEST(LXStateRestorationArchiverTest, UnusableObjectsThrowWithTheirDescription) {
   const auto plain = std::make_shared<SRPlain>();
   auto delegate = std::make_shared<ReplacingDelegate>();
-  delegate->answer = [&](const ObjectPtr&) { return plain; };
+  delegate->answer = plain;
   const struct {
     const char* name;
     std::function<void(LXStateRestorationArchiver&)> encode;
@@ -247,32 +265,58 @@ TEST(LXStateRestorationArchiverTest, UnusableObjectsThrowWithTheirDescription) {
   }
 }
 
-TEST(LXStateRestorationArchiverTest, KeylessValuesTakeTheNextPositionalKeyOfTheCurrentItem) {
+TEST(LXStateRestorationArchiverTest, KeylessValuesTakeTheNextPositionalKeyAndReadBackInOrder) {
   const Value text(u"one");
-  const char* cString = "two";
+  const char* cString = "zw\xc3\xb6lf";
   const char* nullCString = nullptr;
   const Class* cls = &SRNote::staticClass();
   const std::int32_t number = 3;
-  const struct { int x; } structure{1};
-  const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) {
+  const double real = 0.5;
+  struct {
+    int x;
+  } structure{1};
+  const Data data = archive([&](LXStateRestorationArchiver& a) {
     a.encodeValueOfObjCType("@", &text);           // LX.coding.0
     a.encodeValueOfObjCType("*", &nullCString);    // 1: nothing stored
     a.encodeValueOfObjCType("*", &cString);        // 2
     a.encodeValueOfObjCType("#", &cls);            // 3
     a.encodeValueOfObjCType("{x=i}", &structure);  // 4: no stored form
     a.encodeValueOfObjCType("i", &number);         // 5
-    a.encodeDataObject(Data{9});                   // 6
-    a.encodeObject(Value(u"seven"));               // 7
-  }));
+    a.encodeValueOfObjCType("d", &real);           // 6
+    a.encodeDataObject(Data{9});                   // 7
+    a.encodeObject(Value(u"eight"));               // 8
+  });
+  const Dictionary top = archiveOf(data);
   const Dictionary root = rootKeysOf(top);
-  EXPECT_EQ(root.keys(), (std::vector<String>{u"LX.coding.0", u"LX.coding.2", u"LX.coding.3",
-                                              u"LX.coding.5", u"LX.coding.6", u"LX.coding.7"}));
-  EXPECT_EQ(entryOf(top, root[u"LX.coding.0"]), Value(u"one"));
-  EXPECT_EQ(entryOf(top, root[u"LX.coding.2"]), Value(u"two"));
+  EXPECT_EQ(root.keys(),
+            (std::vector<String>{u"LX.coding.0", u"LX.coding.2", u"LX.coding.3", u"LX.coding.5",
+                                 u"LX.coding.6", u"LX.coding.7", u"LX.coding.8"}));
+  EXPECT_EQ(entryOf(top, root[u"LX.coding.2"]), Value(cString));
   EXPECT_EQ(entryOf(top, root[u"LX.coding.3"]), Value(u"SRNote"));
   EXPECT_EQ((*entryOf(top, root[u"LX.coding.5"]).asDictionary())[u"e"], Value(u"i"));
-  EXPECT_EQ(entryOf(top, root[u"LX.coding.6"]), Value(Data{9}));
-  EXPECT_EQ(entryOf(top, root[u"LX.coding.7"]), Value(u"seven"));
+  EXPECT_EQ(entryOf(top, root[u"LX.coding.7"]), Value(Data{9}));
+
+  LXStateRestorationUnarchiver unarchiver(data);
+  EXPECT_EQ(unarchiver.decodeObject(), text);
+  const char* cStringBack = "untouched";
+  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("*", &cStringBack, sizeof cStringBack));
+  EXPECT_EQ(cStringBack, nullptr);
+  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("*", &cStringBack, sizeof cStringBack));
+  EXPECT_STREQ(cStringBack, cString);
+  const Class* clsBack = nullptr;
+  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("#", &clsBack, sizeof clsBack));
+  EXPECT_EQ(clsBack, cls);
+  EXPECT_FALSE(unarchiver.decodeValueOfObjCType("{x=i}", &structure, sizeof structure));
+  std::int64_t wrongSize = 0;  // "i" is 4 bytes: refused, and the position still moves on
+  EXPECT_FALSE(unarchiver.decodeValueOfObjCType("i", &wrongSize, sizeof wrongSize));
+  double realBack = 0;
+  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("d", &realBack, sizeof realBack));
+  EXPECT_EQ(realBack, real);
+  EXPECT_EQ(unarchiver.decodeDataObject(), Data{9});
+  EXPECT_EQ(unarchiver.decodeObject(), Value(u"eight"));
+  std::int32_t past = 42;  // no tenth value
+  EXPECT_FALSE(unarchiver.decodeValueOfObjCType("i", &past, sizeof past));
+  EXPECT_EQ(past, 42);
 }
 
 TEST(LXStateRestorationArchiverTest, ClassNameMapsRenameClassesInEveryRecord) {
@@ -339,15 +383,21 @@ TEST(LXStateRestorationArchiverTest, FinishEncodingForgetsEveryStoredObject) {
   EXPECT_EQ(second[u"o"].asDictionary()->size(), 2u);
 }
 
-TEST(LXStateRestorationArchiverTest, CollectionsAreCodedItemsWithoutTheirNullMembers) {
+TEST(LXStateRestorationArchiverTest, CollectionsLoseTheirNullMembersAndValuesReadBackAsWritten) {
   const Value note = noteWithTitle(u"n");
-  const Value array(Array{Value(1), Value(), note, note});
-  const Value dictionary(Dictionary{{u"b", Value(u"x")}, {u"", Value()}, {u"a", note}});
-  const Dictionary top = archiveOf(archive([&](LXStateRestorationArchiver& a) {
+  const Value array(Array{1, Value(), note, note});
+  const Value dictionary(
+      Dictionary{{u"b", u"x"}, {u"", Value()}, {u"a", note}, {u"z", Array{u"x", Value()}}});
+  const Data data = archive([&](LXStateRestorationArchiver& a) {
     a.encodeObject(array, u"array");
     a.encodeObject(array, u"again");
     a.encodeObject(dictionary, u"dictionary");
-  }));
+    a.encodeObject(Value(Date(12.5)), u"date");
+    a.encodeBytes(Data{}, u"empty bytes");
+    a.encodeBytes(Data{0, 255}, u"bytes");
+    a.encodeString(u"", u"empty string");
+  });
+  const Dictionary top = archiveOf(data);
   const Dictionary root = rootKeysOf(top);
   EXPECT_NE(root[u"array"], root[u"again"]);  // collections are values
   const Dictionary arrayItem = *entryOf(top, root[u"array"]).asDictionary();
@@ -357,8 +407,32 @@ TEST(LXStateRestorationArchiverTest, CollectionsAreCodedItemsWithoutTheirNullMem
   EXPECT_EQ(members[u"LX.coding.2"], members[u"LX.coding.3"]);
   const Dictionary dictionaryItem = *entryOf(top, root[u"dictionary"]).asDictionary();
   EXPECT_EQ(dictionaryItem[u"c"], Value(u"NSDictionary"));
-  EXPECT_EQ(dictionaryItem[u"v"].asDictionary()->keys(), (std::vector<String>{u"b", u"a"}));
+  EXPECT_EQ(dictionaryItem[u"v"].asDictionary()->keys(), (std::vector<String>{u"b", u"a", u"z"}));
   EXPECT_EQ((*dictionaryItem[u"v"].asDictionary())[u"a"], members[u"LX.coding.2"]);
+
+  LXStateRestorationUnarchiver unarchiver(data);
+  const Value arrayBack = unarchiver.decodeObjectForKey(u"array");
+  ASSERT_TRUE(arrayBack.isArray());
+  ASSERT_EQ(arrayBack.asArray()->size(), 3u);
+  const Value noteBack = (*arrayBack.asArray())[1];
+  EXPECT_EQ(arrayBack, Value(Array{1, noteBack, noteBack}));
+  EXPECT_EQ((*arrayBack.asArray())[2].asObject(), noteBack.asObject());
+  const Value back = unarchiver.decodeObjectForKey(u"dictionary");
+  EXPECT_EQ(back, Value(Dictionary{{u"b", u"x"}, {u"a", noteBack}, {u"z", Array{u"x"}}}));
+  EXPECT_EQ(back.asDictionary()->keys(), (std::vector<String>{u"b", u"a", u"z"}));
+  EXPECT_EQ((*back.asDictionary())[u"a"].asObject(), noteBack.asObject());
+  EXPECT_EQ(unarchiver.decodeObjectForKey(u"date"), Value(Date(12.5)));
+  EXPECT_EQ(unarchiver.decodeBytesForKey(u"empty bytes"), Data{});
+  EXPECT_EQ(unarchiver.decodeBytesForKey(u"bytes"), (Data{0, 255}));
+  EXPECT_EQ(unarchiver.decodeBytesForKey(u"date"), std::nullopt);
+  EXPECT_EQ(unarchiver.decodeBytesForKey(u"missing"), std::nullopt);
+  EXPECT_EQ(unarchiver.decodeStringForKey(u"empty string"), u"");
+  EXPECT_TRUE(unarchiver.containsValueForKey(u"empty string"));
+  EXPECT_FALSE(unarchiver.containsValueForKey(u"missing"));
+  EXPECT_TRUE(unarchiver.decodeObjectForKey(u"missing").isNull());
+  EXPECT_TRUE(unarchiver.allowsKeyedCoding());
+  EXPECT_EQ(unarchiver.decodingFailurePolicy(), DecodingFailurePolicy::SetErrorAndReturn);
+  EXPECT_FALSE(unarchiver.error());
 }
 
 // A chain of `depth` notes, each linking the next.

@@ -44,20 +44,12 @@ TEST(LXStateRestorationItemTest, EntriesOfTheWrongTypeKeepTheFieldsDefault) {
     std::size_t keys;
     Dictionary form;
   } cases[] = {
-      {"t of another letter", kRestorable, 0, 0, {{u"t", Value(u"v")}}},
-      {"t as a number", kRestorable, 0, 0, {{u"t", Value(1)}}},
-      {"oc with a number inside",
-       kCoded,
-       1,
-       0,
-       {{u"t", Value(u"c")}, {u"oc", Value(Array{Value(u"A"), Value(2)})}}},
-      {"oc as a string", kRestorable, 0, 0, {{u"oc", Value(u"A")}}},
-      {"v with a number",
-       kRestorable,
-       0,
-       1,
-       {{u"v", Value(Dictionary{{u"a", Value(1)}, {u"b", Value(u"B")}})}}},
-      {"v as an array", kRestorable, 0, 0, {{u"v", Value(Array{Value(u"a")})}}},
+      {"t of another letter", kRestorable, 0, 0, {{u"t", u"v"}}},
+      {"t as a number", kRestorable, 0, 0, {{u"t", 1}}},
+      {"oc with a number inside", kCoded, 1, 0, {{u"t", u"c"}, {u"oc", Array{u"A", 2}}}},
+      {"oc as a string", kRestorable, 0, 0, {{u"oc", u"A"}}},
+      {"v with a number", kRestorable, 0, 1, {{u"v", Dictionary{{u"a", 1}, {u"b", u"B"}}}}},
+      {"v as an array", kRestorable, 0, 0, {{u"v", Array{u"a"}}}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "archiving/StateRestorationTestSupport.h"
-#include "vantorcore/platform/BoxedValue.h"
 #include "vantorcore/platform/Exception.h"
 #include "vantorcore/platform/Log.h"
 #include "vantorcore/platform/ValueClasses.h"
@@ -14,196 +13,106 @@
 namespace lx::srtest {
 namespace {
 
-// A scalar stored under "k" and what reading it gives: a number, or the
-// reason of the range exception it raises.
-struct ScalarRead {
-  std::function<Value(Coder&)> read;
-  Value expected;
-  const char16_t* raises = nullptr;
-};
+Value readScalar(Coder& c, Scalar kind) {
+  switch (kind) {
+    case Scalar::Bool:
+      return Value(c.decodeBoolForKey(u"k"));
+    case Scalar::Int32:
+      return Value(c.decodeInt32ForKey(u"k"));
+    case Scalar::Int64:
+      return Value(c.decodeInt64ForKey(u"k"));
+    case Scalar::Float:
+      return Value(c.decodeFloatForKey(u"k"));
+    default:
+      return Value(c.decodeDoubleForKey(u"k"));
+  }
+}
 
 TEST(LXStateRestorationUnarchiverTest,
      ScalarsReadOnlyFromTheirEncodingsWithTwoOneSidedRangeChecks) {
-  const auto b = [](Coder& c) { return Value(c.decodeBoolForKey(u"k")); };
-  const auto i32 = [](Coder& c) { return Value(c.decodeInt32ForKey(u"k")); };
-  const auto i64 = [](Coder& c) { return Value(c.decodeInt64ForKey(u"k")); };
-  const auto f = [](Coder& c) { return Value(c.decodeFloatForKey(u"k")); };
-  const auto d = [](Coder& c) { return Value(c.decodeDoubleForKey(u"k")); };
+  using enum Scalar;
+  constexpr std::int64_t kMax32 = INT32_MAX, kMin32 = INT32_MIN;
   const float kMaxFloat = std::numeric_limits<float>::max();
   const double pastMaxFloat = std::nextafter(static_cast<double>(kMaxFloat), 1e300);
+  const char16_t* const kInt32Range = u"Value exceeds maximum for int32_t type";
+  const char16_t* const kFloatRange = u"Value exceeds maximum for float type";
   const struct {
     const char* name;
-    std::function<void(Coder&)> write;
-    ScalarRead read;
+    Scalar write;
+    Value stored;
+    Scalar read;
+    Value expected;                    // when nothing is raised
+    const char16_t* raises = nullptr;  // the range exception's reason
   } cases[] = {
-      {"bool", [](Coder& c) { c.encodeBool(true, u"k"); }, {b, Value(true)}},
-      {"bool from int", [](Coder& c) { c.encodeInt32(1, u"k"); }, {b, Value(false)}},
-      {"int32", [](Coder& c) { c.encodeInt32(-7, u"k"); }, {i32, Value(-7)}},
-      {"int32 from 2^31-1",
-       [](Coder& c) { c.encodeInt64(INT32_MAX, u"k"); },
-       {i32, Value(INT32_MAX)}},
-      {"int32 from 2^31",
-       [](Coder& c) { c.encodeInt64(std::int64_t{INT32_MAX} + 1, u"k"); },
-       {i32, Value(), u"Value exceeds maximum for int32_t type"}},
-      {"int32 from -2^31",
-       [](Coder& c) { c.encodeInt64(INT32_MIN, u"k"); },
-       {i32, Value(INT32_MIN)}},
-      {"int32 from -2^31-1 is cut",
-       [](Coder& c) { c.encodeInt64(std::int64_t{INT32_MIN} - 1, u"k"); },
-       {i32, Value(INT32_MAX)}},
-      {"int32 from int64 min is cut",
-       [](Coder& c) { c.encodeInt64(INT64_MIN, u"k"); },
-       {i32, Value(0)}},
-      {"int32 from double", [](Coder& c) { c.encodeDouble(3, u"k"); }, {i32, Value(0)}},
-      {"int64 from int32", [](Coder& c) { c.encodeInt32(-5, u"k"); }, {i64, Value(-5)}},
-      {"int64", [](Coder& c) { c.encodeInt64(INT64_MAX, u"k"); }, {i64, Value(INT64_MAX)}},
-      {"int64 from float", [](Coder& c) { c.encodeFloat(2, u"k"); }, {i64, Value(0)}},
-      {"float", [](Coder& c) { c.encodeFloat(0.1f, u"k"); }, {f, Value(0.1f)}},
-      {"float from largest float",
-       [&](Coder& c) { c.encodeDouble(kMaxFloat, u"k"); },
-       {f, Value(kMaxFloat)}},
-      {"float from just past it",
-       [&](Coder& c) { c.encodeDouble(pastMaxFloat, u"k"); },
-       {f, Value(), u"Value exceeds maximum for float type"}},
-      {"float from 1e39",
-       [](Coder& c) { c.encodeDouble(1e39, u"k"); },
-       {f, Value(), u"Value exceeds maximum for float type"}},
-      {"float from -1e39",
-       [](Coder& c) { c.encodeDouble(-1e39, u"k"); },
-       {f, Value(-std::numeric_limits<float>::infinity())}},
-      {"float from int64", [](Coder& c) { c.encodeInt64(1, u"k"); }, {f, Value(0.0f)}},
-      {"double from float", [](Coder& c) { c.encodeFloat(0.5f, u"k"); }, {d, Value(0.5)}},
-      {"double", [](Coder& c) { c.encodeDouble(-1e300, u"k"); }, {d, Value(-1e300)}},
-      {"double from int64", [](Coder& c) { c.encodeInt64(4, u"k"); }, {d, Value(0.0)}},
-      {"plain integer reads as q",
-       [](Coder& c) { c.encodeObject(Value(40), u"k"); },
-       {i32, Value(40)}},
-      {"plain real reads as d",
-       [](Coder& c) { c.encodeObject(Value(0.25), u"k"); },
-       {d, Value(0.25)}},
-      {"plain bool reads as B",
-       [](Coder& c) { c.encodeObject(Value(true), u"k"); },
-       {b, Value(true)}},
-      {"string", [](Coder& c) { c.encodeObject(Value(u"12"), u"k"); }, {i64, Value(0)}},
-      {"missing", [](Coder&) {}, {d, Value(0.0)}},
+      {"bool", Bool, Value(true), Bool, Value(true)},
+      {"bool from int", Int32, Value(1), Bool, Value(false)},
+      {"int32", Int32, Value(-7), Int32, Value(-7)},
+      {"int32 from 2^31-1", Int64, Value(kMax32), Int32, Value(kMax32)},
+      {"int32 from 2^31", Int64, Value(kMax32 + 1), Int32, Value(), kInt32Range},
+      {"int32 from -2^31", Int64, Value(kMin32), Int32, Value(kMin32)},
+      {"int32 from -2^31-1 is cut", Int64, Value(kMin32 - 1), Int32, Value(kMax32)},
+      {"int32 from int64 min is cut", Int64, Value(INT64_MIN), Int32, Value(0)},
+      {"int32 from double", Double, Value(3.0), Int32, Value(0)},
+      {"int64 from int32", Int32, Value(-5), Int64, Value(-5)},
+      {"int64", Int64, Value(INT64_MAX), Int64, Value(INT64_MAX)},
+      {"int64 from float", Float, Value(2.0), Int64, Value(0)},
+      {"float", Float, Value(0.1f), Float, Value(0.1f)},
+      {"float from largest float", Double, Value(kMaxFloat), Float, Value(kMaxFloat)},
+      {"float from just past it", Double, Value(pastMaxFloat), Float, Value(), kFloatRange},
+      {"float from 1e39", Double, Value(1e39), Float, Value(), kFloatRange},
+      {"float from -1e39", Double, Value(-1e39), Float,
+       Value(-std::numeric_limits<float>::infinity())},
+      {"float from int64", Int64, Value(1), Float, Value(0.0f)},
+      {"double from float", Float, Value(0.5f), Double, Value(0.5)},
+      {"double", Double, Value(-1e300), Double, Value(-1e300)},
+      {"double from int64", Int64, Value(4), Double, Value(0.0)},
+      {"plain integer reads as q", Plain, Value(40), Int32, Value(40)},
+      {"plain real reads as d", Plain, Value(0.25), Double, Value(0.25)},
+      {"plain bool reads as B", Plain, Value(true), Bool, Value(true)},
+      {"string", Plain, Value(u"12"), Int64, Value(0)},
+      {"missing", Nothing, Value(), Double, Value(0.0)},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const Data data = archive([&](LXStateRestorationArchiver& a) { c.write(a); });
+    const Data data =
+        archive([&](LXStateRestorationArchiver& a) { writeScalar(a, c.write, c.stored); });
     LXStateRestorationUnarchiver unarchiver(data);
-    if (c.read.raises) {
-      try {
-        c.read.read(unarchiver);
-        ADD_FAILURE() << "no exception";
-      } catch (const RangeException& e) {
-        EXPECT_EQ(e.reason(), c.read.raises);
-      }
+    if (!c.raises) {
+      EXPECT_EQ(readScalar(unarchiver, c.read), c.expected);
       continue;
     }
-    const Value got = c.read.read(unarchiver);
-    EXPECT_EQ(got, c.read.expected);
+    try {
+      readScalar(unarchiver, c.read);
+      ADD_FAILURE() << "no exception";
+    } catch (const RangeException& e) {
+      EXPECT_EQ(e.reason(), c.raises);
+    }
   }
 }
 
-TEST(LXStateRestorationUnarchiverTest, EachIdentifierIsDecodedOnceSoSharedObjectsComeBackShared) {
-  const Value shared = noteWithTitle(u"shared");
-  const Value twin = noteWithTitle(u"shared");  // equal to `shared`, but another object
-  auto holder = std::make_shared<SRNote>();
-  holder->link = shared;
-  const Data data = archive([&](LXStateRestorationArchiver& a) {
-    a.encodeObject(shared, u"a");
-    a.encodeObject(shared, u"b");
-    a.encodeObject(Value(holder), u"holder");
-    a.encodeObject(twin, u"twin");
-    a.encodeObject(Value(Array{shared, twin}), u"array");
-  });
-  LXStateRestorationUnarchiver unarchiver(data);
-  const auto a = unarchiver.decodeObjectForKey(u"a").objectAs<SRNote>();
-  ASSERT_TRUE(a);
-  EXPECT_EQ(a->title, u"shared");
-  EXPECT_EQ(unarchiver.decodeObjectForKey(u"b").asObject(), a);
-  EXPECT_EQ(unarchiver.decodeObjectOfClassForKey<SRNote>(u"holder")->link.asObject(), a);
-  const auto t = unarchiver.decodeObjectForKey(u"twin").asObject();
-  EXPECT_NE(t, a);
-  const Value array = unarchiver.decodeObjectForKey(u"array");
-  ASSERT_TRUE(array.isArray());
-  ASSERT_EQ(array.asArray()->size(), 2u);
-  EXPECT_EQ((*array.asArray())[0].asObject(), a);
-  EXPECT_EQ((*array.asArray())[1].asObject(), t);
-}
-
-TEST(LXStateRestorationUnarchiverTest, CollectionsValuesAndBytesComeBackAsWritten) {
-  const Value dictionary(Dictionary{{u"z", Value(1)}, {u"a", Value(Array{Value(u"x"), Value()})}});
-  const Data data = archive([&](LXStateRestorationArchiver& a) {
-    a.encodeObject(dictionary, u"dictionary");
-    a.encodeObject(Value(Date(12.5)), u"date");
-    a.encodeBytes(Data{}, u"empty bytes");
-    a.encodeBytes(Data{0, 255}, u"bytes");
-    a.encodeString(u"", u"empty string");
-  });
-  LXStateRestorationUnarchiver unarchiver(data);
-  const Value back = unarchiver.decodeObjectForKey(u"dictionary");
-  EXPECT_EQ(back, Value(Dictionary{{u"z", Value(1)}, {u"a", Value(Array{Value(u"x")})}}));
-  EXPECT_EQ(back.asDictionary()->keys(), (std::vector<String>{u"z", u"a"}));
-  EXPECT_EQ(unarchiver.decodeObjectForKey(u"date"), Value(Date(12.5)));
-  EXPECT_EQ(unarchiver.decodeBytesForKey(u"empty bytes"), Data{});
-  EXPECT_EQ(unarchiver.decodeBytesForKey(u"bytes"), (Data{0, 255}));
-  EXPECT_EQ(unarchiver.decodeBytesForKey(u"date"), std::nullopt);
-  EXPECT_EQ(unarchiver.decodeBytesForKey(u"missing"), std::nullopt);
-  EXPECT_EQ(unarchiver.decodeStringForKey(u"empty string"), u"");
-  EXPECT_TRUE(unarchiver.containsValueForKey(u"empty string"));
-  EXPECT_FALSE(unarchiver.containsValueForKey(u"missing"));
-  EXPECT_TRUE(unarchiver.decodeObjectForKey(u"missing").isNull());
-  EXPECT_TRUE(unarchiver.allowsKeyedCoding());
-  EXPECT_EQ(unarchiver.decodingFailurePolicy(), DecodingFailurePolicy::SetErrorAndReturn);
-  EXPECT_FALSE(unarchiver.error());
-}
-
-TEST(LXStateRestorationUnarchiverTest, KeylessValuesAreReadBackInOrder) {
-  const Value text(u"one");
-  const char* cString = "zw\xc3\xb6lf";
-  const Class* cls = &SRNote::staticClass();
-  const std::int32_t number = -3;
-  const double real = 0.5;
-  const Data data = archive([&](LXStateRestorationArchiver& a) {
-    a.encodeValueOfObjCType("@", &text);
-    a.encodeValueOfObjCType("*", &cString);
-    a.encodeValueOfObjCType("#", &cls);
-    a.encodeValueOfObjCType("i", &number);
-    a.encodeValueOfObjCType("d", &real);
-    a.encodeDataObject(Data{7});
-  });
-  LXStateRestorationUnarchiver unarchiver(data);
-  EXPECT_EQ(unarchiver.decodeObject(), text);
-  const char* cStringBack = nullptr;
-  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("*", &cStringBack, sizeof cStringBack));
-  EXPECT_STREQ(cStringBack, cString);
-  const Class* clsBack = nullptr;
-  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("#", &clsBack, sizeof clsBack));
-  EXPECT_EQ(clsBack, cls);
-  std::int64_t wrongSize = 0;  // "i" is 4 bytes: refused, and the position still moves on
-  EXPECT_FALSE(unarchiver.decodeValueOfObjCType("i", &wrongSize, sizeof wrongSize));
-  double realBack = 0;
-  ASSERT_TRUE(unarchiver.decodeValueOfObjCType("d", &realBack, sizeof realBack));
-  EXPECT_EQ(realBack, real);
-  EXPECT_EQ(unarchiver.decodeDataObject(), Data{7});
-  std::int32_t past = 42;  // no seventh value
-  EXPECT_FALSE(unarchiver.decodeValueOfObjCType("i", &past, sizeof past));
-  EXPECT_EQ(past, 42);
-}
-
-class RestoringDelegate : public LXStateRestorationUnarchiverDelegate {
+// Answers every question with what a test sets, remembering what it was asked.
+class RecordingDelegate : public LXStateRestorationUnarchiverDelegate {
  public:
-  std::function<ObjectPtr(const String&)> supply = [](const String&) { return nullptr; };
-  std::function<ObjectPtr(const ObjectPtr&)> replace = [](const ObjectPtr&) { return nullptr; };
-  std::vector<String> askedIdentifiers;
+  ObjectPtr supplied, replacement;
+  const Class* decodingClass = nullptr;
+  const Class* restorationClass = nullptr;
+  std::vector<String> askedIdentifiers, chainSeen;
   ObjectPtr objectWithRestorationIdentifier(LXStateRestorationUnarchiver&, const String& identifier,
                                             const Class*, const std::vector<String>&) override {
     askedIdentifiers.push_back(identifier);
-    return supply(identifier);
+    return supplied;
   }
-  ObjectPtr didDecodeObject(LXStateRestorationUnarchiver&, const ObjectPtr& object) override {
-    return replace(object);
+  ObjectPtr didDecodeObject(LXStateRestorationUnarchiver&, const ObjectPtr&) override {
+    return replacement;
+  }
+  const Class* cannotDecodeObjectOfClassName(LXStateRestorationUnarchiver&, const String&,
+                                             const std::vector<String>& chain) override {
+    chainSeen = chain;
+    return decodingClass;
+  }
+  const Class* objectRestorationClassForClassName(LXStateRestorationUnarchiver&,
+                                                  const String&) override {
+    return restorationClass;
   }
 };
 
@@ -260,22 +169,14 @@ TEST(LXStateRestorationUnarchiverTest, TheDelegateMaySupplyOrReplaceRestorableOb
   const auto plain = std::make_shared<SRPlain>();
   const struct {
     const char* name;
-    std::function<ObjectPtr(const String&)> supply;
-    std::function<ObjectPtr(const ObjectPtr&)> replace;
-    const char16_t* expected;  // restoration identifier of the result
+    ObjectPtr supplied, replacement;
+    const char16_t* expected;  // restoration identifier of the result; null: raises
     int restorerCalls;
-    std::optional<String> raises;
   } cases[] = {
-      {"no answers", [](const String&) { return nullptr; },
-       [](const ObjectPtr&) { return nullptr; }, u"main", 1, std::nullopt},
-      {"supplied", [&](const String&) { return supplied; },
-       [](const ObjectPtr&) { return nullptr; }, u"supplied", 0, std::nullopt},
-      {"replaced", [](const String&) { return nullptr; },
-       [&](const ObjectPtr&) { return replacement; }, u"replacement", 1, std::nullopt},
-      {"replacement not restorable", [](const String&) { return nullptr; },
-       [&](const ObjectPtr&) { return plain; }, nullptr, 1,
-       u"Object returned from delegate does not conform to the LXStateRestoring protocol: " +
-           plain->description()},
+      {"no answers", nullptr, nullptr, u"main", 1},
+      {"supplied", supplied, nullptr, u"supplied", 0},
+      {"replaced", nullptr, replacement, u"replacement", 1},
+      {"replacement not restorable", nullptr, plain, nullptr, 1},
   };
   const Data data = archive([&](LXStateRestorationArchiver& a) {
     auto view = restorableView(u"main");
@@ -285,45 +186,32 @@ TEST(LXStateRestorationUnarchiverTest, TheDelegateMaySupplyOrReplaceRestorableOb
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     resetRestorer();
-    auto delegate = std::make_shared<RestoringDelegate>();
-    delegate->supply = c.supply;
-    delegate->replace = c.replace;
+    auto delegate = std::make_shared<RecordingDelegate>();
+    delegate->supplied = c.supplied;
+    delegate->replacement = c.replacement;
     LXStateRestorationUnarchiver unarchiver(data);
     unarchiver.setDelegate(delegate);
-    if (c.raises) {
+    if (!c.expected) {
       try {
         unarchiver.decodeObjectForKey(u"view");
         ADD_FAILURE() << "no exception";
       } catch (const InvalidArgumentException& e) {
-        EXPECT_EQ(e.reason(), *c.raises);
+        EXPECT_EQ(e.reason(),
+                  u"Object returned from delegate does not conform to the LXStateRestoring "
+                  u"protocol: " +
+                      plain->description());
       }
       // The item was closed: the root's keys are readable again.
       EXPECT_TRUE(unarchiver.containsValueForKey(u"view"));
-      continue;
+    } else {
+      const auto view = unarchiver.decodeObjectForKey(u"view").objectAs<SRView>();
+      ASSERT_TRUE(view);
+      EXPECT_EQ(view->identifier, c.expected);
+      EXPECT_EQ(delegate->askedIdentifiers, std::vector<String>{u"main"});
     }
-    const auto view = unarchiver.decodeObjectForKey(u"view").objectAs<SRView>();
-    ASSERT_TRUE(view);
-    EXPECT_EQ(view->identifier, c.expected);
-    EXPECT_EQ(delegate->askedIdentifiers, std::vector<String>{u"main"});
     EXPECT_EQ(SRViewRestorer::calls, c.restorerCalls);
   }
 }
-
-class ClassDelegate : public LXStateRestorationUnarchiverDelegate {
- public:
-  const Class* decodingClass = nullptr;
-  const Class* restorationClass = nullptr;
-  std::vector<String> chainSeen;
-  const Class* cannotDecodeObjectOfClassName(LXStateRestorationUnarchiver&, const String&,
-                                             const std::vector<String>& chain) override {
-    chainSeen = chain;
-    return decodingClass;
-  }
-  const Class* objectRestorationClassForClassName(LXStateRestorationUnarchiver&,
-                                                  const String&) override {
-    return restorationClass;
-  }
-};
 
 TEST(LXStateRestorationUnarchiverTest, ClassesAreFoundInTheMapsThenByNameThenFromTheDelegate) {
   const Class& note = SRNote::staticClass();
@@ -344,7 +232,7 @@ TEST(LXStateRestorationUnarchiverTest, ClassesAreFoundInTheMapsThenByNameThenFro
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    auto delegate = std::make_shared<ClassDelegate>();
+    auto delegate = std::make_shared<RecordingDelegate>();
     delegate->decodingClass = c.fromDelegate;
     const Data data = handmade(
         {{u"n", Value(u"N")}},
@@ -392,7 +280,7 @@ TEST(LXStateRestorationUnarchiverTest, RestorationClassesComeFromRcThenTheDecodi
     Dictionary item{{u"i", Value(u"V")}, {u"t", Value(u"r")}, {u"ri", Value(u"id")}};
     if (c.storedClass) item.set(u"c", Value(*c.storedClass));
     if (c.restorationClass) item.set(u"rc", Value(*c.restorationClass));
-    auto delegate = std::make_shared<ClassDelegate>();
+    auto delegate = std::make_shared<RecordingDelegate>();
     delegate->restorationClass = c.fromDelegate;
     ScopedLogCapture log;
     LXStateRestorationUnarchiver unarchiver(
@@ -518,11 +406,16 @@ TEST(LXStateRestorationUnarchiverTest, AnObjectReachingItselfIsCutWithALogLine) 
 TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
   const Data good =
       archive([](LXStateRestorationArchiver& a) { a.encodeObject(noteWithTitle(u"t"), u"k"); });
-  const auto record = [](Value e, Value v) {
-    return Value(Dictionary{{u"t", Value(u"v")}, {u"e", std::move(e)}, {u"v", std::move(v)}});
+  const auto plist = [](const Value& top) {
+    return *PropertyList::write(top, PropertyList::Format::Binary);
   };
-  const auto entries = [](Value entry) { return Dictionary{{u"X", std::move(entry)}}; };
-  const Dictionary pointsAtX{{u"k", Value(u"X")}};
+  // An archive whose root key "k" names the entry "X".
+  const auto withX = [](Value entry) {
+    return handmade({{u"k", u"X"}}, {{u"X", std::move(entry)}});
+  };
+  const auto record = [](Value e, Value v) {
+    return Value(Dictionary{{u"t", u"v"}, {u"e", std::move(e)}, {u"v", std::move(v)}});
+  };
   const struct {
     const char* name;
     Data data;
@@ -532,37 +425,21 @@ TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
       {"not a property list", Data{'h', 'i'}, true},
       {"truncated to 8 bytes", Data(good.begin(), good.begin() + 8), true},
       {"truncated by one byte", Data(good.begin(), good.end() - 1), true},
-      {"top is an array", *PropertyList::write(Value(Array{}), PropertyList::Format::Binary), true},
-      {"r and o of the wrong type",
-       *PropertyList::write(Value(Dictionary{{u"r", Value(1)}, {u"o", Value(u"x")}}),
-                            PropertyList::Format::Binary),
-       false},
-      {"v of the wrong type",
-       *PropertyList::write(Value(Dictionary{{u"r", Value(Dictionary{{u"v", Value(Array{})}})}}),
-                            PropertyList::Format::Binary),
-       false},
-      {"key naming a number", handmade({{u"k", Value(5)}}, entries(Value(u"x"))), false},
-      {"identifier pointing nowhere", handmade(pointsAtX, {}), false},
-      {"entry is an array", handmade(pointsAtX, entries(Value(Array{Value(1)}))), false},
-      {"entry without t", handmade(pointsAtX, entries(Value(Dictionary{{u"c", Value(u"SRNote")}}))),
-       false},
-      {"unknown t", handmade(pointsAtX, entries(itemEntry(u"X", u"q", u"SRNote"))), false},
-      {"t of the wrong type",
-       handmade(pointsAtX, entries(Value(Dictionary{{u"t", Value(1)}, {u"c", Value(u"SRNote")}}))),
-       false},
-      {"c of the wrong type",
-       handmade(pointsAtX, entries(Value(Dictionary{{u"t", Value(u"c")}, {u"c", Value(7)}}))),
-       false},
-      {"i record with 3 bytes", handmade(pointsAtX, entries(record(Value(u"i"), Value(Data(3))))),
-       false},
-      {"i record with 5 bytes", handmade(pointsAtX, entries(record(Value(u"i"), Value(Data(5))))),
-       false},
-      {"record with an unknown encoding",
-       handmade(pointsAtX, entries(record(Value(u"{x=i}"), Value(Data(4))))), false},
-      {"record with an empty encoding",
-       handmade(pointsAtX, entries(record(Value(u""), Value(Data())))), false},
-      {"record with bytes as a string",
-       handmade(pointsAtX, entries(record(Value(u"i"), Value(u"abcd")))), false},
+      {"top is an array", plist(Array{}), true},
+      {"r and o of the wrong type", plist(Dictionary{{u"r", 1}, {u"o", u"x"}}), false},
+      {"v of the wrong type", plist(Dictionary{{u"r", Dictionary{{u"v", Array{}}}}}), false},
+      {"key naming a number", handmade({{u"k", 5}}, {{u"X", u"x"}}), false},
+      {"identifier pointing nowhere", handmade({{u"k", u"X"}}, {}), false},
+      {"entry is an array", withX(Array{1}), false},
+      {"entry without t", withX(Dictionary{{u"c", u"SRNote"}}), false},
+      {"unknown t", withX(itemEntry(u"X", u"q", u"SRNote")), false},
+      {"t of the wrong type", withX(Dictionary{{u"t", 1}, {u"c", u"SRNote"}}), false},
+      {"c of the wrong type", withX(Dictionary{{u"t", u"c"}, {u"c", 7}}), false},
+      {"i record with 3 bytes", withX(record(u"i", Data(3))), false},
+      {"i record with 5 bytes", withX(record(u"i", Data(5))), false},
+      {"record with an unknown encoding", withX(record(u"{x=i}", Data(4))), false},
+      {"record with an empty encoding", withX(record(u"", Data())), false},
+      {"record with bytes as a string", withX(record(u"i", u"abcd")), false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -577,8 +454,7 @@ TEST(LXStateRestorationUnarchiverTest, BadArchivesDecodeAsNullNeverCrash) {
     unarchiver.finishDecoding();
   }
   // A record with exactly 4 bytes for "i" is the limit that reads.
-  LXStateRestorationUnarchiver exact(
-      handmade(pointsAtX, entries(record(Value(u"i"), Value(Data{1, 0, 0, 0})))));
+  LXStateRestorationUnarchiver exact(withX(record(u"i", Data{1, 0, 0, 0})));
   EXPECT_EQ(exact.decodeInt32ForKey(u"k"), 1);
 }
 

@@ -1,5 +1,7 @@
 #include "archiving/StateRestorationTestSupport.h"
 
+#include "vantorcore/text/LXUUID.h"
+
 namespace lx::srtest {
 
 LX_DEFINE_CLASS(SRNote, Object)
@@ -77,24 +79,6 @@ std::shared_ptr<SRView> restorableView(std::optional<String> identifier, const C
   return view;
 }
 
-Dictionary archiveOf(const Data& data) {
-  const std::optional<Value> value = PropertyList::read(data);
-  return value && value->isDictionary() ? *value->asDictionary() : Dictionary();
-}
-
-Value entryOf(const Dictionary& archive, const Value& identifier) {
-  const Value& objects = archive[u"o"];
-  if (!objects.isDictionary() || !identifier.isString()) return Value();
-  return (*objects.asDictionary())[*identifier.asString()];
-}
-
-Dictionary rootKeysOf(const Dictionary& archive) {
-  const Value& root = archive[u"r"];
-  if (!root.isDictionary()) return {};
-  const Value& keys = (*root.asDictionary())[u"v"];
-  return keys.isDictionary() ? *keys.asDictionary() : Dictionary();
-}
-
 Data archive(const std::function<void(LXStateRestorationArchiver&)>& encode) {
   Data data;
   LXStateRestorationArchiver archiver(data);
@@ -128,15 +112,27 @@ Data handmadeChain(std::size_t depth) {
 }
 
 bool isUpperCaseUUID(StringView text) {
-  if (text.size() != 36) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t c = text[i];
-    const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
-    if (hyphen ? c != u'-' : !((c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F'))) {
-      return false;
-    }
+  const auto uuid = LXUUID::UUIDWithString(text);
+  return uuid && uuid->stringValue() == text;
+}
+
+void writeScalar(Coder& c, Scalar kind, const Value& v) {
+  switch (kind) {
+    case Scalar::Bool:
+      return c.encodeBool(v.boolValue(), u"k");
+    case Scalar::Int32:
+      return c.encodeInt32(static_cast<std::int32_t>(v.int64Value()), u"k");
+    case Scalar::Int64:
+      return c.encodeInt64(v.int64Value(), u"k");
+    case Scalar::Float:
+      return c.encodeFloat(static_cast<float>(v.doubleValue()), u"k");
+    case Scalar::Double:
+      return c.encodeDouble(v.doubleValue(), u"k");
+    case Scalar::Plain:
+      return c.encodeObject(v, u"k");
+    case Scalar::Nothing:
+      return;
   }
-  return true;
 }
 
 void resetRestorer() {

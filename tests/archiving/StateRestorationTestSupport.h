@@ -81,12 +81,6 @@ Value noteWithTitle(StringView title);
 /// A view under `identifier` that `restorer` recreates.
 std::shared_ptr<SRView> restorableView(std::optional<String> identifier,
                                        const Class* restorer = &SRViewRestorer::staticClass());
-/// The archive dictionary of `data` (binary property list), or null.
-Dictionary archiveOf(const Data& data);
-/// The "o" entry under `identifier`, or null.
-Value entryOf(const Dictionary& archive, const Value& identifier);
-/// The root key map ("r"."v").
-Dictionary rootKeysOf(const Dictionary& archive);
 /// Archives by running `encode` at the root.
 Data archive(const std::function<void(LXStateRestorationArchiver&)>& encode);
 /// A binary archive made by hand from its root keys and "o" entries.
@@ -98,6 +92,10 @@ Value itemEntry(StringView identifier, StringView type, StringView className, Di
 Data handmadeChain(std::size_t depth);
 /// Whether `text` is a fresh identifier: 36 upper-case hex digits and hyphens, 8-4-4-4-12.
 bool isUpperCaseUUID(StringView text);
+/// How a scalar table row stores its value under "k" (and reads it back).
+enum class Scalar { Bool, Int32, Int64, Float, Double, Plain, Nothing };
+/// Stores `value` under "k" as `kind` says (`Plain`: as an object).
+void writeScalar(Coder& coder, Scalar kind, const Value& value);
 /// Resets the restorer's counters.
 void resetRestorer();
 

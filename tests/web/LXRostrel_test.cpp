@@ -92,36 +92,47 @@ TEST_F(LXRostrelTest, ParametersFollowInTheirOrderEncodedWithTheQuerySet) {
 }
 
 TEST_F(LXRostrelTest, FinishingStoresTheIdentifierAndChoosesTheError) {
+  const std::uint16_t closedPort = [] {
+    test::TestHTTPServer gone([](const auto&) { return HTTPReply{}; });
+    return gone.port();
+  }();
+  const auto json = [](const char* body, int status = 200) {
+    return HTTPReply::json(status, body);
+  };
+  constexpr std::int64_t kShown = LXRostrelErrorAlreadyShown,
+                         kNothing = LXRostrelErrorNothingToShow;
   struct Case {
     const char* name;
     HTTPReply reply;
     std::int64_t code;  // 0: an announcement to show
     std::optional<String> storedAfter;
+    bool unreachable = false;  // the server's port is closed: a transport error
   } cases[] = {
-      {"new announcement", HTTPReply::json(200, R"({"URL":"https://a.example/x","ID":"7"})"), 0,
-       u"7"},
-      {"same again", HTTPReply::json(200, R"({"URL":"https://a.example/x","ID":"7"})"),
-       LXRostrelErrorAlreadyShown, u"7"},
-      {"identifier without URL", HTTPReply::json(200, R"({"ID":"8"})"), LXRostrelErrorNothingToShow,
-       u"8"},
-      {"no identifier", HTTPReply::json(200, R"({"URL":"https://a.example/"})"), 0, u"8"},
-      {"empty strings", HTTPReply::json(200, R"({"URL":"","ID":""})"), LXRostrelErrorNothingToShow,
-       u"8"},
-      {"URL not a string", HTTPReply::json(200, R"({"URL":5})"), LXRostrelErrorNothingToShow, u"8"},
-      {"array", HTTPReply::json(200, R"([{"URL":"https://a.example/"}])"),
-       LXRostrelErrorNothingToShow, u"8"},
-      {"not JSON", HTTPReply::make(200, "<html>"), LXRostrelErrorNothingToShow, u"8"},
-      {"status not examined", HTTPReply::json(404, R"({"URL":"https://a.example/","ID":"9"})"), 0,
-       u"9"},
+      {"new announcement", json(R"({"URL":"https://a.example/x","ID":"7"})"), 0, u"7"},
+      {"same again", json(R"({"URL":"https://a.example/x","ID":"7"})"), kShown, u"7"},
+      {"identifier without URL", json(R"({"ID":"8"})"), kNothing, u"8"},
+      {"no identifier", json(R"({"URL":"https://a.example/"})"), 0, u"8"},
+      {"empty strings", json(R"({"URL":"","ID":""})"), kNothing, u"8"},
+      {"URL not a string", json(R"({"URL":5})"), kNothing, u"8"},
+      {"array", json(R"([{"URL":"https://a.example/"}])"), kNothing, u"8"},
+      {"not JSON", HTTPReply::make(200, "<html>"), kNothing, u"8"},
+      {"status not examined", json(R"({"URL":"https://a.example/","ID":"9"})", 404), 0, u"9"},
+      {"transport error", HTTPReply{}, NSURLErrorCannotConnectToHost, u"9", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     reply = c.reply;
+    LXSetWebServerBaseAddress(c.unreachable
+                                  ? fromUTF8("http://127.0.0.1:" + std::to_string(closedPort))
+                                  : fromUTF8(server.urlString("/")));
     const Finish result = finishDefault();
     EXPECT_EQ(result.error ? result.error->code() : 0, c.code);
     if (result.error) {
-      EXPECT_EQ(result.error->domain(), LXErrorDomain);
-      EXPECT_TRUE(result.error->userInfo().empty());
+      EXPECT_EQ(result.error->domain(), c.unreachable ? NSURLErrorDomain : LXErrorDomain);
+      EXPECT_TRUE(c.unreachable || result.error->userInfo().empty());
+    }
+    if (c.unreachable) {
+      EXPECT_FALSE(result.rostrel->responseURL());
     }
     EXPECT_EQ(UserDefaults::standardUserDefaults()->stringForKey(LXRostrelDisplayedIDKey),
               c.storedAfter);
@@ -140,21 +151,6 @@ TEST_F(LXRostrelTest, AccessorsReadTheResponse) {
   EXPECT_EQ(result.rostrel->buttonCaption(), u"Read more");
   EXPECT_EQ(result.rostrel->buttonURL()->absoluteUTF8(), "https://a.example/b");
   EXPECT_EQ(result.rostrel->jsonResponse()->size(), 5u);
-}
-
-TEST_F(LXRostrelTest, TransportErrorPassesThroughAndLeavesTheIdentifier) {
-  UserDefaults::standardUserDefaults()->setObject(Value(u"4"), LXRostrelDisplayedIDKey);
-  const std::uint16_t closedPort = [] {
-    test::TestHTTPServer gone([](const auto&) { return HTTPReply{}; });
-    return gone.port();
-  }();
-  LXSetWebServerBaseAddress(fromUTF8("http://127.0.0.1:" + std::to_string(closedPort)));
-  const Finish result = finishDefault();
-  ASSERT_TRUE(result.error);
-  EXPECT_EQ(result.error->domain(), NSURLErrorDomain);
-  EXPECT_EQ(result.error->code(), NSURLErrorCannotConnectToHost);
-  EXPECT_EQ(UserDefaults::standardUserDefaults()->stringForKey(LXRostrelDisplayedIDKey), u"4");
-  EXPECT_FALSE(result.rostrel->responseURL());
 }
 
 struct BetaRostrel : LXRostrel {
