@@ -175,11 +175,6 @@ TEST_F(TagManagerTest, DamagedSourcesFallBackToTheBuiltInTable) {
   }
 }
 
-TEST_F(TagManagerTest, OnlyTheFirstMatchingRowCounts) {
-  writeDatabase({{7, finderTags({tag(u"First", 1)})}, {7, finderTags({tag(u"Second", 2)})}});
-  EXPECT_EQ(updated()->tagToColorIndex(), (Dictionary{{u"First", 1}}));
-}
-
 TEST_F(TagManagerTest, FavouritesAndTagsFallBackIndependently) {
   finder()->setObject(Value(Array{Value(u"Blue"), Value(u""), Value(3), Value(u"Work")}),
                       u"FavoriteTagNames");
@@ -188,7 +183,8 @@ TEST_F(TagManagerTest, FavouritesAndTagsFallBackIndependently) {
   EXPECT_EQ(manager->tagToColorIndex(), LXTagManager::builtInTagColorIndexes());
 
   finder()->setObject(Value(Array{Value(u""), Value(3)}), u"FavoriteTagNames");
-  writeDatabase({{7, finderTags({tag(u"Work", 4)})}});
+  // Only the first matching row counts.
+  writeDatabase({{7, finderTags({tag(u"Work", 4)})}, {7, finderTags({tag(u"Second", 2)})}});
   manager = updated();
   EXPECT_EQ(manager->favoriteTags(), kBuiltInFavorites);
   EXPECT_EQ(manager->tagToColorIndex(), (Dictionary{{u"Work", 4}}));
