@@ -168,7 +168,15 @@ TEST(LXJSONRPCMessageFramingTest, KeepsHeadersAndParametersWhicheverIsReadOrRepl
   }
 }
 
-TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembers) {
+// The member as the platform reader reads the whole body.
+std::optional<Value> member(std::string_view body, StringView key) {
+  const auto whole = JSONSerialization::JSONObjectWithData(body);
+  const Value* value = whole ? whole->asDictionary()->find(key) : nullptr;
+  return value ? std::optional<Value>(*value) : std::nullopt;
+}
+
+// Parameters and result are read on first access, as the whole body reads.
+TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembersAndReadsThemLazily) {
   struct Case {
     std::string body;
     LXJSONRPCMessageType type;
@@ -186,6 +194,12 @@ TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembers) {
        Value(std::numeric_limits<std::uint64_t>::max()), std::nullopt},
       {R"({"id":1.5,"result":null})", LXJSONRPCMessageType::Response, Value(1.5), std::nullopt},
       {R"({"jsonrpc":"1.0"})", LXJSONRPCMessageType::Response, std::nullopt, std::nullopt},
+      {R"({"id":1,"method":"m","params":{"a":[1,2.5,"x\/y"],"b":{"c":null,"d":true}}})",
+       LXJSONRPCMessageType::Request, Value(1), u"m"},
+      {R"({"method":"m","params":[{"k":"\u00e9\ud83d\ude00"},-3,1e300]})",
+       LXJSONRPCMessageType::Notification, std::nullopt, u"m"},
+      {R"({"id":2,"result":{"z":1,"a":2,"z":3},"params":[]})", LXJSONRPCMessageType::Response,
+       Value(2), std::nullopt},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.body);
@@ -197,7 +211,14 @@ TEST(LXJSONRPCMessageClassificationTest, TellsKindsApartByMembers) {
       EXPECT_EQ(parsed.message->messageID()->type(), c.id->type());
     }
     EXPECT_EQ(parsed.message->method(), c.method);
+    const bool response = c.type == LXJSONRPCMessageType::Response;
+    EXPECT_EQ(parsed.message->parameters(), response ? std::nullopt : member(c.body, u"params"));
+    EXPECT_EQ(parsed.message->result(), member(c.body, u"result"));
+    EXPECT_EQ(parsed.message->parameters(), response ? std::nullopt : member(c.body, u"params"));
   }
+  const auto message = parse(test::frame(cases[8].body)).message;
+  message->setParameters(std::nullopt);
+  EXPECT_EQ(message->parameters(), std::nullopt) << "a setter before first access wins";
 }
 
 TEST(LXJSONRPCMessageClassificationTest, ConvertsTheErrorOrDropsABadOne) {
@@ -214,34 +235,6 @@ TEST(LXJSONRPCMessageClassificationTest, ConvertsTheErrorOrDropsABadOne) {
   EXPECT_EQ(parsed.message->error(), nullptr);
   EXPECT_EQ(parsed.consumed, bad.size());
   EXPECT_TRUE(log.contains(u"Error unpacking JSON-RPC payload: error code is not a number"));
-}
-
-// The member as the platform reader reads the whole body.
-std::optional<Value> member(std::string_view body, StringView key) {
-  const auto whole = JSONSerialization::JSONObjectWithData(body);
-  const Value* value = whole ? whole->asDictionary()->find(key) : nullptr;
-  return value ? std::optional<Value>(*value) : std::nullopt;
-}
-
-TEST(LXJSONRPCMessageLazyTest, MembersEqualTheWholeBodyRead) {
-  const std::string bodies[] = {
-      R"({"id":1,"method":"m","params":{"a":[1,2.5,"x\/y"],"b":{"c":null,"d":true}}})",
-      R"({"method":"m","params":[{"k":"\u00e9\ud83d\ude00"},-3,1e300]})",
-      R"({"id":2,"result":{"z":1,"a":2,"z":3},"params":[]})",
-      R"({"id":3,"result":null})",
-  };
-  for (const std::string& body : bodies) {
-    SCOPED_TRACE(body);
-    const auto message = parse(test::frame(body)).message;
-    ASSERT_NE(message, nullptr);
-    const bool response = message->messageType() == LXJSONRPCMessageType::Response;
-    EXPECT_EQ(message->parameters(), response ? std::nullopt : member(body, u"params"));
-    EXPECT_EQ(message->result(), member(body, u"result"));
-    EXPECT_EQ(message->parameters(), response ? std::nullopt : member(body, u"params"));
-  }
-  const auto message = parse(test::frame(bodies[0])).message;
-  message->setParameters(std::nullopt);
-  EXPECT_EQ(message->parameters(), std::nullopt) << "a setter before first access wins";
 }
 
 TEST(LXJSONRPCMessageLazyTest, ConcurrentFirstAccessBuildsOneValue) {
