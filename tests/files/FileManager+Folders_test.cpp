@@ -27,6 +27,7 @@ TEST(FoldersTest, ProcessFoldersArePlacedAndMadeOnlyOnDemand) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
+    manager.removeItemAtPath(c.expected);  // made by earlier tests in this process
     EXPECT_EQ(c.folder(manager, false), c.expected);
     EXPECT_FALSE(manager.fileExistsAtPath(c.expected));  // "create" false makes nothing
     EXPECT_EQ(c.folder(manager, true), c.expected);

@@ -70,7 +70,7 @@ TEST(LXSystemVersionTest, ParsingGivesTheCanonicalFormAndTheDocumentedLines) {
   }
 }
 
-TEST(LXSystemVersionTest, ComparisonIsNumericThenByPreReleaseScore) {
+TEST(LXSystemVersionTest, ComparisonIsNumericThenByPreReleaseScoreAndThePredicatesFollowIt) {
   const String longDigits(100000, u'9');
   const struct {
     const char16_t* a;
@@ -87,35 +87,22 @@ TEST(LXSystemVersionTest, ComparisonIsNumericThenByPreReleaseScore) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(toUTF8(c.a) + " vs " + toUTF8(c.b.substr(0, 20)));
-    EXPECT_EQ(version(c.a)->compare(*version(c.b)), c.order);
-    EXPECT_EQ(version(c.b)->compare(*version(c.a)), -c.order);
-  }
-}
-
-TEST(LXSystemVersionTest, PredicatesFollowTheComparison) {
-  const auto v = version(u"10.15");
-  const struct {
-    const char16_t* other;
-    bool equal, less, lessOrEqual, greater, greaterOrEqual;
-  } cases[] = {
-      {u"10.15.0", true, false, true, false, true},
-      {u"10.16", false, true, true, false, false},
-      {u"10.14.9", false, false, false, true, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(toUTF8(c.other));
-    const auto other = version(c.other);
-    EXPECT_EQ(v->isEqualToSystemVersion(*other), c.equal);
-    EXPECT_EQ(v->isLessThanSystemVersion(*other), c.less);
-    EXPECT_EQ(v->isLessThanOrEqualToSystemVersion(*other), c.lessOrEqual);
-    EXPECT_EQ(v->isGreaterThanSystemVersion(*other), c.greater);
-    EXPECT_EQ(v->isGreaterThanOrEqualToSystemVersion(*other), c.greaterOrEqual);
-    EXPECT_EQ(v->isEqualToString(c.other), c.equal);
-    EXPECT_EQ(v->isLessThanString(c.other), c.less);
-    EXPECT_EQ(v->isLessThanOrEqualToString(c.other), c.lessOrEqual);
-    EXPECT_EQ(v->isGreaterThanString(c.other), c.greater);
-    EXPECT_EQ(v->isGreaterThanOrEqualToString(c.other), c.greaterOrEqual);
-    EXPECT_EQ(v->isEqual(*other), c.equal);
+    const auto a = version(c.a);
+    const auto b = version(c.b);
+    EXPECT_EQ(a->compare(*b), c.order);
+    EXPECT_EQ(b->compare(*a), -c.order);
+    // The predicates, on versions and on strings, follow the comparison.
+    EXPECT_EQ(a->isEqual(*b), c.order == 0);
+    EXPECT_EQ(a->isEqualToSystemVersion(*b), c.order == 0);
+    EXPECT_EQ(a->isLessThanSystemVersion(*b), c.order < 0);
+    EXPECT_EQ(a->isLessThanOrEqualToSystemVersion(*b), c.order <= 0);
+    EXPECT_EQ(a->isGreaterThanSystemVersion(*b), c.order > 0);
+    EXPECT_EQ(a->isGreaterThanOrEqualToSystemVersion(*b), c.order >= 0);
+    EXPECT_EQ(a->isEqualToString(c.b), c.order == 0);
+    EXPECT_EQ(a->isLessThanString(c.b), c.order < 0);
+    EXPECT_EQ(a->isLessThanOrEqualToString(c.b), c.order <= 0);
+    EXPECT_EQ(a->isGreaterThanString(c.b), c.order > 0);
+    EXPECT_EQ(a->isGreaterThanOrEqualToString(c.b), c.order >= 0);
   }
 }
 

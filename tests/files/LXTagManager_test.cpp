@@ -29,10 +29,6 @@ Value tag(StringView name, std::optional<Value> label) {
 
 Data finderTags(Array tags) { return binaryPlist(Value(Dictionary{{u"FinderTags", Value(tags)}})); }
 
-void execute(sqlite3* db, const char* sql) {
-  ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-}
-
 // Each test gets a home of its own, with the database written as asked.
 class TagManagerTest : public testing::Test {
  protected:
@@ -58,33 +54,25 @@ class TagManagerTest : public testing::Test {
   // `withTables`, one unrelated table instead.
   void writeDatabase(const std::vector<std::pair<int, Data>>& values, bool asText = false,
                      bool withTables = true) {
+    std::string sql = withTables
+                          ? "create table ZSYDMANAGEDSTORE (Z_PK integer, ZIDENTIFIER text);"
+                            "create table ZSYDMANAGEDKEYVALUE (Z_PK integer, ZPLISTDATAVALUE);"
+                            "insert into ZSYDMANAGEDSTORE values (3, 'com.apple.other'), "
+                            "(7, 'com.apple.finder');"
+                          : "create table other (x);";
+    for (const auto& [key, value] : values) {
+      std::string blob = "X'";
+      for (const std::uint8_t byte : value)
+        blob += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+      blob += "'";
+      sql += "insert into ZSYDMANAGEDKEYVALUE values (" + std::to_string(key) + ", " +
+             (asText ? "cast(" + blob + " as text)" : blob) + ");";
+    }
     fs::create_directories(databaseFile().parent_path());
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(databaseFile().c_str(), &db), SQLITE_OK);
-    if (!withTables) {
-      execute(db, "create table other (x)");
-      sqlite3_close(db);
-      return;
-    }
-    execute(db, "create table ZSYDMANAGEDSTORE (Z_PK integer, ZIDENTIFIER text)");
-    execute(db, "create table ZSYDMANAGEDKEYVALUE (Z_PK integer, ZPLISTDATAVALUE)");
-    execute(db,
-            "insert into ZSYDMANAGEDSTORE values (3, 'com.apple.other'), "
-            "(7, 'com.apple.finder')");
-    for (const auto& [key, value] : values) {
-      sqlite3_stmt* insert = nullptr;
-      sqlite3_prepare_v2(db, "insert into ZSYDMANAGEDKEYVALUE values (?, ?)", -1, &insert, nullptr);
-      sqlite3_bind_int(insert, 1, key);
-      if (asText) {
-        sqlite3_bind_text(insert, 2, reinterpret_cast<const char*>(value.data()),
-                          static_cast<int>(value.size()), SQLITE_TRANSIENT);
-      } else {
-        sqlite3_bind_blob(insert, 2, value.data(), static_cast<int>(value.size()),
-                          SQLITE_TRANSIENT);
-      }
-      EXPECT_EQ(sqlite3_step(insert), SQLITE_DONE);
-      sqlite3_finalize(insert);
-    }
+    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(db);
     sqlite3_close(db);
   }
 
@@ -175,11 +163,6 @@ TEST_F(TagManagerTest, DamagedSourcesFallBackToTheBuiltInTable) {
   }
 }
 
-TEST_F(TagManagerTest, OnlyTheFirstMatchingRowCounts) {
-  writeDatabase({{7, finderTags({tag(u"First", 1)})}, {7, finderTags({tag(u"Second", 2)})}});
-  EXPECT_EQ(updated()->tagToColorIndex(), (Dictionary{{u"First", 1}}));
-}
-
 TEST_F(TagManagerTest, FavouritesAndTagsFallBackIndependently) {
   finder()->setObject(Value(Array{Value(u"Blue"), Value(u""), Value(3), Value(u"Work")}),
                       u"FavoriteTagNames");
@@ -188,7 +171,8 @@ TEST_F(TagManagerTest, FavouritesAndTagsFallBackIndependently) {
   EXPECT_EQ(manager->tagToColorIndex(), LXTagManager::builtInTagColorIndexes());
 
   finder()->setObject(Value(Array{Value(u""), Value(3)}), u"FavoriteTagNames");
-  writeDatabase({{7, finderTags({tag(u"Work", 4)})}});
+  // Only the first matching row counts.
+  writeDatabase({{7, finderTags({tag(u"Work", 4)})}, {7, finderTags({tag(u"Second", 2)})}});
   manager = updated();
   EXPECT_EQ(manager->favoriteTags(), kBuiltInFavorites);
   EXPECT_EQ(manager->tagToColorIndex(), (Dictionary{{u"Work", 4}}));

@@ -7,7 +7,7 @@
 namespace lx {
 namespace {
 
-TEST(JSONRPCErrorTest, BuildsFromCodeMessageAndData) {
+TEST(JSONRPCErrorTest, BuildsFromCodeMessageAndDataAndWritesErrorObjects) {
   const ErrorPtr plain = lx_JSONRPCErrorWithCode(7, u"m");
   EXPECT_EQ(plain->domain(), u"LXJSONRPCErrorDomain");
   EXPECT_EQ(plain->code(), 7);
@@ -18,6 +18,12 @@ TEST(JSONRPCErrorTest, BuildsFromCodeMessageAndData) {
   const ErrorPtr withData = lx_JSONRPCErrorWithCode(1, u"100% sure", Value());
   EXPECT_EQ(withData->localizedRecoverySuggestion(), u"100% sure") << "kept as given";
   EXPECT_TRUE(withData->userInfo().contains(u"LXJSONRPCErrorData")) << "null data is data";
+
+  const Dictionary object{{u"code", Value(3)}, {u"message", u"x"}, {u"data", Value(Array{})}};
+  EXPECT_EQ(lx_JSONRPCDictionary(*lx_errorWithJSONRPCDictionary(object)), object);
+  // Without a recovery suggestion the description stands in for the message.
+  const ErrorPtr other = Error::make(u"O", 4, {{String(NSLocalizedDescriptionKey), u"desc"}});
+  EXPECT_EQ(lx_JSONRPCDictionary(*other), (Dictionary{{u"code", Value(4)}, {u"message", u"desc"}}));
 }
 
 TEST(JSONRPCErrorTest, ReadsErrorObjects) {
@@ -53,14 +59,6 @@ TEST(JSONRPCErrorTest, ReadsErrorObjects) {
       EXPECT_EQ(log.lines(), std::vector<String>{c.line});
     }
   }
-}
-
-TEST(JSONRPCErrorTest, WritesErrorObjects) {
-  const Dictionary object{{u"code", Value(3)}, {u"message", u"x"}, {u"data", Value(Array{})}};
-  EXPECT_EQ(lx_JSONRPCDictionary(*lx_errorWithJSONRPCDictionary(object)), object);
-  // Without a recovery suggestion the description stands in for the message.
-  const ErrorPtr other = Error::make(u"O", 4, {{String(NSLocalizedDescriptionKey), u"desc"}});
-  EXPECT_EQ(lx_JSONRPCDictionary(*other), (Dictionary{{u"code", Value(4)}, {u"message", u"desc"}}));
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ TEST_F(LXPreferencesObservationCenterTest, RegistrationsOfOneObserverAndKeyAreCo
   }
 }
 
-TEST_F(LXPreferencesObservationCenterTest, RemovingWithoutAKeyEndsEveryKeyWhateverItsCount) {
+TEST_F(LXPreferencesObservationCenterTest, RemovingWithoutAKeyOrDyingEndsEveryKeyWhateverItsCount) {
   auto listener = std::make_shared<PrefsListener>();
   auto bystander = std::make_shared<PrefsListener>();
   center->addObserver(listener, u"a", "changed:");
@@ -84,6 +84,10 @@ TEST_F(LXPreferencesObservationCenterTest, RemovingWithoutAKeyEndsEveryKeyWhatev
   store->setObject(Value(1), u"a");
   EXPECT_TRUE(listener->calls.empty());
   EXPECT_EQ(bystander->calls.size(), 1u);
+  bystander.reset();
+  store->setObject(Value(2), u"a");  // skipped silently
+  center->addObserver(std::make_shared<PrefsListener>(), u"other", "changed:");
+  EXPECT_EQ(store->observerCount(u"a"), 0u);  // the dead one's observation ended
 }
 
 TEST_F(LXPreferencesObservationCenterTest, TheSelectorsColonsDecideTheArguments) {
@@ -175,15 +179,11 @@ TEST_F(LXPreferencesObservationCenterTest, OneCenterPerStoreAndTheStandardOneUnd
   store.reset();  // the table holds stores weakly: the centre goes with its store
   LXPreferencesObservationCenter::centerForUserDefaults(other);
   EXPECT_TRUE(weakCenter.expired());
-}
-
-TEST_F(LXPreferencesObservationCenterTest, DeadObserversAreSkippedAndTheirObservationsEnded) {
-  auto listener = std::make_shared<PrefsListener>();
-  center->addObserver(listener, u"k", "changed:");
-  listener.reset();
-  store->setObject(Value(1), u"k");  // skipped silently
-  center->addObserver(std::make_shared<PrefsListener>(), u"other", "changed:");
-  EXPECT_EQ(store->observerCount(u"k"), 0u);  // the dead one's observation ended
+  // The shared store is the group suite.
+  auto shared = lx_sharedUserDefaults();
+  ASSERT_TRUE(shared);
+  EXPECT_EQ(lx_sharedUserDefaults(), shared);
+  EXPECT_EQ(lastPathComponent(shared->path()), u"group.org.vantorcore.shared.plist");
 }
 
 TEST_F(LXPreferencesObservationCenterTest, AnotherProcesssWriteArrivesWithItsValue) {
@@ -232,13 +232,6 @@ TEST_F(LXPreferencesObservationCenterTest, RegistrationFromManyThreadsWhileValue
   writer.join();
   center->addObserver(std::make_shared<PrefsListener>(), u"k", "changed:");  // purges the dead
   EXPECT_LE(store->observerCount(u"k"), 1u);
-}
-
-TEST_F(LXPreferencesObservationCenterTest, TheSharedStoreIsTheGroupSuite) {
-  auto shared = lx_sharedUserDefaults();
-  ASSERT_TRUE(shared);
-  EXPECT_EQ(lx_sharedUserDefaults(), shared);
-  EXPECT_EQ(lastPathComponent(shared->path()), u"group.org.vantorcore.shared.plist");
 }
 
 }  // namespace

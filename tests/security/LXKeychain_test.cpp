@@ -121,27 +121,28 @@ TEST_F(LXKeychainTest, ErrorWithStatus) {
   }
 }
 
+// Query keys select the item to replace; only attributes reach the new one.
 TEST_F(LXKeychainTest, SettingReplacesTheItemWithANewReference) {
+  const Dictionary labelled{{String(kSecAttrLabel), Value(u"L")}};
   const ErrorPtr mark = Error::make(u"mark", 1);
   ErrorPtr error = mark;
-  ASSERT_TRUE(keychain_.setPassword(u"one", u"ann", u"mail", {}, {}, &error));
+  ASSERT_TRUE(keychain_.setPassword(u"one", u"ann", u"mail", {}, labelled, &error));
   EXPECT_EQ(error, nullptr) << "a successful set writes nil";
   const auto first = keychain_.persistentReferenceForFirstItemMatchingQuery(kAnyGeneric);
-  ASSERT_TRUE(keychain_.setPassword(u"two", u"ann", u"mail"));
+  ASSERT_TRUE(keychain_.setPassword(u"two", u"ann", u"mail", labelled, {}));
   const auto second = keychain_.persistentReferenceForFirstItemMatchingQuery(kAnyGeneric);
   EXPECT_EQ(store_->count(), 1u);
   ASSERT_TRUE(first && second);
   EXPECT_NE(*first, *second);
   EXPECT_EQ(keychain_.passwordForAccount(u"ann", u"mail"), u"two");
-}
+  EXPECT_FALSE(attributesOf(kAnyGeneric).contains(kSecAttrLabel));
 
-TEST_F(LXKeychainTest, QueryKeysSelectButOnlyAttributesReachTheNewItem) {
-  const Dictionary labelled{{String(kSecAttrLabel), Value(u"L")}};
-  ASSERT_TRUE(keychain_.setPassword(u"pw", u"ann", u"mail", {}, labelled));
-  ASSERT_TRUE(keychain_.setPassword(u"pw2", u"ann", u"mail", labelled, {}));
-  const Dictionary item = attributesOf(kAnyGeneric);
-  EXPECT_FALSE(item.contains(kSecAttrLabel));
-  EXPECT_EQ(store_->count(), 1u);
+  ScopedLogCapture capture;
+  EXPECT_FALSE(keychain_.createItemWithData(Data(), generic(u"mail", u"ann"), &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), errSecDuplicateItem);
+  EXPECT_TRUE(
+      capture.contains(u"createItemWithData:attributes:error: Keychain error occurred: -25299"));
 }
 
 TEST_F(LXKeychainTest, SynchronisedItemsAreFoundButReplacedAndRemovedLocally) {
@@ -215,17 +216,6 @@ TEST_F(LXKeychainTest, ForcedKeysOverwriteTheCallersAndSecretsMustBeUTF8) {
             std::nullopt);
   EXPECT_EQ(error, nullptr) << "undecodable secrets are absent without an error";
   EXPECT_NE(LXKeychain::defaultKeychain(), LXKeychain::defaultKeychain());
-}
-
-TEST_F(LXKeychainTest, CreatingADuplicateFails) {
-  ASSERT_TRUE(keychain_.setPassword(u"pw", u"ann", u"mail"));
-  ErrorPtr error;
-  ScopedLogCapture capture;
-  EXPECT_FALSE(keychain_.createItemWithData(Data(), generic(u"mail", u"ann"), &error));
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code(), errSecDuplicateItem);
-  EXPECT_TRUE(
-      capture.contains(u"createItemWithData:attributes:error: Keychain error occurred: -25299"));
 }
 
 TEST(LXKeychainEmbeddedTest, AFailedSetKeepsTheOldPassword) {

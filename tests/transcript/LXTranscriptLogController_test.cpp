@@ -186,16 +186,6 @@ TEST(LXTranscriptLogControllerTest, RotationRenumbersKeepsAndDeletes) {
   controller->setDelegate({});
 }
 
-TEST(LXTranscriptLogControllerTest, MissingLogsFolderIsLeftAlone) {
-  auto controller = LXTranscriptLogController::sharedInstance();
-  fs::remove_all(LogsFolder::path());
-  test::writeFile(LogsFolder::path(), "a file where the folder belongs");
-  controller->rotateLogsIfNeeded();
-  EXPECT_EQ(test::readFile(LogsFolder::path()), "a file where the folder belongs");
-  fs::remove(LogsFolder::path());
-  fs::create_directories(LogsFolder::path());
-}
-
 TEST(LXTranscriptLogControllerTest, MissingExecutableNameIsReportedAndRotationGoesOn) {
   auto controller = LXTranscriptLogController::sharedInstance();
   controller->setRotationDate(Date(kCutOff));
@@ -271,21 +261,28 @@ TEST(LXTranscriptLogControllerTest, DailyTickRotatesAcrossMidnightAndSurvivesACl
   controller->setDelegate({});
 }
 
-TEST(LXTranscriptLogControllerTest, BirthTimesOrderRealFiles) {
+// Without a creation date source the files' birth times order them; a file
+// where the folder belongs is left alone.
+TEST(LXTranscriptLogControllerTest, BirthTimesOrderRealFilesAndAFileForTheFolderIsLeftAlone) {
   auto controller = LXTranscriptLogController::sharedInstance();
-  fs::remove_all(LogsFolder::path());
-  fs::create_directories(LogsFolder::path());
-  test::writeFile(LogsFolder::path() / "Transcript 1.log", "older");
-  test::writeFile(LogsFolder::path() / "Transcript.log", "newer");
+  const fs::path logs = LogsFolder::path();
+  fs::remove_all(logs);
+  test::writeFile(logs / "Transcript 1.log", "older");
+  test::writeFile(logs / "Transcript.log", "newer");
   controller->setRotationDate(Date::now().addingTimeInterval(kDay));
   auto keep = std::make_shared<FixedKeepCount>(7);
   controller->setDelegate(keep);
   controller->rotateLogsIfNeeded();
+  EXPECT_EQ(test::readFile(logs / "Transcript 1.log"), "newer");
+  EXPECT_EQ(test::readFile(logs / "Transcript 2.log"), "older");
+
+  fs::remove_all(logs);
+  test::writeFile(logs, "a file where the folder belongs");
+  controller->rotateLogsIfNeeded();
   controller->setDelegate({});
-  EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 1.log"), "newer");
-  EXPECT_EQ(test::readFile(LogsFolder::path() / "Transcript 2.log"), "older");
-  fs::remove_all(LogsFolder::path());
-  fs::create_directories(LogsFolder::path());
+  EXPECT_EQ(test::readFile(logs), "a file where the folder belongs");
+  fs::remove(logs);
+  fs::create_directories(logs);
 }
 
 }  // namespace

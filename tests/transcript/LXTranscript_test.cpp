@@ -33,6 +33,7 @@ struct AppendCase {
 // once everything is written.
 std::shared_ptr<LXTranscript> runSteps(const std::vector<Step>& steps,
                                        test::ManualClockScope& time) {
+  time.clock().setCurrentDate(Date(kMorning));
   auto transcript = test::pinnedTranscript(String(u"Demo"));
   std::vector<test::FakeConnection> connections = {test::FakeConnection(nullptr),
                                                    test::FakeConnection(), test::FakeConnection()};
@@ -45,7 +46,7 @@ std::shared_ptr<LXTranscript> runSteps(const std::vector<Step>& steps,
   return transcript;
 }
 
-TEST(LXTranscriptTest, AppendedMessagesBecomeLogLines) {
+TEST(LXTranscriptTest, AppendedMessagesBecomeLinesOfTheSessionAndSharedLogs) {
   const auto at = [](const char* time) { return "[1]: " + stamp("11/24/26", time); };
   const std::string first = at("8:40:00");
   const AppendCase cases[] = {
@@ -94,24 +95,12 @@ TEST(LXTranscriptTest, AppendedMessagesBecomeLogLines) {
     std::vector<std::string> logged;
     for (const std::string& line : c.logged) logged.push_back("Demo " + line);
     EXPECT_EQ(test::sessionLines(*transcript), logged);
+    // The shared log gets the same lines after a header of its own.
+    logged.insert(logged.begin(), {"**********", "", "Date/Time: 2026-11-24 08:40:00 +0000", ""});
+    const auto shared = test::fileLines(LXTranscript::logFilePath());
+    ASSERT_GE(shared.size(), logged.size());
+    EXPECT_EQ(std::vector<std::string>(shared.end() - logged.size(), shared.end()), logged);
   }
-}
-
-TEST(LXTranscriptTest, SharedLogGetsTheSameLinesAfterAHeader) {
-  test::ManualClockScope time;
-  time.clock().setCurrentDate(Date(kMorning));
-  auto transcript = test::pinnedTranscript(String(u"Shared"));
-  const auto before = test::fileLines(LXTranscript::logFilePath());
-  ASSERT_GE(before.size(), 4U);
-  EXPECT_EQ(
-      std::vector<std::string>(before.end() - 4, before.end()),
-      (std::vector<std::string>{"**********", "", "Date/Time: 2026-11-24 08:40:00 +0000", ""}));
-  transcript->appendTranscript(test::FakeConnection(), u"ping", true);
-  ASSERT_TRUE(LXTranscript::waitUntilWritten());
-  const auto after = test::fileLines(LXTranscript::logFilePath());
-  EXPECT_EQ(std::vector<std::string>(after.end() - 2, after.end()),
-            (std::vector<std::string>{"Shared [1]: -> " + stamp("11/24/26", "8:40:00"),
-                                      "Shared [1]: -> ping"}));
 }
 
 TEST(LXTranscriptTest, ConnectionsAreNumberedInOrderUntilCleared) {
@@ -168,23 +157,33 @@ TEST(LXTranscriptTest, DisplayIsHandedOverAfterThirtyPostponementsAtMost) {
   }
 }
 
-TEST(LXTranscriptTest, QuietPeriodHandsOverStyledText) {
+// The text is handed over 1.2 s after the last message: each message moves
+// the deadline.
+TEST(LXTranscriptTest, QuietPeriodAfterTheLastMessageHandsOverStyledText) {
   test::ManualClockScope time;
   time.clock().setCurrentDate(Date(kMorning));
   auto transcript = test::pinnedTranscript(String(u"Q"));
   test::DisplayRecorder recorder(transcript);
-  transcript->appendTranscript(test::FakeConnection(), u"out", true);
+  test::FakeConnection connection;
+  transcript->appendTranscript(connection, u"out", true);
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
-  time.advance(1.1);
+  time.advance(1.0);
+  transcript->appendTranscript(connection, u"in", false);
+  ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  time.advance(0.3);  // the first deadline has passed
+  for (int pass = 0; pass < 3; ++pass) ASSERT_TRUE(LXTranscript::waitUntilWritten());
+  EXPECT_EQ(transcript->deferrals(), 1U);
+  time.advance(0.8);  // 1.1 s after the last message
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   EXPECT_TRUE(recorder.shown.empty());
   time.advance(0.2);
   ASSERT_TRUE(test::spinUntil([&] { return !recorder.shown.empty(); }));
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   const AttributedString& shown = recorder.shown.at(0);
-  EXPECT_EQ(shown.string(), u"1: " + fromUTF8(stamp("11/24/26", "8:40:00")) + u"\n1: out\n");
+  EXPECT_EQ(shown.string(), u"1: " + fromUTF8(stamp("11/24/26", "8:40:00")) + u"\n1: out\n1: in\n");
   EXPECT_EQ(shown.attributesAtIndex(0), LXTranscript::connectionLabelAttributes());
-  EXPECT_EQ(shown.attributesAtIndex(shown.length() - 2), transcript->outgoingAttributes());
+  EXPECT_EQ(shown.attributesAtIndex(shown.string().find(u"out")), transcript->outgoingAttributes());
+  EXPECT_EQ(shown.attributesAtIndex(shown.length() - 2), transcript->incomingAttributes());
   EXPECT_TRUE(transcript->outgoingAttributes().font->isBold());
   EXPECT_FALSE(transcript->incomingAttributes().font->isBold());
 
@@ -192,25 +191,6 @@ TEST(LXTranscriptTest, QuietPeriodHandsOverStyledText) {
   ASSERT_TRUE(LXTranscript::waitUntilWritten());
   EXPECT_EQ(recorder.shown.size(), 2U);
   EXPECT_TRUE(recorder.shown[1].empty());
-}
-
-TEST(LXTranscriptTest, EachMessagePostponesTheHandOver) {
-  test::ManualClockScope time;
-  auto transcript = test::pinnedTranscript(String(u"W"));
-  test::DisplayRecorder recorder(transcript);
-  test::FakeConnection connection;
-  transcript->appendTranscript(connection, u"first", false);
-  ASSERT_TRUE(LXTranscript::waitUntilWritten());
-  time.advance(1.0);
-  transcript->appendTranscript(connection, u"second", false);  // due 1.2 s from here
-  ASSERT_TRUE(LXTranscript::waitUntilWritten());
-  time.advance(0.3);  // the first deadline has passed
-  for (int pass = 0; pass < 3; ++pass) ASSERT_TRUE(LXTranscript::waitUntilWritten());
-  EXPECT_TRUE(recorder.shown.empty());
-  EXPECT_EQ(transcript->deferrals(), 1U);
-  time.advance(1.0);
-  ASSERT_TRUE(test::spinUntil([&] { return !recorder.shown.empty(); }));
-  EXPECT_NE(recorder.shown[0].string().find(u"1: second\n"), String::npos);
 }
 
 TEST(LXTranscriptTest, EmptyOrAbsentNamesShowAsNotConnected) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -28,14 +29,8 @@ class FakeConnection final : public LXTranscriptConnection {
 /// The lines of a file, without their newlines.
 inline std::vector<std::string> fileLines(const String& path) {
   std::vector<std::string> lines;
-  const std::string text = readFile(toUTF8(path));
-  std::size_t start = 0;
-  while (start < text.size()) {
-    std::size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    lines.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
+  std::istringstream text(readFile(toUTF8(path)));
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
 }
 
