@@ -1,6 +1,7 @@
 #include "vantorcore/platform/DispatchQueue.h"
 #include "vantorcore/platform/DispatchEngine.h"
 
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
@@ -181,6 +182,16 @@ void DispatchQueue::async(std::function<void()> closure) {
       asio::post(impl_->strand, [this, closure = std::move(closure)] { runAs(this, closure); });
       break;
   }
+}
+
+void DispatchQueue::asyncOrRunHere(std::function<void()> closure) {
+  // Inside another queue's closure it would nest one queue's closure in
+  // another's, and a `sync` back to the outer queue would wait for itself.
+  if (kind_ != Kind::Serial || tCurrentQueue) return async(std::move(closure));
+  if (!closure) return;
+  // A strand that is idle hands the closure to the engine's `dispatch`,
+  // which runs it in place on a thread that runs the engine.
+  asio::dispatch(impl_->strand, [this, closure = std::move(closure)] { runAs(this, closure); });
 }
 
 void DispatchQueue::sync(std::function<void()> closure) {

@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <thread>
 #include <vector>
 
 #include "concurrency/ConcurrencyTestSupport.h"
+#include "vantorcore/platform/DispatchEngine.h"
 
 namespace lx {
 namespace {
@@ -44,6 +48,63 @@ TEST(DispatchQueueTest, SyncOntoTheRunningQueueRunsInline) {
   bool inner = false;
   queue->sync([&] { queue->sync([&] { inner = true; }); });
   EXPECT_TRUE(inner);
+}
+
+TEST(DispatchQueueTest, AsyncOrRunHereRunsInPlaceOnlyOnAnIdleQueueOutsideEveryQueue) {
+  enum class Caller { TestThread, EngineThread, EngineThreadWhileBusy, OwnClosure, OtherQueue };
+  const struct {
+    const char* name;
+    Caller caller;
+    bool inPlace;
+  } rows[] = {
+      {"test thread", Caller::TestThread, false},
+      {"engine thread", Caller::EngineThread, true},
+      {"engine thread, queue busy", Caller::EngineThreadWhileBusy, false},
+      {"the queue's own closure", Caller::OwnClosure, false},
+      {"another queue's closure", Caller::OtherQueue, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    auto queue = DispatchQueue::makeSerial(u"test.here");
+    std::atomic<bool> calling{false}, ran{false}, inPlace{false}, busy{false}, release{false};
+    std::atomic<std::thread::id> caller;
+    const auto call = [&] {
+      caller = std::this_thread::get_id();
+      calling = true;
+      queue->asyncOrRunHere([&] {
+        inPlace = calling && caller.load() == std::this_thread::get_id();
+        ran = true;
+      });
+      calling = false;
+    };
+    switch (row.caller) {
+      case Caller::TestThread:
+        call();
+        break;
+      case Caller::EngineThread:
+        boost::asio::post(dispatchEngineContext(), call);
+        break;
+      case Caller::EngineThreadWhileBusy:
+        queue->async([&] {
+          busy = true;
+          while (!release) std::this_thread::yield();
+        });
+        ASSERT_TRUE(spinUntil([&] { return busy.load(); }));
+        boost::asio::post(dispatchEngineContext(), [&] {
+          call();
+          release = true;
+        });
+        break;
+      case Caller::OwnClosure:
+        queue->async(call);
+        break;
+      case Caller::OtherQueue:
+        DispatchQueue::makeSerial(u"test.other")->async(call);
+        break;
+    }
+    ASSERT_TRUE(spinUntil([&] { return ran.load(); }));
+    EXPECT_EQ(inPlace, row.inPlace);
+  }
 }
 
 TEST(DispatchQueueTest, GlobalQueuesByPriority) {

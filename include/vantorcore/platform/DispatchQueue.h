@@ -47,6 +47,12 @@ class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
 
   /// Submits `closure` and returns at once. Any thread.
   void async(std::function<void()> closure);
+  /// `async`, except that a serial queue with nothing queued runs `closure`
+  /// at once when called from one of the engine's threads outside any
+  /// queue's closure (a transport's handler), sparing the hand-over to
+  /// another thread; it then returns after the closure and whatever was
+  /// queued behind it meanwhile. The queue's order holds either way.
+  void asyncOrRunHere(std::function<void()> closure);
   /// Runs `closure` on the queue and waits for it. On a global queue, or on
   /// the queue the caller is already running on, it runs at once on the
   /// calling thread (waiting for oneself would never end). `sync` to the
