@@ -50,62 +50,53 @@ TEST(PathComponentsTest, JoiningDropsSlashComponentsExceptAtTheStart) {
   }
 }
 
-TEST(PathComponentsTest, AppendingCollapsesSlashes) {
-  struct Case {
-    String path, component, out;
+TEST(PathComponentsTest, AppendingCollapsesSlashesAndAnExtensionNeedsALastComponent) {
+  const auto component = stringByAppendingPathComponent;
+  const auto extension = stringByAppendingPathExtension;
+  const struct {
+    String (*append)(StringView, StringView);
+    String path, addition, out;
   } cases[] = {
-      {u"a", u"b", u"a/b"}, {u"a/", u"/b", u"a/b"},  {u"/", u"a", u"/a"},
-      {u"", u"a", u"a"},    {u"a", u"", u"a"},       {u"a", u"/", u"a"},
-      {u"", u"/", u"/"},    {u"a//b/", u"", u"a/b"}, {u"/", u"/", u"/"},
+      {component, u"a", u"b", u"a/b"},      {component, u"a/", u"/b", u"a/b"},
+      {component, u"/", u"a", u"/a"},       {component, u"", u"a", u"a"},
+      {component, u"a", u"", u"a"},         {component, u"a", u"/", u"a"},
+      {component, u"", u"/", u"/"},         {component, u"a//b/", u"", u"a/b"},
+      {component, u"/", u"/", u"/"},        {extension, u"a", u"txt", u"a.txt"},
+      {extension, u"a/", u"txt", u"a.txt"}, {extension, u"a", u"", u"a."},
+      {extension, u"/", u"txt", u"/"},      {extension, u"", u"txt", u""},
+      {extension, u"a", u"x/y", u"a"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(toUTF8(c.path + u" + " + c.component));
-    EXPECT_EQ(stringByAppendingPathComponent(c.path, c.component), c.out);
+    SCOPED_TRACE(toUTF8(c.path + (c.append == component ? u" / " : u" . ") + c.addition));
+    EXPECT_EQ(c.append(c.path, c.addition), c.out);
   }
 }
 
-TEST(PathComponentsTest, LastComponentAndItsRemoval) {
-  expectTable(lastPathComponent, {{u"/a/b.txt", u"b.txt"},
-                                  {u"/a/b/", u"b"},
-                                  {u"/", u"/"},
-                                  {u"//", u"/"},
-                                  {u"a", u"a"},
-                                  {u"", u""}});
-  expectTable(stringByDeletingLastPathComponent, {{u"/a/b/", u"/a"},
-                                                  {u"a/b", u"a"},
-                                                  {u"/a", u"/"},
-                                                  {u"/", u"/"},
-                                                  {u"a", u""},
-                                                  {u"", u""},
-                                                  {u"//a//b//", u"/a"}});
-}
-
-TEST(PathExtensionTest, LooksAtTheLastComponentOnly) {
-  expectTable(pathExtension, {{u"a.tar.gz", u"gz"},
-                              {u"/x/b.txt/", u"txt"},
-                              {u"dir.d/file", u""},
-                              {u".profile", u""},
-                              {u"name.", u""},
-                              {u"", u""},
-                              {u"/", u""}});
-  expectTable(stringByDeletingPathExtension, {{u"a.tar.gz", u"a.tar"},
-                                              {u"/x/b.txt/", u"/x/b"},
-                                              {u"dir.d/file", u"dir.d/file"},
-                                              {u".profile", u".profile"},
-                                              {u"name.", u"name."},
-                                              {u"/", u"/"}});
-}
-
-TEST(PathExtensionTest, AppendingNeedsALastComponent) {
-  struct Case {
-    String path, extension, out;
+TEST(PathComponentsTest, LastComponentAndExtensionAndTheirRemoval) {
+  const struct {
+    String in, last, parent, extension, stripped;
   } cases[] = {
-      {u"a", u"txt", u"a.txt"}, {u"a/", u"txt", u"a.txt"}, {u"a", u"", u"a."},
-      {u"/", u"txt", u"/"},     {u"", u"txt", u""},        {u"a", u"x/y", u"a"},
+      {u"/a/b.txt", u"b.txt", u"/a", u"txt", u"/a/b"},
+      {u"/a/b/", u"b", u"/a", u"", u"/a/b"},
+      {u"a/b", u"b", u"a", u"", u"a/b"},
+      {u"/a", u"a", u"/", u"", u"/a"},
+      {u"/", u"/", u"/", u"", u"/"},
+      {u"//", u"/", u"/", u"", u"/"},
+      {u"a", u"a", u"", u"", u"a"},
+      {u"", u"", u"", u"", u""},
+      {u"//a//b//", u"b", u"/a", u"", u"//a//b"},
+      {u"a.tar.gz", u"a.tar.gz", u"", u"gz", u"a.tar"},
+      {u"/x/b.txt/", u"b.txt", u"/x", u"txt", u"/x/b"},
+      {u"dir.d/file", u"file", u"dir.d", u"", u"dir.d/file"},
+      {u".profile", u".profile", u"", u"", u".profile"},
+      {u"name.", u"name.", u"", u"", u"name."},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(toUTF8(c.path + u" + " + c.extension));
-    EXPECT_EQ(stringByAppendingPathExtension(c.path, c.extension), c.out);
+    SCOPED_TRACE(toUTF8(c.in));
+    EXPECT_EQ(lastPathComponent(c.in), c.last);
+    EXPECT_EQ(stringByDeletingLastPathComponent(c.in), c.parent);
+    EXPECT_EQ(pathExtension(c.in), c.extension);
+    EXPECT_EQ(stringByDeletingPathExtension(c.in), c.stripped);
   }
 }
 
