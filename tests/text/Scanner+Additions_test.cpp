@@ -35,8 +35,8 @@ bool backUpToAB(Scanner& s, String* into) { return scanBackwardUpToString(s, u"a
 
 // One step of one operation: where it starts, what it answers, where it ends.
 struct Step {
-  const char* name;
   Operation operation;
+  const char* name;
   const char16_t* text;
   std::size_t start;
   bool ok;
@@ -46,33 +46,33 @@ struct Step {
 
 TEST(ScannerAdditionsTest, EachOperationFromAStartLocation) {
   const Step steps[] = {
-      {"next: member", nextLetter, u"a1", 0, true, u"a", 1},
-      {"next: non-member", nextLetter, u"1a", 0, false, u"-", 0},
-      {"next: at end", nextLetter, u"a", 1, false, u"-", 1},
-      {"next: ignores the skip set", nextLetter, u" a", 0, false, u"-", 0},
-      {"next: no set", nextFromNoSet, u"a", 0, false, u"-", 0},
-      {"back one: member", backLetter, u"ab", 2, true, u"b", 1},
-      {"back one: non-member still moves", backLetter, u"a1", 2, false, u"-", 1},
-      {"back one: at 0", backLetter, u"ab", 0, false, u"-", 0},
-      {"back over: trailing spaces", backSpaces, u"a  ", 3, true, u"  ", 1},
-      {"back over: to the start", backSpaces, u"  ", 2, true, u"  ", 0},
-      {"back over: none", backSpaces, u"ab", 2, false, u"-", 2},
-      {"back over: at 0", backSpaces, u"  ", 0, false, u"-", 0},
-      {"back over: from the middle", backSpaces, u"a  b", 3, true, u"  ", 1},
-      {"back to set: after the last space", backUpToSpace, u"a b", 3, true, u"b", 2},
-      {"back to set: no member, to 0", backUpToSpace, u"abc", 2, true, u"ab", 0},
-      {"back to set: member is the last unit", backUpToSpace, u"ab ", 3, false, u"-", 3},
-      {"back to set: member right before", backUpToSpace, u"a b", 2, false, u"-", 2},
-      {"back to set: at 0", backUpToSpace, u"ab", 0, false, u"-", 0},
-      {"back to string: found", backUpToEquals, u"k=v", 3, true, u"v", 2},
-      {"back to string: found at 0 with text", backUpToEquals, u"=v", 2, true, u"v", 1},
-      {"back to string: found at 0, nothing between", backUpToEquals, u"=v", 1, false, u"-", 1},
-      {"back to string: found later, nothing between", backUpToEquals, u"a=v", 2, true, u"", 2},
-      {"back to string: not found, from 0", backUpToEquals, u"kv", 2, true, u"kv", 0},
-      {"back to string: not found at 0 is still true", backUpToEquals, u"kv", 0, true, u"", 0},
-      {"back to string: the last match", backUpToEquals, u"a=b=c", 5, true, u"c", 4},
-      {"back to string: only before the location", backUpToEquals, u"a=b", 1, true, u"a", 0},
-      {"back to string: ignores case", backUpToAB, u"xABy", 4, true, u"y", 3},
+      {nextLetter, "next: member", u"a1", 0, true, u"a", 1},
+      {nextLetter, "next: non-member", u"1a", 0, false, u"-", 0},
+      {nextLetter, "next: at end", u"a", 1, false, u"-", 1},
+      {nextLetter, "next: ignores the skip set", u" a", 0, false, u"-", 0},
+      {nextFromNoSet, "next: no set", u"a", 0, false, u"-", 0},
+      {backLetter, "back one: member", u"ab", 2, true, u"b", 1},
+      {backLetter, "back one: non-member still moves", u"a1", 2, false, u"-", 1},
+      {backLetter, "back one: at 0", u"ab", 0, false, u"-", 0},
+      {backSpaces, "back over: trailing spaces", u"a  ", 3, true, u"  ", 1},
+      {backSpaces, "back over: to the start", u"  ", 2, true, u"  ", 0},
+      {backSpaces, "back over: none", u"ab", 2, false, u"-", 2},
+      {backSpaces, "back over: at 0", u"  ", 0, false, u"-", 0},
+      {backSpaces, "back over: from the middle", u"a  b", 3, true, u"  ", 1},
+      {backUpToSpace, "back to set: after the last space", u"a b", 3, true, u"b", 2},
+      {backUpToSpace, "back to set: no member, to 0", u"abc", 2, true, u"ab", 0},
+      {backUpToSpace, "back to set: member is the last unit", u"ab ", 3, false, u"-", 3},
+      {backUpToSpace, "back to set: member right before", u"a b", 2, false, u"-", 2},
+      {backUpToSpace, "back to set: at 0", u"ab", 0, false, u"-", 0},
+      {backUpToEquals, "back to string: found", u"k=v", 3, true, u"v", 2},
+      {backUpToEquals, "back to string: found at 0 with text", u"=v", 2, true, u"v", 1},
+      {backUpToEquals, "back to string: found at 0, nothing between", u"=v", 1, false, u"-", 1},
+      {backUpToEquals, "back to string: found later, nothing between", u"a=v", 2, true, u"", 2},
+      {backUpToEquals, "back to string: not found, from 0", u"kv", 2, true, u"kv", 0},
+      {backUpToEquals, "back to string: not found at 0 is still true", u"kv", 0, true, u"", 0},
+      {backUpToEquals, "back to string: the last match", u"a=b=c", 5, true, u"c", 4},
+      {backUpToEquals, "back to string: only before the location", u"a=b", 1, true, u"a", 0},
+      {backUpToAB, "back to string: ignores case", u"xABy", 4, true, u"y", 3},
   };
   for (const Step& s : steps) {
     SCOPED_TRACE(s.name);
