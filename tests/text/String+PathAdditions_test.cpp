@@ -77,21 +77,18 @@ TEST(TildeTest, ExpandsALeadingTildeAndAbbreviatesByTextPrefix) {
   }
 }
 
-TEST(VolumeTest, NormalisedPathsNameTheBootVolume) {
+// Normalising puts every path outside a volume onto the boot volume; trimming
+// takes the boot volume off only when something remains.
+TEST(VolumeTest, NormalisingAndTrimmingTheBootVolume) {
   ScopedUserHome home(u"/Users/al");
   const std::optional<String> boot = lx_bootDiskPath();
   ASSERT_TRUE(boot.has_value());
-  expectTable(lx_stringByNormalizingPath,
-              {{u"/home/x", stringByAppendingPathComponent(*boot, u"/home/x")},
-               {u"~/d", stringByAppendingPathComponent(*boot, u"/Users/al/d")},
-               {u"/volumes/Other/x", u"/volumes/Other/x"},
-               {u"/VOLUMES", u"/VOLUMES"},
-               {u"/Volumesx", stringByAppendingPathComponent(*boot, u"/Volumesx")}});
-}
-
-TEST(VolumeTest, TrimsTheBootVolumeOnlyWhenSomethingRemains) {
-  const std::optional<String> boot = lx_bootDiskPath();
-  ASSERT_TRUE(boot.has_value());
+  const auto onBoot = [&](StringView path) { return stringByAppendingPathComponent(*boot, path); };
+  expectTable(lx_stringByNormalizingPath, {{u"/home/x", onBoot(u"/home/x")},
+                                           {u"~/d", onBoot(u"/Users/al/d")},
+                                           {u"/volumes/Other/x", u"/volumes/Other/x"},
+                                           {u"/VOLUMES", u"/VOLUMES"},
+                                           {u"/Volumesx", onBoot(u"/Volumesx")}});
   expectTable(lx_stringByTrimmingPathToUsersDirectory,
               {{*boot + u"/home", u"/home"}, {*boot, *boot}, {u"/elsewhere", u"/elsewhere"}});
 }
