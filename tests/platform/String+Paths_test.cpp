@@ -98,13 +98,6 @@ TEST(PathComponentsTest, LastComponentAndExtensionAndTheirRemoval) {
   }
 }
 
-TEST(PathTildeTest, AbsoluteIncludesTildePaths) {
-  EXPECT_TRUE(isAbsolutePath(u"/a"));
-  EXPECT_TRUE(isAbsolutePath(u"~/a"));
-  EXPECT_FALSE(isAbsolutePath(u"a/~"));
-  EXPECT_FALSE(isAbsolutePath(u""));
-}
-
 TEST(PathTildeTest, EmptyHomeFallsBackToTheUserDatabase) {
   ScopedHome home("");
   const passwd* me = getpwuid(getuid());
@@ -112,8 +105,9 @@ TEST(PathTildeTest, EmptyHomeFallsBackToTheUserDatabase) {
   EXPECT_EQ(homeDirectory(), fromUTF8(me->pw_dir));
 }
 
-// Expanding looks up users, abbreviating matches whole components, and
-// standardizing does both and resolves dots, all without the file system.
+// A tilde path counts as absolute. Expanding looks up users, abbreviating
+// matches whole components, and standardizing does both and resolves dots,
+// all without the file system.
 TEST(PathTildeTest, ExpandsAbbreviatesAndStandardizes) {
   ScopedHome home("/home/al/");
   const passwd* root = getpwuid(0);
@@ -122,32 +116,35 @@ TEST(PathTildeTest, ExpandsAbbreviatesAndStandardizes) {
   const String rootX = stringByAppendingPathComponent(fromUTF8(root->pw_dir), u"x");
   const String kept = u"(unchanged)";  // the function answers its input
   const struct {
-    String in, expanded, abbreviated, standardized;
+    String in;
+    bool absolute;
+    String expanded, abbreviated, standardized;
   } cases[] = {
-      {u"~", u"/home/al", kept, u"/home/al"},
-      {u"~/x/", u"/home/al/x", kept, u"/home/al/x"},
-      {rootTilde, rootX, kept, rootX},
-      {u"~no-such-user-here/x", kept, kept, kept},
-      {u"a/~", kept, kept, kept},
-      {u"", kept, kept, kept},
-      {u"/home/al", kept, u"~", kept},
-      {u"/home/al/", kept, u"~", u"/home/al"},
-      {u"/home/al/x/", kept, u"~/x", u"/home/al/x"},
-      {u"/home/alan", kept, kept, kept},
-      {u"/home", kept, kept, kept},
-      {u"~/x/../y", u"/home/al/x/../y", kept, u"/home/al/y"},
-      {u"/a/./b/../c/", kept, kept, u"/a/c"},
-      {u"/..", kept, kept, u"/"},
-      {u"/a/b/../../..", kept, kept, u"/"},
-      {u"a/../../b", kept, kept, u"../b"},
-      {u"../../a/..", kept, kept, u"../.."},
-      {u"./a", kept, kept, u"a"},
-      {u"a/..", kept, kept, u""},
-      {u"//a//b", kept, kept, u"/a/b"},
+      {u"~", true, u"/home/al", kept, u"/home/al"},
+      {u"~/x/", true, u"/home/al/x", kept, u"/home/al/x"},
+      {rootTilde, true, rootX, kept, rootX},
+      {u"~no-such-user-here/x", true, kept, kept, kept},
+      {u"a/~", false, kept, kept, kept},
+      {u"", false, kept, kept, kept},
+      {u"/home/al", true, kept, u"~", kept},
+      {u"/home/al/", true, kept, u"~", u"/home/al"},
+      {u"/home/al/x/", true, kept, u"~/x", u"/home/al/x"},
+      {u"/home/alan", true, kept, kept, kept},
+      {u"/home", true, kept, kept, kept},
+      {u"~/x/../y", true, u"/home/al/x/../y", kept, u"/home/al/y"},
+      {u"/a/./b/../c/", true, kept, kept, u"/a/c"},
+      {u"/..", true, kept, kept, u"/"},
+      {u"/a/b/../../..", true, kept, kept, u"/"},
+      {u"a/../../b", false, kept, kept, u"../b"},
+      {u"../../a/..", false, kept, kept, u"../.."},
+      {u"./a", false, kept, kept, u"a"},
+      {u"a/..", false, kept, kept, u""},
+      {u"//a//b", true, kept, kept, u"/a/b"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(toUTF8(c.in));
     const auto expected = [&](const String& out) { return out == kept ? c.in : out; };
+    EXPECT_EQ(isAbsolutePath(c.in), c.absolute);
     EXPECT_EQ(stringByExpandingTildeInPath(c.in), expected(c.expanded));
     EXPECT_EQ(stringByAbbreviatingWithTildeInPath(c.in), expected(c.abbreviated));
     EXPECT_EQ(stringByStandardizingPath(c.in), expected(c.standardized));
