@@ -49,40 +49,46 @@ TEST(HomeDirectoryTest, HomeIsResolvedThroughSymbolicLinks) {
   EXPECT_EQ(LXHomeDirectory(), fromUTF8(link.string() + "/missing"));
 }
 
-TEST(TildeTest, ExpandsOnlyALeadingTildeWithoutUserLookup) {
+// Both work on the text alone: expanding never looks up other users, and
+// abbreviating matches a text prefix rather than whole components.
+TEST(TildeTest, ExpandsALeadingTildeAndAbbreviatesByTextPrefix) {
   ScopedUserHome home(u"/Users/al");
-  expectTable(lx_stringByExpandingTildeInPathToUserHomeDirectory, {{u"~", u"/Users/al"},
-                                                                   {u"~/x", u"/Users/al/x"},
-                                                                   {u"~/", u"/Users/al"},
-                                                                   {u"~bob/x", u"/Users/al/bob/x"},
-                                                                   {u"x~", u"x~"},
-                                                                   {u"", u""}});
+  const String kept = u"(unchanged)";  // the function answers its input
+  const struct {
+    String in, expanded, abbreviated;
+  } cases[] = {
+      {u"~", u"/Users/al", kept},
+      {u"~/x", u"/Users/al/x", kept},
+      {u"~/", u"/Users/al", kept},
+      {u"~bob/x", u"/Users/al/bob/x", kept},
+      {u"x~", kept, kept},
+      {u"", kept, kept},
+      {u"/Users/al/x", kept, u"~/x"},
+      {u"/Users/al", kept, u"~"},
+      {u"/Users/alan", kept, u"~/an"},
+      {u"/users/al/x", kept, kept},
+      {u"/tmp", kept, kept},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(toUTF8(c.in));
+    const auto expected = [&](const String& out) { return out == kept ? c.in : out; };
+    EXPECT_EQ(lx_stringByExpandingTildeInPathToUserHomeDirectory(c.in), expected(c.expanded));
+    EXPECT_EQ(lx_stringByAbbreviatingWithUserHomeTildeInPath(c.in), expected(c.abbreviated));
+  }
 }
 
-TEST(TildeTest, AbbreviatesByTextPrefix) {
-  ScopedUserHome home(u"/Users/al");
-  expectTable(lx_stringByAbbreviatingWithUserHomeTildeInPath, {{u"/Users/al/x", u"~/x"},
-                                                               {u"/Users/al", u"~"},
-                                                               {u"/Users/alan", u"~/an"},
-                                                               {u"/users/al/x", u"/users/al/x"},
-                                                               {u"/tmp", u"/tmp"}});
-}
-
-TEST(VolumeTest, NormalisedPathsNameTheBootVolume) {
+// Normalising puts every path outside a volume onto the boot volume; trimming
+// takes the boot volume off only when something remains.
+TEST(VolumeTest, NormalisingAndTrimmingTheBootVolume) {
   ScopedUserHome home(u"/Users/al");
   const std::optional<String> boot = lx_bootDiskPath();
   ASSERT_TRUE(boot.has_value());
-  expectTable(lx_stringByNormalizingPath,
-              {{u"/home/x", stringByAppendingPathComponent(*boot, u"/home/x")},
-               {u"~/d", stringByAppendingPathComponent(*boot, u"/Users/al/d")},
-               {u"/volumes/Other/x", u"/volumes/Other/x"},
-               {u"/VOLUMES", u"/VOLUMES"},
-               {u"/Volumesx", stringByAppendingPathComponent(*boot, u"/Volumesx")}});
-}
-
-TEST(VolumeTest, TrimsTheBootVolumeOnlyWhenSomethingRemains) {
-  const std::optional<String> boot = lx_bootDiskPath();
-  ASSERT_TRUE(boot.has_value());
+  const auto onBoot = [&](StringView path) { return stringByAppendingPathComponent(*boot, path); };
+  expectTable(lx_stringByNormalizingPath, {{u"/home/x", onBoot(u"/home/x")},
+                                           {u"~/d", onBoot(u"/Users/al/d")},
+                                           {u"/volumes/Other/x", u"/volumes/Other/x"},
+                                           {u"/VOLUMES", u"/VOLUMES"},
+                                           {u"/Volumesx", onBoot(u"/Volumesx")}});
   expectTable(lx_stringByTrimmingPathToUsersDirectory,
               {{*boot + u"/home", u"/home"}, {*boot, *boot}, {u"/elsewhere", u"/elsewhere"}});
 }
@@ -156,24 +162,29 @@ TEST(ContainmentTest, ChildNeedsMoreComponents) {
   EXPECT_FALSE(lx_hasCompletePathPrefix(u"x/"));
 }
 
+// The last dot of the whole string counts, even one in a folder name; all
+// extensions look at the last component only.
 TEST(ExtensionTest, LastDotOfTheWholeString) {
-  expectTable(lx_pathExtension, {{u"archive.tar.gz", u"gz"},
-                                 {u".profile", u""},
-                                 {u"name.", u""},
-                                 {u"a.b/c", u"b/c"},
-                                 {u"dir.d/file", u"d/file"},
-                                 {u"plain", u""}});
-  expectTable(lx_stringByDeletingPathExtension, {{u"archive.tar.gz", u"archive.tar"},
-                                                 {u".profile", u""},
-                                                 {u"name.", u"name."},
-                                                 {u"a.b/c", u"a"},
-                                                 {u"plain", u"plain"}});
-  expectTable(lx_allPathExtensions, {{u"a.tar.gz", u"tar.gz"},
-                                     {u"a", u""},
-                                     {u"x.d/a.b.c", u"b.c"},
-                                     {u"a.b/c", u""},
-                                     {u"a..gz", u"gz"},
-                                     {u".a.b", u"b"}});
+  const String kept = u"(unchanged)";  // nothing to delete
+  const struct {
+    String in, extension, stripped, all;
+  } cases[] = {
+      {u"archive.tar.gz", u"gz", u"archive.tar", u"tar.gz"},
+      {u".profile", u"", u"", u""},
+      {u"name.", u"", kept, u""},
+      {u"a.b/c", u"b/c", u"a", u""},
+      {u"dir.d/file", u"d/file", u"dir", u""},
+      {u"plain", u"", kept, u""},
+      {u"x.d/a.b.c", u"c", u"x.d/a.b", u"b.c"},
+      {u"a..gz", u"gz", u"a.", u"gz"},
+      {u".a.b", u"b", u".a", u"b"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(toUTF8(c.in));
+    EXPECT_EQ(lx_pathExtension(c.in), c.extension);
+    EXPECT_EQ(lx_stringByDeletingPathExtension(c.in), c.stripped == kept ? c.in : c.stripped);
+    EXPECT_EQ(lx_allPathExtensions(c.in), c.all);
+  }
 }
 
 TEST(ExtensionTest, TrailingSlashesAndEscapedSpaces) {
