@@ -1,6 +1,6 @@
 #!/bin/sh
 # Writes the assembly stubs through which the library calls the functions of
-# libraries it binds on first call (src/platform/FirstCallBinding.h).
+# libraries it binds on first call (src/platform/FirstCallBinding.cpp).
 #
 # usage: first-call-stubs.sh OUT.S GROUP=SONAME:FILE[,SONAME:FILE...] ... -- OBJECT...
 #
